@@ -1,0 +1,15 @@
+# Headers, library, CMake package and pkg-config file.
+include(CMakePackageConfigHelpers)
+
+install(TARGETS ravokit EXPORT ravokitTargets LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY include/ravokit DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} FILES_MATCHING PATTERN "*.h")
+install(EXPORT ravokitTargets NAMESPACE ravokit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ravokit)
+
+set(config_dir ${PROJECT_BINARY_DIR}/cmake)
+file(WRITE ${config_dir}/ravokitConfig.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/ravokitTargets.cmake)\n")
+write_basic_package_version_file(${config_dir}/ravokitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+install(FILES ${config_dir}/ravokitConfig.cmake ${config_dir}/ravokitConfigVersion.cmake
+  DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ravokit)
+
+configure_file(cmake/ravokit.pc.in ${config_dir}/ravokit.pc @ONLY)
+install(FILES ${config_dir}/ravokit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)

@@ -1,0 +1,38 @@
+// What hangs on a bitmap and belongs to a higher floor: regions and overlays. Lower operations carry them along through
+// these calls alone. Each has a body for bitmaps that carry nothing, which is all that exists until a higher floor
+// registers its own.
+#pragma once
+
+#include "ravokit/bitmap.h"
+
+namespace rv {
+
+struct Attachments {
+    // ---- region
+    void (*deleteRegion)(RavoRgn* pRegion) noexcept;
+    int32_t (*copyRegion)(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
+    void (*offsetRegion)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
+    // The region's bounds in storage rows and columns, cut to the bitmap.
+    RECT (*regionBounds)(const BITMAPRECORD& bm) noexcept;
+    // Words that a row's segments can need, and the segments of a row: pairs (start, end), end exclusive.
+    uint32_t (*clipSegmentsMax)(const BITMAPRECORD& bm) noexcept;
+    int32_t (*clipSegments)(const BITMAPRECORD& bm, int32_t nRow, uint32_t* pWords, uint32_t* pnWords) noexcept;
+    // Closes a handle of kind 4.
+    void (*closeRegionHandle)(MEMHANDLE& h) noexcept;
+
+    // ---- overlays
+    void (*freeOverlays)(BITMAPRECORD& bm) noexcept;
+    int32_t (*copyOverlays)(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
+    void (*offsetOverlays)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
+};
+
+// The bodies in force.
+const Attachments& attachments() noexcept;
+
+// The bodies for bitmaps without region and overlays.
+extern const Attachments kNoAttachments;
+
+// Puts other bodies in force; a higher floor calls it when it starts.
+void registerAttachments(const Attachments& bodies) noexcept;
+
+}  // namespace rv

@@ -1,0 +1,21 @@
+// The checks that open an exported bitmap call. Each call has its own statuses and its own order, so the helpers only
+// ask; the order stands in one line each at the top of the call.
+#pragma once
+
+#include "ravokit/bitmap.h"
+
+namespace rv {
+
+inline bool isKnownRecordSize(uint32_t uStructSize) noexcept {
+    return uStructSize == sizeof(BITMAPRECORD) || uStructSize == BITMAPRECORD_OLD_SIZE;
+}
+
+// The current form has the 16-bit tables and the wide size; the older one ends before them.
+inline bool hasWideFields(const BITMAPRECORD& bm) noexcept { return bm.uStructSize > BITMAPRECORD_OLD_SIZE; }
+
+inline bool isAllocated(const BITMAPRECORD* pBitmap) noexcept { return pBitmap && (pBitmap->Flags & BMF_ALLOCATED); }
+
+// Bytes of data, whichever form tells it.
+inline uint64_t dataSize(const BITMAPRECORD& bm) noexcept { return hasWideFields(bm) ? bm.Size64 : bm.Size; }
+
+}  // namespace rv

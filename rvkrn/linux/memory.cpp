@@ -1,0 +1,74 @@
+// Anonymous memory on Linux, and the closer of system handles.
+//
+// Small blocks come from the heap. Large ones are mappings of their own with huge-page advice: one fault clears two
+// megabytes, and giving them back returns the memory at once.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+#include "internal/rvsystem_.h"
+
+namespace rv {
+namespace {
+
+constexpr uint64_t kLarge = 16u << 20;
+constexpr uint64_t kHugePage = 2u << 20;
+constexpr size_t kAlignment = 64;
+constexpr uintptr_t kMostDescriptors = 1u << 20;  // no object lies this low
+
+uint8_t* mapLarge(uint64_t nSize) noexcept {
+    // One huge page more than needed, so that the block can start on a huge page; the rest is given back.
+    const uint64_t nAll = nSize + kHugePage;
+    if (nAll > PTRDIFF_MAX) return nullptr;
+    void* p = mmap(nullptr, size_t(nAll), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (p == MAP_FAILED) return nullptr;
+    auto* pAll = static_cast<uint8_t*>(p);
+    const size_t nFront = size_t(-reinterpret_cast<uintptr_t>(pAll) & (kHugePage - 1));
+    const size_t nBack = size_t(kHugePage) - nFront;
+    if (nFront) munmap(pAll, nFront);
+    const size_t nPage = size_t(sysconf(_SC_PAGESIZE)), nUsed = (size_t(nSize) + nPage - 1) / nPage * nPage;
+    if (nFront + nUsed < size_t(nAll)) munmap(pAll + nFront + nUsed, nBack - (nUsed - size_t(nSize)));
+    madvise(pAll + nFront, nUsed, MADV_HUGEPAGE);
+    return pAll + nFront;
+}
+
+}  // namespace
+
+SysMemory* sysMemoryCreate(uint64_t nSize) noexcept {
+    auto* pMemory = new (std::nothrow) SysMemory;
+    if (!pMemory) return nullptr;
+    pMemory->nSize = nSize;
+    pMemory->bMapped = nSize >= kLarge;
+    if (pMemory->bMapped) {
+        pMemory->pData = mapLarge(nSize);
+    } else {
+        const size_t nBytes = (size_t(nSize) + kAlignment) / kAlignment * kAlignment;
+        pMemory->pData = static_cast<uint8_t*>(std::aligned_alloc(kAlignment, nBytes));
+        if (pMemory->pData) std::memset(pMemory->pData, 0, nBytes);
+    }
+    if (pMemory->pData) return pMemory;
+    delete pMemory;
+    return nullptr;
+}
+
+bool SysMemory::close() noexcept {
+    if (bMapped) {
+        const size_t nPage = size_t(sysconf(_SC_PAGESIZE));
+        munmap(pData, (size_t(nSize) + nPage - 1) / nPage * nPage);
+    } else {
+        std::free(pData);
+    }
+    delete this;
+    return true;
+}
+
+bool sysCloseHandle(void* hOs) noexcept {
+    const auto n = reinterpret_cast<uintptr_t>(hOs);
+    if (n < kMostDescriptors) return ::close(int(n)) == 0;
+    return static_cast<SysObject*>(hOs)->close();
+}
+
+}  // namespace rv

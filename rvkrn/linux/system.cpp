@@ -1,0 +1,50 @@
+// Clock, diagnostics and locale on Linux.
+#include <fcntl.h>
+#include <locale.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstring>
+
+#include "internal/rvsystem_.h"
+
+namespace rv {
+
+uint64_t sysTickCount64() noexcept {
+    timespec t;
+    clock_gettime(CLOCK_MONOTONIC, &t);
+    return uint64_t(t.tv_sec) * 1000 + uint64_t(t.tv_nsec) / 1000000;
+}
+
+bool sysIsDebuggerPresent() noexcept {
+    // The kernel tells the tracer's process number, 0 for none.
+    char text[2048];
+    const int fd = open("/proc/self/status", O_RDONLY | O_CLOEXEC);
+    if (fd < 0) return false;
+    const ssize_t n = read(fd, text, sizeof text - 1);
+    close(fd);
+    if (n <= 0) return false;
+    text[n] = 0;
+    const char* p = std::strstr(text, "TracerPid:");
+    int nTracer = 0;
+    return p && std::sscanf(p + 10, "%d", &nTracer) == 1 && nTracer != 0;
+}
+
+void sysDebugWrite(const char* pUtf8) noexcept { std::fputs(pUtf8, stderr); }
+
+SysInfo sysInfo() noexcept {
+    return {uint32_t(sysconf(_SC_PAGESIZE)), uint32_t(sysconf(_SC_NPROCESSORS_ONLN)), sizeof(void*) == 8};
+}
+
+bool sysWithLocale(const char* pName, void (*pfn)(void*), void* pArg) noexcept {
+    const locale_t named = newlocale(LC_ALL_MASK, pName, locale_t(nullptr));
+    if (!named) return false;
+    const locale_t old = uselocale(named);
+    pfn(pArg);
+    uselocale(old);
+    freelocale(named);
+    return true;
+}
+
+}  // namespace rv
