@@ -11,6 +11,7 @@ namespace rv {
 
 // A per-thread pointer. The exit hook runs in each ending thread whose value is not null, with that value.
 bool sysSlotCreate(void (*pfnThreadExit)(void*)) noexcept;
+void sysSlotDelete() noexcept;  // values are dropped, and the hook runs no more
 void* sysSlotGet() noexcept;
 bool sysSlotSet(void* pValue) noexcept;
 
