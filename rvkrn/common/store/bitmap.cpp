@@ -176,6 +176,7 @@ int32_t R_CreateBitmap(BITMAPRECORD* pBitmap, uint32_t uStructSize, uint32_t uMe
 void R_FreeBitmap(BITMAPRECORD* pBitmap) noexcept {
     if (!pBitmap || !isKnownRecordSize(pBitmap->uStructSize)) return;
     BITMAPRECORD& bm = *pBitmap;
+    traceLockCount("R_FreeBitmap", bm.nLockCount, bm.nLockCount == 0);
     if (bm.pRgnInfo) attachments().deleteRegion(bm.pRgnInfo);
     bm.pRgnInfo = nullptr;
     freeBlock(bm.pPalette);
@@ -200,7 +201,7 @@ void R_FreeBitmap(BITMAPRECORD* pBitmap) noexcept {
 
 int32_t R_AccessBitmap(BITMAPRECORD* pBitmap) noexcept {
     BITMAPRECORD& bm = *pBitmap;
-    traceLockCount(bm, bm.nLockCount >= 0, "R_AccessBitmap");
+    traceLockCount("R_AccessBitmap", bm.nLockCount, bm.nLockCount >= 0);
     if (++bm.nLockCount > 1) return 1;
     if (bm.pCallbacks && bm.pCallbacks->pfnAccess) {
         const int32_t nStatus = bm.pCallbacks->pfnAccess(&bm, bm.pCallbacks->pUserData);

@@ -28,7 +28,7 @@ int32_t moveRow(BITMAPRECORD* pBitmap, Byte* pBuffer, int32_t nRow, int32_t nCol
     if (!pBitmap || !pBuffer) return -13;
     BITMAPRECORD& bm = *pBitmap;
     if (!isKnownRecordSize(bm.uStructSize)) return -789;
-    traceLockCount(bm, bm.nLockCount >= 1, pCall);
+    traceLockCount(pCall, bm.nLockCount, bm.nLockCount >= 1, true);
     if (const BITMAPDATACALLBACKS* pCallbacks = bm.pCallbacks) {
         int32_t nResult = 0;
         if constexpr (direction == Direction::get) {
@@ -73,7 +73,7 @@ int32_t putColumnByRows(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nCol, 
 int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nCol, int32_t nRows,
                        bool bReverse) noexcept {
     BITMAPRECORD& bm = *pBitmap;
-    traceLockCount(bm, bm.nLockCount >= 1, "R_PutBitmapCol");
+    traceLockCount("R_PutBitmapCol", bm.nLockCount, bm.nLockCount >= 1, true);
     return visitDepth(bm.BitsPerPixel, [&](auto bits) {
         if (!flatRow(bm, 0)) return putColumnByRows<bits>(bm, pBuffer, nCol, nRows, bReverse);
         putFlatColumn<bits>(bm, pBuffer, nCol, nRows, bReverse);
