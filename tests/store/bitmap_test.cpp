@@ -111,7 +111,7 @@ TEST(BitmapCreate, OrderPaletteAndView) {
     EXPECT_EQ(bm.pPalette, nullptr);
     R_FreeBitmap(&bm);
 
-    EXPECT_EQ(create(24, ORDER_ROMM, nullptr, 9), -27) << "the order is tested before the view";
+    EXPECT_EQ(create(16, ORDER_ROMM, nullptr, 9), -27) << "the order is tested before the view";
     EXPECT_EQ(create(32, ORDER_ROMM, nullptr, 1), -27);
     EXPECT_EQ(create(24, ORDER_RGB, nullptr, 9), -13);
     EXPECT_EQ(create(9, ORDER_RGB, nullptr, 1), -27);

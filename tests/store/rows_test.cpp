@@ -20,8 +20,10 @@ TEST(Pixels, PutAndGetTouchOnlyTheirOwnBits) {
                 const auto v = typename P::Value(rv::loadLittle<uint64_t>(&values[x * 8]) & P::kMax);
                 P::put(row.data(), x, v);
                 ASSERT_EQ(P::get(row.data(), x), v) << kBits;
-                for (size_t k = 0; k < kPixels + 2; ++k)
-                    if (k != x) ASSERT_EQ(P::get(row.data(), k), P::get(before.data(), k)) << kBits << " " << x << " " << k;
+                for (size_t k = 0; k < kPixels + 2; ++k) {
+                    if (k == x) continue;
+                    ASSERT_EQ(P::get(row.data(), k), P::get(before.data(), k)) << kBits << " " << x << " " << k;
+                }
             }
         });
     const uint8_t three[] = {0b00101001, 0b11001011, 0b10111000};  // 1 2 3 4 5 6 7 0 in three bits each
@@ -54,7 +56,7 @@ TEST(Rows, RandomReadsAndWritesMatchAModelInEveryHolding) {
             Bitmap bm(bits, 61, 17, holding);
             ASSERT_EQ(bm.nStatus, 1);
             Bytes model(bm->Size);
-            std::mt19937 random(unsigned(bits));
+            std::mt19937 random{uint32_t(bits)};
             ASSERT_EQ(R_AccessBitmap(&bm), 1);
             for (int i = 0; i < 300; ++i) {
                 const auto row = int32_t(random() % 17), col = int32_t(random() % 61);
