@@ -6,6 +6,7 @@
 #include "copy.h"
 #include "frame.h"
 #include "memory.h"
+#include "numeric.h"
 #include "rows.h"
 #include "storage.h"
 #include "types.h"
