@@ -1,11 +1,12 @@
-// Value types and their helpers: tolerant comparison of doubles, 2D affine matrices, rectangles, points, sizes, lengths.
+// Value types and their helpers: tolerant comparison of doubles, 2D affine matrices, rectangles, points, sizes,
+// lengths.
 //
 // Every function is a pure computation on values that the caller owns. Records go by address; an address is trusted and
 // never null. A function reads its arguments before it writes its result, so a result may be one of the arguments.
 // Predicates return 1 or 0.
 //
-// Integer coordinates wrap around modulo 2^32 where they leave the range. A double becomes an integer by rounding to the
-// nearest, halves away from zero; beyond the range it gives the nearest end of it, and a NaN gives 0.
+// Integer coordinates wrap around modulo 2^32 where they leave the range. A double becomes an integer by rounding to
+// the nearest, halves away from zero; beyond the range it gives the nearest end of it, and a NaN gives 0.
 #pragma once
 
 #include "types.h"
