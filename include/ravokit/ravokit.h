@@ -7,6 +7,7 @@
 #include "frame.h"
 #include "memory.h"
 #include "numeric.h"
+#include "palette.h"
 #include "rows.h"
 #include "storage.h"
 #include "types.h"
