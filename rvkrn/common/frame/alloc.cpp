@@ -44,8 +44,10 @@ MEMHANDLE* allocHandle(uint32_t uFlags, uint32_t nSize) noexcept {
     auto* h = newHandle(kHandleMemory);
     if (!h) return nullptr;
     const uint64_t nBytes = uint64_t(nSize) + kBlockHeader;
-    if (nBytes > PTRDIFF_MAX) h->pBlock = nullptr;
-    else h->pBlock = uFlags & kFlagZeroInit ? std::calloc(1, size_t(nBytes)) : std::malloc(size_t(nBytes));
+    if (nBytes > PTRDIFF_MAX)
+        h->pBlock = nullptr;
+    else
+        h->pBlock = uFlags & kFlagZeroInit ? std::calloc(1, size_t(nBytes)) : std::malloc(size_t(nBytes));
     if (!h->pBlock) {
         std::free(h);
         return nullptr;
@@ -120,7 +122,10 @@ int32_t closeHandle(RVHANDLE h) noexcept {
     if (!h) return 1;
     int32_t nResult = 1;
     switch (h->uKind) {
-        case 2: case 6: case 7: case 8:
+        case 2:
+        case 6:
+        case 7:
+        case 8:
             if (g_pfnCloseOther) return g_pfnCloseOther(h);  // the block stays with that callback
             break;
         case kHandleMemory:
@@ -167,7 +172,9 @@ void R_KrnLocalFree(void* p) noexcept { std::free(p); }
 void R_FreeBuffer(void* p) noexcept { std::free(p); }
 void* R_KrnLocalAlloc(uint32_t nSize, int32_t bClear) noexcept { return plainBlock(product(nSize, 1), bClear != 0); }
 
-void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept { return globalBlock(nCount, nSize); }
+void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
+    return globalBlock(nCount, nSize);
+}
 void* R_GlobalAllocInit(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
     return globalBlock(nCount, nSize);
 }
