@@ -14,6 +14,7 @@ pthread_key_t g_slot;
 }  // namespace
 
 bool sysSlotCreate(void (*pfnThreadExit)(void*)) noexcept { return pthread_key_create(&g_slot, pfnThreadExit) == 0; }
+void sysSlotDelete() noexcept { pthread_key_delete(g_slot); }
 void* sysSlotGet() noexcept { return pthread_getspecific(g_slot); }
 bool sysSlotSet(void* pValue) noexcept { return pthread_setspecific(g_slot, pValue) == 0; }
 
