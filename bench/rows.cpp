@@ -2,8 +2,9 @@
 //
 //   workload <TAB> "Ravokit" <TAB> Mpixel/s <TAB> GB/s
 //
-// Pictures are 4000 x 3000, pages 5000 x 7000, 16-bit grey 3000 x 3000, made by code. GB/s counts each byte that has to be
-// read or written once. Times are the median of 7 to 15 repetitions; run it on one processor. An argument filters names.
+// Pictures are 4000 x 3000, pages 5000 x 7000, 16-bit grey 3000 x 3000, made by code. GB/s counts each byte that has to
+// be read or written once. Times are the median of 7 to 15 repetitions; run it on one processor. An argument filters
+// names.
 #include <malloc.h>
 
 #include <algorithm>
@@ -64,8 +65,8 @@ uint32_t mix(uint32_t x) {
 
 struct Bitmap : BITMAPRECORD {
     Bitmap(int32_t bits, int32_t width, int32_t height, int32_t order, const RGBQUAD* palette = nullptr) {
-        if (R_CreateBitmap(this, sizeof(BITMAPRECORD), BMMEM_CONVENTIONAL, width, height, bits, order, palette, TOP_LEFT,
-                           nullptr, 0) != 1) {
+        if (R_CreateBitmap(this, sizeof(BITMAPRECORD), BMMEM_CONVENTIONAL, width, height, bits, order, palette,
+                           TOP_LEFT, nullptr, 0) != 1) {
             std::fprintf(stderr, "no memory\n");
             std::exit(1);
         }
@@ -99,7 +100,8 @@ uint8_t grayOf(const uint8_t* p) { return uint8_t((p[0] + 5 * p[1] + 2 * (p[2] +
 // Converts every row of one picture into the other.
 void convert(const Bitmap& src, Bitmap& dst, int32_t dstBits, int32_t srcOrder, int32_t dstOrder) {
     for (int32_t y = 0; y < src.Height; ++y)
-        R_ConvertRow(dst.row(y), src.row(y), src.Width, src.BitsPerPixel, dstBits, srcOrder, dstOrder, src.pPalette, nullptr);
+        R_ConvertRow(dst.row(y), src.row(y), src.Width, src.BitsPerPixel, dstBits, srcOrder, dstOrder, src.pPalette,
+                     nullptr);
 }
 
 // True if test holds for scattered pixels.
@@ -111,68 +113,113 @@ bool sampled(int32_t width, int32_t height, const std::function<bool(int32_t, in
 
 void conversions(const Bitmap& photo) {
     const auto at = [&](int32_t x, int32_t y) { return photo.row(y) + x * 3; };
-    Bitmap bgra(32, kWidth, kHeight, ORDER_BGR), out24(24, kWidth, kHeight, ORDER_BGR), out8(8, kWidth, kHeight, ORDER_RGB);
-    run("convert.bgr24_bgra32", 12, 84, [&] { convert(photo, bgra, 32, ORDER_BGR, ORDER_BGR); },
-        [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
-                  const uint8_t* p = bgra.row(y) + x * 4;
-                  return !std::memcmp(p, at(x, y), 3) && p[3] == 255; }); });
+    Bitmap bgra(32, kWidth, kHeight, ORDER_BGR), out24(24, kWidth, kHeight, ORDER_BGR),
+        out8(8, kWidth, kHeight, ORDER_RGB);
+    run(
+        "convert.bgr24_bgra32", 12, 84, [&] { convert(photo, bgra, 32, ORDER_BGR, ORDER_BGR); },
+        [&] {
+            return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                const uint8_t* p = bgra.row(y) + x * 4;
+                return !std::memcmp(p, at(x, y), 3) && p[3] == 255;
+            });
+        });
     convert(photo, bgra, 32, ORDER_BGR, ORDER_BGR);
     for (int32_t y = 0; y < kHeight; ++y)
         for (int32_t x = 0; x < kWidth; ++x) bgra.row(y)[x * 4 + 3] = uint8_t(mix(uint32_t((y * kWidth + x) >> 4)));
-    run("convert.bgra32_bgr24", 12, 84, [&] { convert(bgra, out24, 24, ORDER_BGR, ORDER_BGR); },
-        [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return !std::memcmp(out24.row(y) + x * 3, at(x, y), 3); }); });
-    run("convert.bgr24_rgb24", 12, 72, [&] { convert(photo, out24, 24, ORDER_BGR, ORDER_RGB); },
-        [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return out24.row(y)[x * 3] == at(x, y)[2] && out24.row(y)[x * 3 + 1] == at(x, y)[1]; }); });
-    run("convert.bgr24_gray8", 12, 48, [&] { convert(photo, out8, 0, ORDER_BGR, ORDER_RGB); },
-        [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return out8.row(y)[x] == grayOf(at(x, y)); }); });
+    run(
+        "convert.bgra32_bgr24", 12, 84, [&] { convert(bgra, out24, 24, ORDER_BGR, ORDER_BGR); },
+        [&] {
+            return sampled(kWidth, kHeight,
+                           [&](int32_t x, int32_t y) { return !std::memcmp(out24.row(y) + x * 3, at(x, y), 3); });
+        });
+    run(
+        "convert.bgr24_rgb24", 12, 72, [&] { convert(photo, out24, 24, ORDER_BGR, ORDER_RGB); },
+        [&] {
+            return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                return out24.row(y)[x * 3] == at(x, y)[2] && out24.row(y)[x * 3 + 1] == at(x, y)[1];
+            });
+        });
+    run(
+        "convert.bgr24_gray8", 12, 48, [&] { convert(photo, out8, 0, ORDER_BGR, ORDER_RGB); },
+        [&] {
+            return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return out8.row(y)[x] == grayOf(at(x, y)); });
+        });
     {
         RGBQUAD palette[256];
-        for (uint32_t i = 0; i < 256; ++i) palette[i] = {uint8_t(mix(i)), uint8_t(mix(i) >> 8), uint8_t(mix(i) >> 16), 0};
+        for (uint32_t i = 0; i < 256; ++i)
+            palette[i] = {uint8_t(mix(i)), uint8_t(mix(i) >> 8), uint8_t(mix(i) >> 16), 0};
         Bitmap indexed(8, kWidth, kHeight, ORDER_RGB, palette);
         convert(photo, indexed, 0, ORDER_BGR, ORDER_RGB);
-        run("convert.pal8_bgr24", 12, 48, [&] { convert(indexed, out24, 24, ORDER_RGB, ORDER_BGR); },
-            [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return !std::memcmp(out24.row(y) + x * 3, &palette[indexed.row(y)[x]], 3); }); });
+        run(
+            "convert.pal8_bgr24", 12, 48, [&] { convert(indexed, out24, 24, ORDER_RGB, ORDER_BGR); },
+            [&] {
+                return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                    return !std::memcmp(out24.row(y) + x * 3, &palette[indexed.row(y)[x]], 3);
+                });
+            });
     }
     {
         Bitmap wide(48, kWidth, kHeight, ORDER_BGR);
         convert(photo, wide, 48, ORDER_BGR, ORDER_BGR);
-        run("convert.bgr48_bgr24", 12, 108, [&] { convert(wide, out24, 24, ORDER_BGR, ORDER_BGR); },
-            [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return !std::memcmp(out24.row(y) + x * 3, at(x, y), 3); }); });
+        run(
+            "convert.bgr48_bgr24", 12, 108, [&] { convert(wide, out24, 24, ORDER_BGR, ORDER_BGR); },
+            [&] {
+                return sampled(kWidth, kHeight,
+                               [&](int32_t x, int32_t y) { return !std::memcmp(out24.row(y) + x * 3, at(x, y), 3); });
+            });
     }
     {
         Bitmap packed(16, kWidth, kHeight, ORDER_BGR565);
         convert(photo, packed, 16, ORDER_BGR, ORDER_BGR565);
-        run("convert.bgr565_bgr24", 12, 60, [&] { convert(packed, out24, 24, ORDER_BGR565, ORDER_BGR); },
-            [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) { return std::abs(out24.row(y)[x * 3] - at(x, y)[0]) < 8; }); });
+        run(
+            "convert.bgr565_bgr24", 12, 60, [&] { convert(packed, out24, 24, ORDER_BGR565, ORDER_BGR); },
+            [&] {
+                return sampled(kWidth, kHeight,
+                               [&](int32_t x, int32_t y) { return std::abs(out24.row(y)[x * 3] - at(x, y)[0]) < 8; });
+            });
     }
     Bitmap premultiplied(32, kWidth, kHeight, ORDER_BGR);
-    run("convert.bgra32_premultiply", 12, 96,
+    run(
+        "convert.bgra32_premultiply", 12, 96,
         [&] {
             for (int32_t y = 0; y < kHeight; ++y) {
                 R_GetBitmapRow(&bgra, premultiplied.row(y), y, bgra.BytesPerLine);
                 R_ConvertToPremultipliedAlpha(32, premultiplied.row(y), bgra.BytesPerLine);
             }
         },
-        [&] { return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
-                  const uint8_t *p = premultiplied.row(y) + x * 4, *q = bgra.row(y) + x * 4;
-                  return p[0] == q[0] * q[3] / 255 && p[2] == q[2] * q[3] / 255 && p[3] == q[3]; }); });
+        [&] {
+            return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                const uint8_t *p = premultiplied.row(y) + x * 4, *q = bgra.row(y) + x * 4;
+                return p[0] == q[0] * q[3] / 255 && p[2] == q[2] * q[3] / 255 && p[3] == q[3];
+            });
+        });
 }
 
 void pagesAndGray() {
     Bitmap page(1, kPageWidth, kPageHeight, ORDER_RGB), gray(8, kPageWidth, kPageHeight, ORDER_RGB);
     for (int32_t y = 0; y < kPageHeight; ++y)
-        for (uint32_t i = 0; i < page.BytesPerLine; ++i) page.row(y)[i] = mix(i / 3 + uint32_t(y) / 40 * 977) % 3 ? 0 : uint8_t(mix(i));
+        for (uint32_t i = 0; i < page.BytesPerLine; ++i)
+            page.row(y)[i] = mix(i / 3 + uint32_t(y) / 40 * 977) % 3 ? 0 : uint8_t(mix(i));
     const auto bit = [&](int32_t x, int32_t y) { return page.row(y)[x >> 3] >> (7 - (x & 7)) & 1; };
-    run("convert.bit1_gray8", 35, 39.375, [&] { convert(page, gray, 0, ORDER_RGB, ORDER_RGB); },
-        [&] { return sampled(kPageWidth, kPageHeight, [&](int32_t x, int32_t y) { return gray.row(y)[x] == 255 * bit(x, y); }); });
+    run(
+        "convert.bit1_gray8", 35, 39.375, [&] { convert(page, gray, 0, ORDER_RGB, ORDER_RGB); },
+        [&] {
+            return sampled(kPageWidth, kPageHeight,
+                           [&](int32_t x, int32_t y) { return gray.row(y)[x] == 255 * bit(x, y); });
+        });
     BITMAPRECORD cut{};
-    run("copy.rect_1_odd_phase", 24, 6,
+    run(
+        "copy.rect_1_odd_phase", 24, 6,
         [&] {
             R_FreeBitmap(&cut);
             R_CopyBitmapRect(&cut, &page, sizeof cut, 413, 300, 4000, 6000);
         },
-        [&] { return sampled(4000, 6000, [&](int32_t x, int32_t y) {
-                  return (cut.pData[size_t(y) * cut.BytesPerLine + size_t(x >> 3)] >> (7 - (x & 7)) & 1) == bit(x + 413, y + 300); }); });
+        [&] {
+            return sampled(4000, 6000, [&](int32_t x, int32_t y) {
+                return (cut.pData[size_t(y) * cut.BytesPerLine + size_t(x >> 3)] >> (7 - (x & 7)) & 1) ==
+                       bit(x + 413, y + 300);
+            });
+        });
     R_FreeBitmap(&cut);
 
     Bitmap deep(16, kGray, kGray, ORDER_GRAY), flat(8, kGray, kGray, ORDER_RGB);
@@ -181,24 +228,39 @@ void pagesAndGray() {
             const auto v = uint16_t((1000 + (x + y) / 3) * 16 + int(mix(uint32_t(y * kGray + x)) % 256));
             std::memcpy(deep.row(y) + x * 2, &v, 2);
         }
-    run("convert.gray16_gray8", 9, 27, [&] { convert(deep, flat, 0, ORDER_GRAY, ORDER_RGB); },
-        [&] { return sampled(kGray, kGray, [&](int32_t x, int32_t y) { return flat.row(y)[x] == deep.row(y)[x * 2 + 1]; }); });
+    run(
+        "convert.gray16_gray8", 9, 27, [&] { convert(deep, flat, 0, ORDER_GRAY, ORDER_RGB); },
+        [&] {
+            return sampled(kGray, kGray,
+                           [&](int32_t x, int32_t y) { return flat.row(y)[x] == deep.row(y)[x * 2 + 1]; });
+        });
 }
 
 void rectangles(Bitmap& photo) {
     Bitmap canvas(24, kWidth, kHeight, ORDER_BGR);
     // A bitmap of the caller's data over a part of the canvas.
     BITMAPRECORD part;
-    R_CreateBitmap(&part, sizeof part, BMMEM_USER, 3974, 2978, 24, ORDER_BGR, nullptr, TOP_LEFT, canvas.row(11) + 13 * 3, 0);
+    R_CreateBitmap(&part, sizeof part, BMMEM_USER, 3974, 2978, 24, ORDER_BGR, nullptr, TOP_LEFT,
+                   canvas.row(11) + 13 * 3, 0);
     part.BytesPerLine = canvas.BytesPerLine;
-    run("fill.rect_24", 11.835172, 35.505516, [&] { R_FillBitmap(&part, 0x0A141E); },
-        [&] { return canvas.row(11)[39] == 0x0A && canvas.row(2988)[3986 * 3 + 2] == 0x1E && canvas.row(11)[38] == 0 && canvas.row(10)[50] == 0; });
-    R_FreeBitmap(&part);
-    run("copy.rect_24", 6, 36,
+    run(
+        "fill.rect_24", 11.835172, 35.505516, [&] { R_FillBitmap(&part, 0x0A141E); },
         [&] {
-            for (int32_t y = 0; y < 2000; ++y) R_GetBitmapRowCol(&photo, canvas.row(57 + y) + 101 * 3, 13 + y, 17, 9000);
+            return canvas.row(11)[39] == 0x0A && canvas.row(2988)[3986 * 3 + 2] == 0x1E && canvas.row(11)[38] == 0 &&
+                   canvas.row(10)[50] == 0;
+        });
+    R_FreeBitmap(&part);
+    run(
+        "copy.rect_24", 6, 36,
+        [&] {
+            for (int32_t y = 0; y < 2000; ++y)
+                R_GetBitmapRowCol(&photo, canvas.row(57 + y) + 101 * 3, 13 + y, 17, 9000);
         },
-        [&] { return sampled(3000, 2000, [&](int32_t x, int32_t y) { return !std::memcmp(canvas.row(y + 57) + (x + 101) * 3, photo.row(y + 13) + (x + 17) * 3, 3); }); });
+        [&] {
+            return sampled(3000, 2000, [&](int32_t x, int32_t y) {
+                return !std::memcmp(canvas.row(y + 57) + (x + 101) * 3, photo.row(y + 13) + (x + 17) * 3, 3);
+            });
+        });
 }
 
 }  // namespace

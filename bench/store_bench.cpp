@@ -1,7 +1,6 @@
 // The bitmap store against plain memory: row calls, the life of a small bitmap, copies of large ones. Each line stands
 // beside the memcpy or malloc of the same bytes in the same run.
 #include <benchmark/benchmark.h>
-#include <malloc.h>
 #include <sys/mman.h>
 
 #include <cstdlib>
@@ -18,7 +17,8 @@ struct Rows {
     BITMAPRECORD bm;
     std::vector<uint8_t> buffer = std::vector<uint8_t>(kWidth * 3);
     Rows() {
-        R_CreateBitmap(&bm, sizeof bm, BMMEM_CONVENTIONAL, kWidth, kHeight, 24, ORDER_BGR, nullptr, TOP_LEFT, nullptr, 0);
+        R_CreateBitmap(&bm, sizeof bm, BMMEM_CONVENTIONAL, kWidth, kHeight, 24, ORDER_BGR, nullptr, TOP_LEFT, nullptr,
+                       0);
         R_AccessBitmap(&bm);
     }
     ~Rows() { R_FreeBitmap(&bm); }
@@ -37,8 +37,15 @@ void perRow(benchmark::State& state, Op op) {
     state.SetBytesProcessed(int64_t(state.iterations()) * bytes * 2);
 }
 
-void rowMemcpy(benchmark::State& state) {
-    perRow(state, [](Rows& r, int32_t y, uint32_t n) { std::memcpy(r.buffer.data(), r.bm.pData + size_t(y) * r.bm.BytesPerLine, n); });
+void memcpyFromRow(benchmark::State& state) {
+    perRow(state, [](Rows& r, int32_t y, uint32_t n) {
+        std::memcpy(r.buffer.data(), r.bm.pData + size_t(y) * r.bm.BytesPerLine, n);
+    });
+}
+void memcpyToRow(benchmark::State& state) {
+    perRow(state, [](Rows& r, int32_t y, uint32_t n) {
+        std::memcpy(r.bm.pData + size_t(y) * r.bm.BytesPerLine, r.buffer.data(), n);
+    });
 }
 void rowGet(benchmark::State& state) {
     perRow(state, [](Rows& r, int32_t y, uint32_t n) { R_GetBitmapRow(&r.bm, r.buffer.data(), y, n); });
@@ -46,8 +53,9 @@ void rowGet(benchmark::State& state) {
 void rowPut(benchmark::State& state) {
     perRow(state, [](Rows& r, int32_t y, uint32_t n) { R_PutBitmapRow(&r.bm, r.buffer.data(), y, n); });
 }
-BENCHMARK(rowMemcpy)->Arg(kWidth * 3)->Arg(16);
+BENCHMARK(memcpyFromRow)->Arg(kWidth * 3)->Arg(16);
 BENCHMARK(rowGet)->Arg(kWidth * 3)->Arg(16);
+BENCHMARK(memcpyToRow)->Arg(kWidth * 3)->Arg(16);
 BENCHMARK(rowPut)->Arg(kWidth * 3)->Arg(16);
 
 void smallMalloc(benchmark::State& state) {
@@ -97,7 +105,8 @@ void largeMemcpyHugePages(benchmark::State& state) {
 }
 void largeCopyBitmap(benchmark::State& state) {
     BITMAPRECORD src, dst;
-    R_CreateBitmap(&src, sizeof src, BMMEM_CONVENTIONAL, kLargeWidth, kLargeHeight, 24, ORDER_BGR, nullptr, TOP_LEFT, nullptr, 0);
+    R_CreateBitmap(&src, sizeof src, BMMEM_CONVENTIONAL, kLargeWidth, kLargeHeight, 24, ORDER_BGR, nullptr, TOP_LEFT,
+                   nullptr, 0);
     R_FillBitmap(&src, 0x123456);
     for (auto _ : state) {
         R_CopyBitmap(&dst, &src, sizeof dst);

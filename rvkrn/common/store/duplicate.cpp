@@ -70,10 +70,12 @@ void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
 int32_t copyBelongings(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noexcept {
     if (const int32_t n = copyPalette(dst, src, uFlags & DUP_PALETTE); n != 1) return n;
     R_CopyPlaybackParms(&dst, &src);
-    if (!(uFlags & DUP_REGION)) dst.pRgnInfo = src.pRgnInfo;
+    if (!(uFlags & DUP_REGION))
+        dst.pRgnInfo = src.pRgnInfo;
     else if (src.pRgnInfo)
         if (const int32_t n = attachments().copyRegion(dst, src); n != 1) return n;
-    if (!(uFlags & DUP_OVERLAYS)) dst.pOverlays = src.pOverlays;
+    if (!(uFlags & DUP_OVERLAYS))
+        dst.pOverlays = src.pOverlays;
     else if (src.pOverlays)
         if (const int32_t n = attachments().copyOverlays(dst, src); n != 1) return n;
     if (dst.Order == ORDER_GRAY && src.Order == ORDER_GRAY && dst.BitsPerPixel == src.BitsPerPixel)
