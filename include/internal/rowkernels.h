@@ -11,6 +11,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "ravokit/types.h"
+
 namespace rv {
 
 // Indices of the tables below. ByteOrder is that of the three- or four-byte pixel of the pair: blue or red first.
@@ -44,20 +46,20 @@ struct GrayKernels {
     RowKernel gray16From24[2], gray16From32[2];  // g x 257
     RowKernel gray16To8;                         // the high byte
     Levels gray16To8Cut;                         // (s >> nShift) & uMask, cut to a byte
-    Levels gray16To8Scaled;                      // v x 255 / uMask, truncated; uMask is 1 to 255
-    Lookup gray16To8Table;                       // table[v], with uMask + 1 entries
+    Levels gray16To8Scaled;                      // v x 255 / uMask, truncated; uMask is 2^k - 1, k 1 to 8
+    Lookup gray16To8Table;                       // table[v], with 2^k entries for uMask = 2^k - 1
 };
 
-// Palette indices to colours. Colours are 32-bit words whose low byte is the first byte of the pixel, so an RGBQUAD as
-// it lies is one for ORDER_BGR; at 24 bits the top byte is ignored, at 32 bits it is written as it stands.
+// Palette indices to colours. The four bytes of an entry are those of the pixel, whatever order they stand for; 24 bits
+// take the first three. Of two colours given as words the low byte is the first one.
 struct PaletteKernels {
-    using Indexed = void (*)(const uint8_t* src, uint8_t* dst, size_t n, const uint32_t* table) noexcept;
+    using Indexed = void (*)(const uint8_t* src, uint8_t* dst, size_t n, const RGBQUAD* table) noexcept;
     using TwoColors = void (*)(const uint8_t* src, uint8_t* dst, size_t n, uint32_t uColor0, uint32_t uColor1) noexcept;
     using Bytes = void (*)(const uint8_t* src, uint8_t* dst, size_t n, const uint8_t* table) noexcept;
 
     Indexed pal8To24, pal8To32;             // 256 entries
-    TwoColors bit1To8, bit1To24, bit1To32;  // of a byte, the low byte of each colour
-    Bytes nibble4To8;                       // 16 entries
+    TwoColors bit1To8, bit1To24, bit1To32;  // the most significant bit is the first pixel
+    Bytes nibble4To8;                       // 16 entries; the high nibble is the first pixel
 };
 
 // Colours in 16 bits. A five-bit x stands for (x << 3) | (x >> 2), a six-bit one for (x << 2) | (x >> 4).
