@@ -4,6 +4,7 @@
 #include <ravokit/palette.h>
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 #include "failure.h"
@@ -32,14 +33,6 @@ Palette namedPalette(const std::string& name, int32_t nBits) {
     check(R_GetFixedPalette(palette.data(), nBits), "R_GetFixedPalette");
     palette.resize(size_t(1) << nBits);
     return palette;
-}
-
-// The plain colour behind the picture's transparent colour.
-COLORREF plainTransparency(const BITMAPRECORD& bm) noexcept {
-    const uint32_t nIndex = bm.Transparency & 0xFFFF;
-    if (bm.Transparency >> 24 != 1 || nIndex >= bm.nColors) return bm.Transparency & 0xFFFFFF;
-    const RGBQUAD& entry = bm.pPalette[nIndex];
-    return COLORREF(entry.rgbRed | entry.rgbGreen << 8 | entry.rgbBlue << 16);
 }
 
 template <class T>
@@ -134,7 +127,7 @@ Picture convertPicture(Picture& picture, const Form& form) {
     if ((picture->Flags & BMF_TRANSPARENCY) && form.nOrder != ORDER_GRAY && result->BitsPerPixel != 32 &&
         result->BitsPerPixel != 64) {
         result->Flags |= BMF_TRANSPARENCY;
-        result->Transparency = plainTransparency(*picture);
+        result->Transparency = R_GetTrueColorValue(picture.get(), picture->Transparency);
     }
     if (picture->BitsPerPixel >= 32 && picture->BitsPerPixel != 48 && result->BitsPerPixel >= 32 &&
         result->BitsPerPixel != 48)

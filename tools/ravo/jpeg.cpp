@@ -10,6 +10,7 @@
 #include <jpeglib.h>
 
 #include <csetjmp>
+#include <cstring>
 
 #include "convert.h"
 #include "failure.h"
