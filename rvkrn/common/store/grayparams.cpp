@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/bitmap_.h"
 #include "internal/opening.h"
 #include "ravokit/extradata.h"
 #include "ravokit/memory.h"
@@ -21,17 +22,11 @@ T* copyOf(const T* pEntries, uint32_t nCount) noexcept {
     return p;
 }
 
-template <class T>
-void freeTable(T*& p) noexcept {
-    if (p) R_GlobalFree(p);
-    p = nullptr;
-}
-
 void freeTables(BITMAPRECORD& bm) noexcept {
-    freeTable(bm.pLUT);
+    freeBlock(bm.pLUT);
     bm.LUTLength = 0;
     if (!hasWideFields(bm)) return;
-    freeTable(bm.pLUT16);
+    freeBlock(bm.pLUT16);
     bm.LUT16Length = 0;
 }
 
@@ -52,7 +47,7 @@ int32_t convertTable(const From* pFrom, uint32_t nFrom, To*& pTo, uint32_t& nTo,
     if (!pTo || nTo < nFrom) {
         To* pNew = newEntries<To>(nFrom);
         if (!pNew) return -1;  // Not enough memory available
-        freeTable(pTo);
+        freeBlock(pTo);
         pTo = pNew;
     }
     std::transform(pFrom, pFrom + nFrom, pTo, convert);
@@ -89,8 +84,8 @@ int32_t R_CopyGrayParams(BITMAPRECORD* pDst, const BITMAPRECORD* pSrc, int32_t b
         if (b8) pLUT = copyOf(pLUT, pSrc->LUTLength);
         if (b16) pLUT16 = copyOf(pLUT16, pSrc->LUT16Length);
         if ((b8 && !pLUT) || (b16 && !pLUT16)) {
-            freeTable(pLUT);
-            freeTable(pLUT16);
+            freeBlock(pLUT);
+            freeBlock(pLUT16);
             return -1;  // Not enough memory available
         }
     }
@@ -114,8 +109,8 @@ int32_t R_FreeGrayParams(BITMAPRECORD* pBitmap) noexcept {
     if (!pBitmap) return -13;                                   // Invalid parameter passed
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
     freeTables(*pBitmap);
-    freeTable(pBitmap->pPaintLUT);
-    if (hasWideFields(*pBitmap)) freeTable(pBitmap->pPaintLUT16);
+    freeBlock(pBitmap->pPaintLUT);
+    if (hasWideFields(*pBitmap)) freeBlock(pBitmap->pPaintLUT16);
     return 1;
 }
 
