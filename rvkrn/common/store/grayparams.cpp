@@ -11,13 +11,8 @@ namespace rv {
 namespace {
 
 template <class T>
-T* newEntries(uint64_t nCount) noexcept {
-    return nCount <= UINT32_MAX ? static_cast<T*>(R_GlobalAlloc(uint32_t(nCount), sizeof(T), 0, nullptr)) : nullptr;
-}
-
-template <class T>
 T* copyOf(const T* pEntries, uint32_t nCount) noexcept {
-    T* p = newEntries<T>(nCount);
+    T* p = newBlock<T>(nCount);
     if (p) std::memcpy(p, pEntries, size_t(nCount) * sizeof(T));
     return p;
 }
@@ -45,7 +40,7 @@ int32_t convertTable(const From* pFrom, uint32_t nFrom, To*& pTo, uint32_t& nTo,
     if (nFrom == 0) return 1;
     if (!pFrom) return -814;  // A NULL pointer was passed
     if (!pTo || nTo < nFrom) {
-        To* pNew = newEntries<To>(nFrom);
+        To* pNew = newBlock<To>(nFrom);
         if (!pNew) return -1;  // Not enough memory available
         freeBlock(pTo);
         pTo = pNew;
