@@ -11,6 +11,7 @@ namespace rv {
 
 // A per-thread pointer. The exit hook runs in each ending thread whose value is not null, with that value.
 bool sysSlotCreate(void (*pfnThreadExit)(void*)) noexcept;
+void sysSlotDelete() noexcept;  // values are dropped, and the hook runs no more
 void* sysSlotGet() noexcept;
 bool sysSlotSet(void* pValue) noexcept;
 
@@ -61,7 +62,11 @@ struct SysInfo {
 };
 SysInfo sysInfo() noexcept;
 
-// Runs a piece of code under another locale of this thread alone; false when the system doesn't have it.
-bool sysWithLocale(const char* pName, void (*pfn)(void*), void* pArg) noexcept;
+// Where the library's code is loaded; null when the system can't tell.
+const void* sysModule() noexcept;
+
+// Runs a piece of code with this thread alone in the locale of a language, "Japanese" or "Chinese", or in one of the
+// system's by name; false when the system doesn't have it.
+bool sysWithLocale(const char* pLanguage, void (*pfn)(void*), void* pArg) noexcept;
 
 }  // namespace rv

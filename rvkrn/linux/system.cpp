@@ -1,4 +1,5 @@
 // Clock, diagnostics and locale on Linux.
+#include <dlfcn.h>
 #include <fcntl.h>
 #include <locale.h>
 #include <time.h>
@@ -37,7 +38,18 @@ SysInfo sysInfo() noexcept {
     return {uint32_t(sysconf(_SC_PAGESIZE)), uint32_t(sysconf(_SC_NPROCESSORS_ONLN)), sizeof(void*) == 8};
 }
 
-bool sysWithLocale(const char* pName, void (*pfn)(void*), void* pArg) noexcept {
+const void* sysModule() noexcept {
+    Dl_info info{};
+    return dladdr(reinterpret_cast<const void*>(&sysModule), &info) ? info.dli_fbase : nullptr;
+}
+
+bool sysWithLocale(const char* pLanguage, void (*pfn)(void*), void* pArg) noexcept {
+    static constexpr struct {
+        const char *pLanguage, *pLocale;
+    } kLocales[] = {{"Japanese", "ja_JP.UTF-8"}, {"Chinese", "zh_CN.UTF-8"}};
+    const char* pName = pLanguage;
+    for (const auto& entry : kLocales)
+        if (std::strcmp(entry.pLanguage, pLanguage) == 0) pName = entry.pLocale;
     const locale_t named = newlocale(LC_ALL_MASK, pName, locale_t(nullptr));
     if (!named) return false;
     const locale_t old = uselocale(named);

@@ -14,6 +14,7 @@ pthread_key_t g_slot;
 }  // namespace
 
 bool sysSlotCreate(void (*pfnThreadExit)(void*)) noexcept { return pthread_key_create(&g_slot, pfnThreadExit) == 0; }
+void sysSlotDelete() noexcept { pthread_key_delete(g_slot); }
 void* sysSlotGet() noexcept { return pthread_getspecific(g_slot); }
 bool sysSlotSet(void* pValue) noexcept { return pthread_setspecific(g_slot, pValue) == 0; }
 
@@ -24,7 +25,9 @@ void sysSleep(uint32_t nMilliseconds) noexcept {
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof(SysLock));
 
-static pthread_mutex_t* mutexOf(SysLock& lock) noexcept { return std::launder(reinterpret_cast<pthread_mutex_t*>(lock.storage)); }
+static pthread_mutex_t* mutexOf(SysLock& lock) noexcept {
+    return std::launder(reinterpret_cast<pthread_mutex_t*>(lock.storage));
+}
 
 bool sysLockInit(SysLock& lock) noexcept {
     pthread_mutexattr_t attributes;

@@ -1,0 +1,82 @@
+// Palettes inside the library: the search body, translation tables, match tables, logical palettes.
+#pragma once
+
+#include <cstdint>
+
+#include "internal/handles.h"
+#include "ravokit/palette.h"
+
+namespace rv {
+
+constexpr uint32_t kMostColors = 256;
+
+constexpr COLORREF plainColor(const RGBQUAD& q) noexcept {
+    return COLORREF(q.rgbRed) | COLORREF(q.rgbGreen) << 8 | COLORREF(q.rgbBlue) << 16;
+}
+
+// Where a colour becomes grey, at 8 or at 16 bits a sample.
+constexpr uint32_t grayOf(uint32_t nBlue, uint32_t nGreen, uint32_t nRed) noexcept {
+    return (nBlue + 5 * nGreen + 2 * (nRed + 2)) >> 3;
+}
+
+// A cleared table as bitmaps own them. It always has room for 256 entries, so that a pixel past nColors reads black
+// instead of foreign memory. Null when memory is short.
+RGBQUAD* newTable() noexcept;
+// The same with a copy of 1 to 256 entries; null also for a null pEntries or another count.
+RGBQUAD* newTable(const RGBQUAD* pEntries, uint32_t nCount) noexcept;
+// Gives the bitmap another table, or none; frees the old one.
+void replaceTable(BITMAPRECORD& bm, RGBQUAD* pNew) noexcept;
+
+// Entry i of n is i * 255 / (n - 1).
+void fillGrayRamp(RGBQUAD* pEntries, uint32_t nCount) noexcept;
+
+// ---- nearest entry -----------------------------------------------------------------------------------------------
+
+// The least squared distance in a table of four-byte entries, whose fourth byte is not consulted, and the first and the
+// last entry at that distance. The wanted channels stand in the entries' order.
+struct Nearest {
+    uint32_t nDistance;
+    uint32_t nFirst, nLast;
+};
+using NearestFn = Nearest (*)(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept;
+
+Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept;
+// The fastest form that this processor has; the same results.
+NearestFn bestNearest() noexcept;
+
+// ---- translation and match tables --------------------------------------------------------------------------------
+
+// One byte per source index, to the nearest destination entry. Without a destination it is the grey of each entry;
+// without a source, index v stands for the grey v. True: the palettes agree, the table is the identity; without both
+// nothing is written. nSrc is at most 256.
+bool buildTranslation(const RGBQUAD* pSrc, uint32_t nSrc, const RGBQUAD* pDst, uint32_t nDst, uint8_t* pTable) noexcept;
+
+// A tree of tables of 256 cells that knows the colours of a palette, and only these: the root goes by blue, then green,
+// then red. A cell below 256 is an index, all ones is absent, anything else the address of the next table.
+using MatchCell = uintptr_t;
+constexpr MatchCell kNoMatch = ~MatchCell(0);
+constexpr uint32_t kMatchCells = 256;
+
+// The root of a palette of up to 256 entries, or null when memory is short. What takes a match table takes the address
+// of the variable that holds the root.
+MatchCell* buildMatchTable(const RGBQUAD* pPalette, uint32_t nCount) noexcept;
+// Null is allowed.
+void freeMatchTable(MatchCell* pRoot) noexcept;
+
+// The index, or -1. A blue that a single entry has answers whatever green and red are, and so does a green below it.
+inline int32_t matchLookup(const MatchCell* pRoot, uint8_t nBlue, uint8_t nGreen, uint8_t nRed) noexcept {
+    MatchCell cell = pRoot[nBlue];
+    if (cell >= kMatchCells && cell != kNoMatch) cell = reinterpret_cast<const MatchCell*>(cell)[nGreen];
+    if (cell >= kMatchCells && cell != kNoMatch) cell = reinterpret_cast<const MatchCell*>(cell)[nRed];
+    return int32_t(cell);
+}
+
+}  // namespace rv
+
+// A logical palette. Only nCount entries are allocated.
+struct LOGICALPALETTE {
+    uint32_t uKind;
+    uint16_t uVersion;
+    uint16_t nCount;
+    PALETTEENTRY entries[rv::kMostColors];
+};

@@ -1,0 +1,49 @@
+// Row access as the library's own loops use it: rows of flat storage without a copy, columns, and writes by segments.
+#pragma once
+
+#include "internal/rvclasses_.h"
+#include "ravokit/rows.h"
+
+namespace rv {
+
+// The row itself where storage is flat and reachable and no callback stands between; else null.
+inline uint8_t* flatRow(const BITMAPRECORD& bm, int32_t nRow) noexcept {
+    constexpr uint32_t kOtherClasses = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
+    if ((bm.Flags & (BMF_CONVENTIONAL | kOtherClasses)) != BMF_CONVENTIONAL || bm.pCallbacks || !bm.pData)
+        return nullptr;
+    return bm.pData + int64_t(bm.BytesPerLine) * nRow;
+}
+
+// Reads rows for a loop: hands out the row of a flat bitmap, and copies into a buffer of its own for other classes.
+class RowReader {
+    BITMAPRECORD& m_bm;
+    uint32_t m_nBytes;
+    Buffer<uint8_t> m_buffer;
+    int32_t m_nStatus = 1;
+
+public:
+    // nBytes is the length of each read. status() is -1 when there is no memory for the buffer.
+    RowReader(BITMAPRECORD& bm, uint32_t nBytes) noexcept : m_bm(bm), m_nBytes(nBytes) {
+        if (!flatRow(bm, 0) && !m_buffer.allocate(nBytes)) m_nStatus = -1;
+    }
+    int32_t status() const noexcept { return m_nStatus; }
+    // The row, or null when it can't be read; status() tells why.
+    const uint8_t* read(int32_t nRow) noexcept {
+        if (const uint8_t* pRow = m_buffer ? nullptr : flatRow(m_bm, nRow)) return pRow;
+        const int32_t n = R_GetBitmapRow(&m_bm, m_buffer.get(), nRow, m_nBytes);
+        if (n < 0) m_nStatus = n;
+        return n < 0 ? nullptr : m_buffer.get();
+    }
+};
+
+// Writes one column of nRows samples from a packed buffer; bReverse walks the rows from the last to the first. Samples
+// below a byte keep their neighbours' bits. 1, or the status of a row call.
+int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nCol, int32_t nRows,
+                       bool bReverse) noexcept;
+
+// Writes the stretches of a row that the words tell, in pairs (start, end), end exclusive; all other pixels stay. pRow
+// is a whole row in the bitmap's format, pScratch a buffer of BytesPerLine bytes. 1, or the status of a row call.
+int32_t putRowSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, const uint32_t* pWords, uint32_t nWords,
+                       uint8_t* pScratch) noexcept;
+
+}  // namespace rv

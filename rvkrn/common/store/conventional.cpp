@@ -1,0 +1,38 @@
+// Conventional storage: anonymous memory, cleared, with the pixels aligned for vector loops.
+#include "internal/bitmap_.h"
+#include "internal/handles.h"
+#include "internal/rvsystem_.h"
+#include "internal/storage_.h"
+
+namespace rv {
+
+constexpr uintptr_t kDataAlignment = 32;
+
+int32_t createConventional(BITMAPRECORD& bm) noexcept {
+    SysMemory* pMemory = sysMemoryCreate(dataSize(bm) + kDataAlignment - 1);
+    if (!pMemory) return -1;
+    MEMHANDLE* h = R_CreateHandle(static_cast<SysObject*>(pMemory));
+    if (!h) {
+        pMemory->close();
+        return -1;
+    }
+    bm.hMemory = h;
+    bm.nDataOffset = uint32_t(-reinterpret_cast<uintptr_t>(pMemory->pData) & (kDataAlignment - 1));
+    bm.pData = pMemory->pData + bm.nDataOffset;
+    return 1;
+}
+
+// Movable memory is a handle of its own kind; the one closer serves both.
+void freeConventional(BITMAPRECORD& bm) noexcept {
+    closeHandle(bm.hMemory);
+    bm.hMemory = nullptr;
+    bm.pData = nullptr;
+}
+
+// The classes below are not built here; their steps fail as an allocation that the machine refuses.
+int32_t createTiles(BITMAPRECORD&, uint64_t, uint64_t, bool) noexcept { return -1; }
+int32_t createDiskFile(BITMAPRECORD&) noexcept { return -1; }
+int32_t createRunLists(BITMAPRECORD&) noexcept { return -1; }
+int32_t createStrips(BITMAPRECORD&) noexcept { return -1; }
+
+}  // namespace rv
