@@ -9,6 +9,7 @@
 
 #include "internal/convert_.h"
 #include "internal/pixels.h"
+#include "internal/rowkernels.h"
 
 namespace rv {
 
@@ -41,6 +42,10 @@ struct RowWork {
     uint32_t uTransparent;          // the same form of a colour, or an index
     uint8_t uAlphaHit, uAlphaMiss;  // alpha of a transparent pixel and of others
     uint8_t table[256];             // of levels of up to 8 bits
+
+    RowKernel pfnRow;           // of a hot pair
+    uint32_t uColor0, uColor1;  // of a source of one bit
+    RGBQUAD entries[256];       // a palette in the order of the destination
 
     uint32_t level[kChunk];
     Bgra8 color[kChunk];
@@ -108,6 +113,15 @@ struct RowPlan {
 
     void add(Step step) noexcept { steps[nSteps++] = step; }
 };
+
+// The kernel of a pair of colour formats, or from colour to grey that fills its sample; null where there is none.
+// Depths of 16 bits and more, and 0 and 12 for grey; ORDER_ROMM is laid out as ORDER_BGR.
+RowKernel colorKernel(int32_t nBitsSrc, int32_t nOrderSrc, int32_t nBitsDst, int32_t nOrderDst) noexcept;
+// The same of a palette of 1, 4 or 8 bits. Either adds the step of its kernel, or returns false.
+bool addPaletteKernel(RowPlan& plan, RowWork& w, int32_t nBitsSrc, int32_t nBitsDst, int32_t nOrderDst) noexcept;
+bool addTableKernel(RowPlan& plan, RowWork& w, int32_t nBitsSrc, int32_t nBitsDst) noexcept;
+// Levels of 16-bit samples, w.source, to bytes: scaled to 0 to 255 as far as they are less, or through w.table.
+bool addLevelKernel(RowPlan& plan, RowWork& w, bool bTable) noexcept;
 
 // Settles the steps of arguments that have been checked.
 RowPlan planConversion(const ConvertArgs& args, RowWork& w, ConvertLoops loops) noexcept;

@@ -71,6 +71,7 @@ class Planner {
     RowPlan plan;
     const int32_t S, D;  // depths
     const bool bGrayDst;
+    const bool bKernels;
 
     void add(Step step) noexcept { plan.add(step); }
     bool redFirst(int32_t nOrder) const noexcept { return nOrder == ORDER_RGB; }
@@ -110,6 +111,7 @@ class Planner {
         }
     }
 
+    bool marksTransparent() const noexcept { return has(a, CONVERT_TRANSPARENT) && D == 32; }
     bool hasAlphaDst() const noexcept { return (D == 32 && !bGrayDst) || D == 64; }
 
     // ---- tails ---------------------------------------------------------------------------------------------------
@@ -154,6 +156,7 @@ class Planner {
             plan.bWhole = true;
             return add(mapBytes);
         }
+        if (bKernels && addTableKernel(plan, w, S, D)) return;
         add(levelReader(S));
         add(levelToTable);
         add(levelWriter(D));
@@ -166,7 +169,7 @@ class Planner {
             setTarget();
             const bool bSame = D >= S && std::memcmp(w.pPaletteSrc, w.pPaletteDst, nColors * sizeof(RGBQUAD)) == 0;
             if (bSame && S == D) return;
-            if (bSame) {
+            if (bSame && (D != 8 || !tablePays(nColors))) {
                 add(levelReader(S));
                 return add(levelWriter(D));
             }
@@ -185,6 +188,9 @@ class Planner {
             return addTable();
         }
         w.target = keptOfTarget(a);
+        if (bKernels && !bGrayDst && !marksTransparent() && tablePays(nColors) &&
+            addPaletteKernel(plan, w, S, D, a.nOrderDst))
+            return;
         add(levelReader(S));
         add(levelToColor);
         if (hasAlphaDst()) addTransparent(false, true, 0, 255);
@@ -237,9 +243,21 @@ class Planner {
         return S == 16 ? a.nOrderSrc == a.nOrderDst : redFirst(a.nOrderSrc) == redFirst(a.nOrderDst);
     }
 
+    // The kernels to grey fill the sample of the destination.
+    bool addColorKernel() noexcept {
+        const bool bFull = !bGrayDst || D == 0 || (w.target.nBits == uint32_t(D) && w.target.nShift == 0);
+        if (!bKernels || !bFull || leavesRomm() || (S == 24 && marksTransparent())) return false;
+        w.pfnRow = colorKernel(S, sourceOrder(), D, a.nOrderDst);
+        if (!w.pfnRow) return false;
+        plan.bWhole = true;
+        add([](RowWork& r, size_t n) noexcept { r.pfnRow(r.pSrc, r.pDst, n); });
+        return true;
+    }
+
     void planColor() noexcept {
         if (isSameLayout()) return;
         w.target = S == 24 ? keptOfTarget(a) : keptOfSource(a);
+        if (addColorKernel()) return;
         add(colorReader(S, sourceOrder()));
         if (leavesRomm()) add(inverseRommColor);
         if (S == 24 && hasAlphaDst()) addTransparent(false, false, 0, 255);
@@ -253,6 +271,7 @@ class Planner {
     void planWide() noexcept {
         if (isSameLayout()) return;
         w.target = keptOfTarget(a);
+        if (addColorKernel()) return;
         add(wideReader(S, redFirst(sourceOrder())));
         if (leavesRomm()) add(inverseRommWide);
         if (S == 48 && D == 64) addTransparent(true, false, 0, 255);
@@ -275,6 +294,7 @@ class Planner {
 
     void planGray() noexcept {
         w.source = keptOfSource(a);
+        if (bKernels && addBytesKernel()) return;
         if (bGrayDst && D >= 8) return planGrayToGray();
 
         const bool bRange = has(a, CONVERT_SRC_BITRANGE), bTable = a.pLUT16Src || a.pPaletteSrc;
@@ -310,6 +330,19 @@ class Planner {
             if (D == 64 && S == 12) addScaledTransparent();
             addWideTail(bAlpha);
         }
+    }
+
+    // Levels of 16-bit samples without a table to grey bytes or indices of 8 bits.
+    bool addBytesKernel() noexcept {
+        const bool bIndex = D == 8 && !bGrayDst, bMoved = D == 8 && has(a, CONVERT_DST_BITRANGE);
+        if (S != 16 || (D != 0 && D != 8) || bMoved || a.pLUT16Src || a.pPaletteSrc) return false;
+        const uint32_t nLevels = 1u << w.source.nBits;
+        if (bIndex) {
+            if (!tablePays(nLevels)) return false;
+            setTarget();
+            buildTranslation(nullptr, nLevels, w.pPaletteDst, w.nColorsDst, w.table);
+        }
+        return addLevelKernel(plan, w, bIndex);
     }
 
     // The grey rule on whole words, of which the high byte is taken.
@@ -369,8 +402,13 @@ class Planner {
     }
 
 public:
-    Planner(const ConvertArgs& args, RowWork& work) noexcept
-        : a(args), w(work), S(args.nBitsSrc), D(args.nBitsDst), bGrayDst(has(args, CONVERT_DST_GRAY)) {}
+    Planner(const ConvertArgs& args, RowWork& work, ConvertLoops loops) noexcept
+        : a(args),
+          w(work),
+          S(args.nBitsSrc),
+          D(args.nBitsDst),
+          bGrayDst(has(args, CONVERT_DST_GRAY)),
+          bKernels(loops == ConvertLoops::best) {}
 
     const RowPlan& make() noexcept {
         if (S == 0)
@@ -389,7 +427,9 @@ public:
 
 }  // namespace
 
-RowPlan planConversion(const ConvertArgs& args, RowWork& w, ConvertLoops) noexcept { return Planner(args, w).make(); }
+RowPlan planConversion(const ConvertArgs& args, RowWork& w, ConvertLoops loops) noexcept {
+    return Planner(args, w, loops).make();
+}
 
 void runPlan(const RowPlan& plan, RowWork& w, size_t n, int32_t nBitsSrc, int32_t nBitsDst, uint8_t* pDst,
              const uint8_t* pSrc) noexcept {
