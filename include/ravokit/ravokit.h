@@ -7,6 +7,7 @@
 #include "copy.h"
 #include "extradata.h"
 #include "frame.h"
+#include "grayscale.h"
 #include "list.h"
 #include "memory.h"
 #include "numeric.h"
