@@ -20,7 +20,9 @@ void freeBlock(T*& p) noexcept {
 }
 
 // Bytes of a row: whole 32-bit words. The widest row of the deepest pixel doesn't wrap.
-constexpr uint64_t rowBytes(uint32_t nWidth, uint32_t nBits) noexcept { return (uint64_t(nWidth) * nBits + 31) / 32 * 4; }
+constexpr uint64_t rowBytes(uint32_t nWidth, uint32_t nBits) noexcept {
+    return (uint64_t(nWidth) * nBits + 31) / 32 * 4;
+}
 static_assert(rowBytes(INT32_MAX, 64) == 0x3FFFFFFF8);
 
 // Stores the size of the data; false when it doesn't fit the older form of the record.
@@ -30,8 +32,8 @@ bool storeDataSize(BITMAPRECORD& bm, uint64_t nBytes) noexcept;
 int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette) noexcept;
 
 // Puts a bitmap that was built anew under its caller's record: the old one's locks are released, its storage is freed
-// and the new record is copied over it. What both share (palette, tables, region, overlays) is unlinked from the old one
-// first when bShared. Cannot fail.
+// and the new record is copied over it. What both share (palette, tables, region, overlays) is unlinked from the old
+// one first when bShared. Cannot fail.
 void replaceBitmap(BITMAPRECORD& old, const BITMAPRECORD& fresh, bool bShared) noexcept;
 
 // Takes from a record what belongs to another bitmap too, so that freeing the record leaves it alone.

@@ -16,8 +16,8 @@ inline bool hasWideFields(const BITMAPRECORD& bm) noexcept { return bm.uStructSi
 inline bool isAllocated(const BITMAPRECORD* pBitmap) noexcept { return pBitmap && (pBitmap->Flags & BMF_ALLOCATED); }
 
 // The state bits that tell of storage; an allocation starts by clearing them.
-constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_CONVENTIONAL | BMF_DISK | BMF_LOCKED | BMF_COMPRESSED | BMF_USER_DATA |
-                                   BMF_GLOBAL | BMF_TILED | BMF_SUPERCOMPRESSED;
+constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_CONVENTIONAL | BMF_DISK | BMF_LOCKED | BMF_COMPRESSED |
+                                   BMF_USER_DATA | BMF_GLOBAL | BMF_TILED | BMF_SUPERCOMPRESSED;
 static_assert(kStorageFlags == 0xD517);
 
 // Bytes of data, whichever form tells it.

@@ -93,20 +93,34 @@ using Depth = std::integral_constant<int, Bits>;
 template <class F>
 decltype(auto) visitDepth(int32_t nBits, F&& f) {
     switch (nBits) {
-        case 1: return f(Depth<1>{});
-        case 2: return f(Depth<2>{});
-        case 3: return f(Depth<3>{});
-        case 4: return f(Depth<4>{});
-        case 5: return f(Depth<5>{});
-        case 6: return f(Depth<6>{});
-        case 7: return f(Depth<7>{});
-        case 12: return f(Depth<12>{});
-        case 16: return f(Depth<16>{});
-        case 24: return f(Depth<24>{});
-        case 32: return f(Depth<32>{});
-        case 48: return f(Depth<48>{});
-        case 64: return f(Depth<64>{});
-        default: return f(Depth<8>{});
+        case 1:
+            return f(Depth<1>{});
+        case 2:
+            return f(Depth<2>{});
+        case 3:
+            return f(Depth<3>{});
+        case 4:
+            return f(Depth<4>{});
+        case 5:
+            return f(Depth<5>{});
+        case 6:
+            return f(Depth<6>{});
+        case 7:
+            return f(Depth<7>{});
+        case 12:
+            return f(Depth<12>{});
+        case 16:
+            return f(Depth<16>{});
+        case 24:
+            return f(Depth<24>{});
+        case 32:
+            return f(Depth<32>{});
+        case 48:
+            return f(Depth<48>{});
+        case 64:
+            return f(Depth<64>{});
+        default:
+            return f(Depth<8>{});
     }
 }
 

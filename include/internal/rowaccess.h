@@ -9,7 +9,8 @@ namespace rv {
 // The row itself where storage is flat and reachable and no callback stands between; else null.
 inline uint8_t* flatRow(const BITMAPRECORD& bm, int32_t nRow) noexcept {
     constexpr uint32_t kOtherClasses = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
-    if ((bm.Flags & (BMF_CONVENTIONAL | kOtherClasses)) != BMF_CONVENTIONAL || bm.pCallbacks || !bm.pData) return nullptr;
+    if ((bm.Flags & (BMF_CONVENTIONAL | kOtherClasses)) != BMF_CONVENTIONAL || bm.pCallbacks || !bm.pData)
+        return nullptr;
     return bm.pData + int64_t(bm.BytesPerLine) * nRow;
 }
 

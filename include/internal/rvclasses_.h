@@ -37,7 +37,8 @@ public:
 
     bool allocate(uint64_t nCount) noexcept {
         std::free(std::exchange(m_p, nullptr));
-        if (nCount <= PTRDIFF_MAX / sizeof(T)) m_p = static_cast<T*>(std::malloc(nCount ? size_t(nCount) * sizeof(T) : 1));
+        if (nCount <= PTRDIFF_MAX / sizeof(T))
+            m_p = static_cast<T*>(std::malloc(nCount ? size_t(nCount) * sizeof(T) : 1));
         return m_p != nullptr;
     }
     T* get() const noexcept { return m_p; }

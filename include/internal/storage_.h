@@ -18,7 +18,8 @@ uint64_t globalConventionalLimit() noexcept;  // 0 is none
 // Whether temporary files are switched off.
 bool temporaryFilesOff() noexcept;
 
-// ---- classes: each creation gives 1 and has set hMemory, pData and nDataOffset, or a status, with the record as it was
+// ---- classes: each creation gives 1 and has set hMemory, pData and nDataOffset, or a status, with the record as it
+// was
 
 int32_t createConventional(BITMAPRECORD& bm) noexcept;
 void freeConventional(BITMAPRECORD& bm) noexcept;

@@ -62,8 +62,8 @@ enum {
 
 /// Memory flags of R_AllocateBitmap and R_CreateBitmap.
 enum {
-    BMMEM_CONVENTIONAL = 1,      ///< memory, falling back to tiles and disk as allowed
-    BMMEM_USER = 2,              ///< no storage; the caller supplies pData
+    BMMEM_CONVENTIONAL = 1,  ///< memory, falling back to tiles and disk as allowed
+    BMMEM_USER = 2,          ///< no storage; the caller supplies pData
     BMMEM_TILED = 4,
     BMMEM_NO_TILED = 8,
     BMMEM_DISK = 128,
@@ -78,48 +78,48 @@ typedef struct BITMAPDATACALLBACKS BITMAPDATACALLBACKS;
 /// before LUT16Length. A field that says "owned" is freed by R_FreeBitmap.
 typedef struct BITMAPRECORD {
     uint32_t uStructSize;
-    MEMHANDLE* hMemory;      ///< owner of the storage; null for tiled, compressed and the caller's data
-    uint8_t* pData;          ///< pixels of a flat bitmap while reachable (32-byte aligned); else the class's own table
-    int32_t Width;           ///< pixels in a row
-    int32_t Height;          ///< rows
-    int32_t BitsPerPixel;    ///< 1 to 8, 12, 16, 24, 32, 48, 64
-    uint32_t BytesPerLine;   ///< bytes from row to row, a multiple of 4
-    uint32_t Flags;          ///< BMF_ bits
-    uint32_t nColors;        ///< palette entries; 0 above 8 bits per pixel
-    RGBQUAD* pPalette;       ///< owned
+    MEMHANDLE* hMemory;     ///< owner of the storage; null for tiled, compressed and the caller's data
+    uint8_t* pData;         ///< pixels of a flat bitmap while reachable (32-byte aligned); else the class's own table
+    int32_t Width;          ///< pixels in a row
+    int32_t Height;         ///< rows
+    int32_t BitsPerPixel;   ///< 1 to 8, 12, 16, 24, 32, 48, 64
+    uint32_t BytesPerLine;  ///< bytes from row to row, a multiple of 4
+    uint32_t Flags;         ///< BMF_ bits
+    uint32_t nColors;       ///< palette entries; 0 above 8 bits per pixel
+    RGBQUAD* pPalette;      ///< owned
     int32_t ViewPerspective;
     int32_t Order;
-    uint32_t Size;           ///< bytes of data, low part
-    void* pDitherData;       ///< state of a running dither
+    uint32_t Size;      ///< bytes of data, low part
+    void* pDitherData;  ///< state of a running dither
     int32_t DitheringMethod;
-    RavoRgn* pRgnInfo;       ///< region, owned
-    int32_t XResolution;     ///< dots per inch
-    int32_t YResolution;     ///< dots per inch
-    int32_t Left, Top;       ///< place in an animation
-    uint32_t Delay;          ///< time in an animation
+    RavoRgn* pRgnInfo;    ///< region, owned
+    int32_t XResolution;  ///< dots per inch
+    int32_t YResolution;  ///< dots per inch
+    int32_t Left, Top;    ///< place in an animation
+    uint32_t Delay;       ///< time in an animation
     COLORREF Background, Transparency;
     uint32_t DisposalMethod;
     int32_t PhysicalLowBit, PhysicalHighBit;  ///< bit range of the samples as stored
-    RGBQUAD* pLUT;           ///< window-level table, owned
-    uint32_t LUTLength;      ///< entries in pLUT
-    uint32_t nDataOffset;    ///< bytes between the start of the storage and pData
-    int32_t MinVal, MaxVal;  ///< range of sample values
-    int32_t LowBit, HighBit; ///< bit range to display; -1 in HighBit stands for BitsPerPixel - 1
-    uint32_t PaintGamma;     ///< hundredths
+    RGBQUAD* pLUT;                            ///< window-level table, owned
+    uint32_t LUTLength;                       ///< entries in pLUT
+    uint32_t nDataOffset;                     ///< bytes between the start of the storage and pData
+    int32_t MinVal, MaxVal;                   ///< range of sample values
+    int32_t LowBit, HighBit;                  ///< bit range to display; -1 in HighBit stands for BitsPerPixel - 1
+    uint32_t PaintGamma;                      ///< hundredths
     int32_t PaintContrast, PaintIntensity;
-    uint8_t* pPaintLUT;      ///< 256 entries, owned
-    void* pOverlays;         ///< owned
-    uint32_t nCarriedTag;    ///< zero at first; follows the bitmap when it is rebuilt
-    void* pExtraData;        ///< owned
-    uint32_t ExtraDataSize;  ///< bytes
-    int32_t nLockCount;      ///< nesting of R_AccessBitmap
+    uint8_t* pPaintLUT;               ///< 256 entries, owned
+    void* pOverlays;                  ///< owned
+    uint32_t nCarriedTag;             ///< zero at first; follows the bitmap when it is rebuilt
+    void* pExtraData;                 ///< owned
+    uint32_t ExtraDataSize;           ///< bytes
+    int32_t nLockCount;               ///< nesting of R_AccessBitmap
     BITMAPDATACALLBACKS* pCallbacks;  ///< owned copy, or null
     uintptr_t reserved1;
     // The older form ends here.
-    uint32_t LUT16Length;    ///< entries in pLUT16
-    RGBQUAD64* pLUT16;       ///< 16-bit form of pLUT, owned
-    uint16_t* pPaintLUT16;   ///< 65536 entries, owned, made on demand
-    uint64_t Size64;         ///< bytes of data
+    uint32_t LUT16Length;   ///< entries in pLUT16
+    RGBQUAD64* pLUT16;      ///< 16-bit form of pLUT, owned
+    uint16_t* pPaintLUT16;  ///< 65536 entries, owned, made on demand
+    uint64_t Size64;        ///< bytes of data
     uint32_t reserved2[5];
 } BITMAPRECORD;
 
@@ -128,7 +128,8 @@ typedef struct BITMAPRECORD {
 
 RV_RECORD_SIZE(BITMAPRECORD, 216, 296);
 RV_STATIC_ASSERT(offsetof(BITMAPRECORD, LUT16Length) == (sizeof(void*) == 4 ? 176 : 240), "the older form is a prefix");
-RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(BITMAPRECORD, Size64) == 188, "the wide size follows the 16-bit tables");
+RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(BITMAPRECORD, Size64) == 188,
+                 "the wide size follows the 16-bit tables");
 
 /// What allocation callbacks see. A callback may change uMemoryFlags; the allocator reads it back.
 #pragma pack(push, 1)
@@ -149,7 +150,8 @@ RV_RECORD_SIZE(BITMAPALLOCATEINFO, 48, 52);
 struct BITMAPDATACALLBACKS {
     uint32_t uStructSize;
     void* pUserData;
-    /// 1 goes on with pInfo's memory flags; 2: the callback has supplied the data; any other status ends the allocation.
+    /// 1 goes on with pInfo's memory flags; 2: the callback has supplied the data; any other status ends the
+    /// allocation.
     int32_t (*pfnAllocate)(BITMAPRECORD* pBitmap, BITMAPALLOCATEINFO* pInfo, void* pUserData);
     /// 2: the callback has disposed of the storage; the library frees none.
     int32_t (*pfnFree)(BITMAPRECORD* pBitmap, void* pUserData);

@@ -1,9 +1,9 @@
 // Row access: the road to the pixels of every storage class.
 //
 // A row buffer holds the pixels just as the bitmap stores them: BitsPerPixel bits each, in the bitmap's Order, sub-byte
-// depths with the most significant bit first. Row 0 is the first stored row, whatever ViewPerspective says. The bitmap is
-// locked with R_AccessBitmap around these calls. Rows, columns and lengths are not range-tested: they are the caller's to
-// keep inside the bitmap. A length beyond the rest of the row runs on into the rows that follow.
+// depths with the most significant bit first. Row 0 is the first stored row, whatever ViewPerspective says. The bitmap
+// is locked with R_AccessBitmap around these calls. Rows, columns and lengths are not range-tested: they are the
+// caller's to keep inside the bitmap. A length beyond the rest of the row runs on into the rows that follow.
 //
 // The four calls return the count of bytes moved, or: -13 null bitmap or buffer, -789 unknown record size, the non-zero
 // result of pfnGetRow or pfnPutRow, -2 conventional bitmap without pData (movable memory that isn't locked), -4 seek

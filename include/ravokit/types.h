@@ -33,10 +33,10 @@ typedef struct MEMHANDLE* RVHANDLE;
 /// 9 wrapped operating-system handle; 2, 6, 7 and 8 belong to whoever set R_SetCloseHandleEx.
 typedef struct MEMHANDLE {
     uint32_t uKind;
-    void* pBlock;       ///< kind 3: start of the block that holds the data; kinds 4 and 9: the region, the system's handle
-    uint32_t nSize;     ///< kind 3: usable bytes
-    int32_t nLocks;     ///< kind 3: always 0; locks are not counted
-    uint32_t uFlags;    ///< kind 3: allocation flags; 66 where the library allocates for itself
+    void* pBlock;    ///< kind 3: start of the block that holds the data; kinds 4 and 9: the region, the system's handle
+    uint32_t nSize;  ///< kind 3: usable bytes
+    int32_t nLocks;  ///< kind 3: always 0; locks are not counted
+    uint32_t uFlags;  ///< kind 3: allocation flags; 66 where the library allocates for itself
     uintptr_t reserved[3];
 } MEMHANDLE;
 

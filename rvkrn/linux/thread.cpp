@@ -25,7 +25,9 @@ void sysSleep(uint32_t nMilliseconds) noexcept {
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof(SysLock));
 
-static pthread_mutex_t* mutexOf(SysLock& lock) noexcept { return std::launder(reinterpret_cast<pthread_mutex_t*>(lock.storage)); }
+static pthread_mutex_t* mutexOf(SysLock& lock) noexcept {
+    return std::launder(reinterpret_cast<pthread_mutex_t*>(lock.storage));
+}
 
 bool sysLockInit(SysLock& lock) noexcept {
     pthread_mutexattr_t attributes;

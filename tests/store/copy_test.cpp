@@ -15,14 +15,18 @@ void expectRect(const Bytes& from, const BITMAPRECORD& src, BITMAPRECORD& dst, i
     for (int32_t y = 0; y < dst.Height; ++y)
         for (int32_t x = 0; x < dst.Width; ++x) {
             const bool inside = x + col >= 0 && x + col < src.Width && y + row >= 0 && y + row < src.Height;
-            const uint64_t want = inside ? pixelAt(&from[size_t(y + row) * src.BytesPerLine], src.BitsPerPixel, size_t(x + col)) : 0;
+            const uint64_t want =
+                inside ? pixelAt(&from[size_t(y + row) * src.BytesPerLine], src.BitsPerPixel, size_t(x + col)) : 0;
             ASSERT_EQ(pixelAt(&got[size_t(y) * dst.BytesPerLine], dst.BitsPerPixel, size_t(x)), want)
                 << src.BitsPerPixel << " bits, from " << col << "," << row << " at " << x << "," << y;
         }
 }
 
 TEST(CopyRect, EqualsPixelByPixelAtEveryPhase) {
-    const struct { int32_t col, row, width, height; } rects[] = {{0, 0, 37, 11}, {3, 2, 20, 5}, {8, 0, 9, 11}, {-5, -2, 30, 9}, {30, 7, 20, 20}, {-3, 3, 50, 2}, {36, 10, 1, 1}, {100, 0, 8, 8}};
+    const struct {
+        int32_t col, row, width, height;
+    } rects[] = {{0, 0, 37, 11},  {3, 2, 20, 5},  {8, 0, 9, 11},  {-5, -2, 30, 9},
+                 {30, 7, 20, 20}, {-3, 3, 50, 2}, {36, 10, 1, 1}, {100, 0, 8, 8}};
     for (const Holding holding : kHoldings)
         for (const int32_t bits : kDepths) {
             Bitmap src(bits, 37, 11, holding);
@@ -139,7 +143,9 @@ TEST(Copy, ProgressGoesToTheCopyCallbackAndCanStop) {
     static int32_t stopAt;
     heard.clear();
     stopAt = 1000;
-    const STATUSCALLBACK pfn = [](int32_t percent, void*) { return heard.push_back(percent), percent >= stopAt ? -100 : 1; };
+    const STATUSCALLBACK pfn = [](int32_t percent, void*) {
+        return heard.push_back(percent), percent >= stopAt ? -100 : 1;
+    };
     const STATUSCALLBACK never = [](int32_t, void*) { return -1; };
     R_SetCopyStatusCallBack(pfn, nullptr, nullptr, nullptr);
     R_SetStatusCallBack(never, nullptr, nullptr, nullptr);
@@ -242,16 +248,23 @@ TEST(Fill, EveryDepthTakesTheColour) {
             const Bytes before = fillRandom(bm.record, 3);
             ASSERT_EQ(R_FillBitmap2(&bm, color, 0x7F), 1);
             uint64_t want = 0;
-            if (bits <= 8) want = uint64_t(R_GetNearestPaletteIndex(&bm, color));
-            else if (bits == 12) want = 0x90u * 4095 / 255;  // gray (0x40 + 5 * 0x80 + 2 * 0xC2) >> 3 is 0x90
-            else if (bits == 16) want = 0xC0 >> 3 << 10 | 0x80 >> 3 << 5 | 0x40 >> 3;
-            else if (bits == 24) want = 0xC08040;
-            else if (bits == 32) want = 0x7FC08040;
-            else want = 0xC0C080804040 | (bits == 64 ? uint64_t(0x7F7F) << 48 : 0);
+            if (bits <= 8)
+                want = uint64_t(R_GetNearestPaletteIndex(&bm, color));
+            else if (bits == 12)
+                want = 0x90u * 4095 / 255;  // gray (0x40 + 5 * 0x80 + 2 * 0xC2) >> 3 is 0x90
+            else if (bits == 16)
+                want = 0xC0 >> 3 << 10 | 0x80 >> 3 << 5 | 0x40 >> 3;
+            else if (bits == 24)
+                want = 0xC08040;
+            else if (bits == 32)
+                want = 0x7FC08040;
+            else
+                want = 0xC0C080804040 | (bits == 64 ? uint64_t(0x7F7F) << 48 : 0);
             const Bytes got = contents(bm.record);
             for (size_t y = 0; y < 5; ++y)
                 for (size_t x = 0; x < 27; ++x)
-                    ASSERT_EQ(pixelAt(&got[y * bm->BytesPerLine], bits, x), want) << nameOf(holding) << " " << bits << " " << x;
+                    ASSERT_EQ(pixelAt(&got[y * bm->BytesPerLine], bits, x), want)
+                        << nameOf(holding) << " " << bits << " " << x;
             EXPECT_EQ(bm->nLockCount, 0);
             ASSERT_EQ(R_ClearBitmap(&bm), 1);
             EXPECT_EQ(pixelAt(contents(bm.record).data(), bits, 26), 0u);

@@ -20,8 +20,10 @@ TEST(Pixels, PutAndGetTouchOnlyTheirOwnBits) {
                 const auto v = typename P::Value(rv::loadLittle<uint64_t>(&values[x * 8]) & P::kMax);
                 P::put(row.data(), x, v);
                 ASSERT_EQ(P::get(row.data(), x), v) << kBits;
-                for (size_t k = 0; k < kPixels + 2; ++k)
-                    if (k != x) ASSERT_EQ(P::get(row.data(), k), P::get(before.data(), k)) << kBits << " " << x << " " << k;
+                for (size_t k = 0; k < kPixels + 2; ++k) {
+                    if (k == x) continue;
+                    ASSERT_EQ(P::get(row.data(), k), P::get(before.data(), k)) << kBits << " " << x << " " << k;
+                }
             }
         });
     const uint8_t three[] = {0b00101001, 0b11001011, 0b10111000};  // 1 2 3 4 5 6 7 0 in three bits each
@@ -54,20 +56,24 @@ TEST(Rows, RandomReadsAndWritesMatchAModelInEveryHolding) {
             Bitmap bm(bits, 61, 17, holding);
             ASSERT_EQ(bm.nStatus, 1);
             Bytes model(bm->Size);
-            std::mt19937 random(unsigned(bits));
+            std::mt19937 random{uint32_t(bits)};
             ASSERT_EQ(R_AccessBitmap(&bm), 1);
             for (int i = 0; i < 300; ++i) {
                 const auto row = int32_t(random() % 17), col = int32_t(random() % 61);
                 const bool whole = random() % 3 == 0;
                 const size_t at = size_t(row) * bm->BytesPerLine + (whole ? 0 : size_t(col) * unsigned(bits) / 8);
-                const auto n = uint32_t(random() % std::min<size_t>(model.size() - at + 1, 3 * bm->BytesPerLine));  // over several rows
-                const Bytes data = randomBytes(n + 1, random());
+                const auto n = uint32_t(
+                    random() % std::min<size_t>(model.size() - at + 1, 3 * bm->BytesPerLine));  // over several rows
+                const Bytes data = randomBytes(n + 1, uint32_t(random()));
                 Bytes got(n + 1);
                 const auto read = [&] {
-                    return whole ? R_GetBitmapRow(&bm, got.data(), row, n) : R_GetBitmapRowCol(&bm, got.data(), row, col, n);
+                    return whole ? R_GetBitmapRow(&bm, got.data(), row, n)
+                                 : R_GetBitmapRowCol(&bm, got.data(), row, col, n);
                 };
                 if (n == 0 && holding == Holding::callbacks) continue;  // no bytes is the callback's 0
-                ASSERT_EQ(whole ? R_PutBitmapRow(&bm, data.data(), row, n) : R_PutBitmapRowCol(&bm, data.data(), row, col, n), int32_t(n));
+                ASSERT_EQ(
+                    whole ? R_PutBitmapRow(&bm, data.data(), row, n) : R_PutBitmapRowCol(&bm, data.data(), row, col, n),
+                    int32_t(n));
                 std::memcpy(model.data() + at, data.data(), n);
                 ASSERT_EQ(read(), int32_t(n));
                 ASSERT_EQ(std::memcmp(got.data(), model.data() + at, n), 0) << nameOf(holding) << " " << bits;
@@ -116,8 +122,8 @@ TEST(Rows, ColumnsEqualPixelByPixel) {
                     const Bytes column = randomBytes(kHeight * 8 + 8, 77);
                     rv::visitDepth(bits, [&](auto depth) {
                         for (int32_t i = 0; i < kHeight; ++i)
-                            rv::Pixel<depth>::put(&want[size_t(reverse ? kHeight - 1 - i : i) * bm->BytesPerLine], size_t(col),
-                                                  rv::Pixel<depth>::get(column.data(), size_t(i)));
+                            rv::Pixel<depth>::put(&want[size_t(reverse ? kHeight - 1 - i : i) * bm->BytesPerLine],
+                                                  size_t(col), rv::Pixel<depth>::get(column.data(), size_t(i)));
                     });
                     ASSERT_EQ(rv::R_PutBitmapCol(&bm, column.data(), col, kHeight, reverse), 1);
                     ASSERT_EQ(contents(bm.record), want) << nameOf(holding) << " " << bits << " column " << col;

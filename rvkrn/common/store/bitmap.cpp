@@ -13,17 +13,23 @@
 namespace rv {
 namespace {
 
-constexpr int32_t kFallbackResolution = 150;    // dots per inch, for a thread whose default is not positive
-constexpr uint64_t kWidestRow = 0x1FFFFFFC;     // bytes that a row may have
+constexpr int32_t kFallbackResolution = 150;      // dots per inch, for a thread whose default is not positive
+constexpr uint64_t kWidestRow = 0x1FFFFFFC;       // bytes that a row may have
 constexpr uint64_t kLargestOldSize = 0xFFFF0000;  // bytes that the older form of the record can tell
 constexpr uint32_t kClassFlags = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
 
 int32_t highBitOf(int32_t nBits) noexcept {
     switch (nBits) {
-        case 16: case 48: case 64: return 15;
-        case 24: return 7;
-        case 32: return -1;
-        default: return nBits - 1;
+        case 16:
+        case 48:
+        case 64:
+            return 15;
+        case 24:
+            return 7;
+        case 32:
+            return -1;
+        default:
+            return nBits - 1;
     }
 }
 
@@ -142,8 +148,8 @@ int32_t R_CreateBitmapWithCallbacks(BITMAPRECORD* pBitmap, uint32_t uStructSize,
                                     int32_t Height, int32_t BitsPerPixel, int32_t Order, const RGBQUAD* pPalette,
                                     int32_t ViewPerspective, uint8_t* pData, uint32_t dwDataSize,
                                     const BITMAPDATACALLBACKS* pCallbacks) noexcept {
-    int32_t nStatus = R_InitBitmapWithCallbacks(pBitmap, uStructSize, Width, Height, BitsPerPixel ? BitsPerPixel : 8,
-                                                pCallbacks);
+    int32_t nStatus =
+        R_InitBitmapWithCallbacks(pBitmap, uStructSize, Width, Height, BitsPerPixel ? BitsPerPixel : 8, pCallbacks);
     if (nStatus != 1) return nStatus;
     const bool bPaletted = pBitmap->BitsPerPixel <= 8;
     const bool bGray = bPaletted && Order == ORDER_GRAY && !pPalette;

@@ -43,7 +43,8 @@ int32_t copyRows(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
 // A new bitmap like src with storage of the flags asked for.
 int32_t duplicateInto(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize, int32_t nWidth, int32_t nHeight,
                       uint32_t uMemoryFlags) noexcept {
-    int32_t nStatus = R_DupBitmapNewDim(&dst, &src, uStructSize, nWidth, nHeight, src.BitsPerPixel, kDuplicateBelongings);
+    int32_t nStatus =
+        R_DupBitmapNewDim(&dst, &src, uStructSize, nWidth, nHeight, src.BitsPerPixel, kDuplicateBelongings);
     if (nStatus != 1) return nStatus;
     nStatus = R_IntBeginCopyBitmap(&dst, &src, 1, &uMemoryFlags);
     if (nStatus == 1) {
@@ -71,8 +72,12 @@ Crop intersect(const BITMAPRECORD& src, int32_t nCol, int32_t nRow, int32_t nWid
     const int32_t nLeft = std::max(nCol, 0), nTop = std::max(nRow, 0);
     const int64_t nRight = std::min(int64_t(nCol) + nWidth, int64_t(src.Width));
     const int64_t nBottom = std::min(int64_t(nRow) + nHeight, int64_t(src.Height));
-    return {nLeft, nTop, int32_t(int64_t(nLeft) - nCol), int32_t(int64_t(nTop) - nRow),
-            int32_t(std::max<int64_t>(nRight - nLeft, 0)), int32_t(std::max<int64_t>(nBottom - nTop, 0))};
+    return {nLeft,
+            nTop,
+            int32_t(int64_t(nLeft) - nCol),
+            int32_t(int64_t(nTop) - nRow),
+            int32_t(std::max<int64_t>(nRight - nLeft, 0)),
+            int32_t(std::max<int64_t>(nBottom - nTop, 0))};
 }
 
 // Pixels from one byte boundary to the next that all depths share with a column.
@@ -101,7 +106,8 @@ int32_t cropRows(BITMAPRECORD& dst, BITMAPRECORD& src, const Crop& crop) noexcep
                        uint32_t(crop.nSrcCol), uint32_t(crop.nWidth));
         } else {
             if (const int32_t n = R_GetBitmapRowCol(&src, from.get(), nSrcRow, nSrcFirst, nSrcBytes); n < 0) return n;
-            copyPixels(src.BitsPerPixel, to.get(), uint32_t(nDstPhase), from.get(), uint32_t(nSrcPhase), uint32_t(crop.nWidth));
+            copyPixels(src.BitsPerPixel, to.get(), uint32_t(nDstPhase), from.get(), uint32_t(nSrcPhase),
+                       uint32_t(crop.nWidth));
             if (const int32_t n = R_PutBitmapRowCol(&dst, to.get(), nDstRow, nDstFirst, nDstBytes); n < 0) return n;
         }
         if (const int32_t n = progress.step(); n != 1) return n;
@@ -130,9 +136,9 @@ int32_t copyRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, i
     BITMAPRECORD& dst = bInPlace ? fresh : *pDst;
     if (bInPlace) uStructSize = pSrc->uStructSize;
     const uint32_t uDuplicate = bInPlace ? kDuplicateInPlace : kDuplicateAll;
-    int32_t nStatus = puMemoryFlags ? duplicateInto(dst, *pSrc, uStructSize, nWidth, nHeight, *puMemoryFlags)
-                                    : R_DupBitmapNewDim(&dst, pSrc, uStructSize, nWidth, nHeight, pSrc->BitsPerPixel,
-                                                        uDuplicate);
+    int32_t nStatus = puMemoryFlags
+                          ? duplicateInto(dst, *pSrc, uStructSize, nWidth, nHeight, *puMemoryFlags)
+                          : R_DupBitmapNewDim(&dst, pSrc, uStructSize, nWidth, nHeight, pSrc->BitsPerPixel, uDuplicate);
     if (nStatus != 1) return nStatus;
     if (bInPlace && puMemoryFlags) nStatus = copyLockCount(dst, *pSrc);
     if (nStatus == 1) nStatus = cropInto(dst, *pSrc, nCol, nRow, intersect(*pSrc, nCol, nRow, nWidth, nHeight));
@@ -167,9 +173,9 @@ int32_t R_CopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSiz
     if (!pDst || !isAllocated(pSrc)) return -13;
     if (pDst == pSrc) return 1;
     if (!isKnownRecordSize(pSrc->uStructSize) || !isKnownRecordSize(uStructSize)) return -789;
-    return copyWhole(*pDst, *pSrc,
-                     R_DupBitmapNewDim(pDst, pSrc, uStructSize, pSrc->Width, pSrc->Height, pSrc->BitsPerPixel,
-                                       kDuplicateAll));
+    return copyWhole(
+        *pDst, *pSrc,
+        R_DupBitmapNewDim(pDst, pSrc, uStructSize, pSrc->Width, pSrc->Height, pSrc->BitsPerPixel, kDuplicateAll));
 }
 
 int32_t R_CopyBitmap2(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, uint32_t uMemoryFlags) noexcept {
@@ -194,7 +200,8 @@ int32_t R_TrimBitmap(BITMAPRECORD* pBitmap, int32_t nCol, int32_t nRow, int32_t 
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;
     const Crop crop = intersect(*pBitmap, nCol, nRow, nWidth, nHeight);
     if (crop.isEmpty()) return -11;
-    return R_CopyBitmapRect(pBitmap, pBitmap, pBitmap->uStructSize, crop.nSrcCol, crop.nSrcRow, crop.nWidth, crop.nHeight);
+    return R_CopyBitmapRect(pBitmap, pBitmap, pBitmap->uStructSize, crop.nSrcCol, crop.nSrcRow, crop.nWidth,
+                            crop.nHeight);
 }
 
 }  // extern "C"

@@ -1,9 +1,9 @@
 // The duplicate with other dimensions or depth, from which every operation that rebuilds a bitmap starts.
-#include <algorithm>
 #include <cstring>
 
 #include "internal/attachments.h"
 #include "internal/bitmap_.h"
+#include "internal/palette_.h"
 #include "ravokit/copy.h"
 #include "ravokit/extradata.h"
 
@@ -43,18 +43,11 @@ int32_t allocateLike(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noex
     return uFlags & DUP_BEGIN_REPLACE ? copyLockCount(dst, src) : 1;
 }
 
-// A palette of the duplicate's own has room for every index of its depth.
 int32_t copyPalette(BITMAPRECORD& dst, const BITMAPRECORD& src, bool bDeep) noexcept {
     if (dst.BitsPerPixel > 8 || !src.pPalette) return 1;
     dst.nColors = src.nColors;
-    if (!bDeep) {
-        dst.pPalette = src.pPalette;
-        return 1;
-    }
-    dst.pPalette = newBlock<RGBQUAD>(std::max<uint64_t>(src.nColors, uint64_t(1) << dst.BitsPerPixel));
-    if (!dst.pPalette) return -1;
-    std::memcpy(dst.pPalette, src.pPalette, src.nColors * sizeof(RGBQUAD));
-    return 1;
+    dst.pPalette = bDeep ? newTable(src.pPalette, src.nColors) : src.pPalette;
+    return dst.pPalette ? 1 : -1;
 }
 
 void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
@@ -77,10 +70,12 @@ void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
 int32_t copyBelongings(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noexcept {
     if (const int32_t n = copyPalette(dst, src, uFlags & DUP_PALETTE); n != 1) return n;
     R_CopyPlaybackParms(&dst, &src);
-    if (!(uFlags & DUP_REGION)) dst.pRgnInfo = src.pRgnInfo;
+    if (!(uFlags & DUP_REGION))
+        dst.pRgnInfo = src.pRgnInfo;
     else if (src.pRgnInfo)
         if (const int32_t n = attachments().copyRegion(dst, src); n != 1) return n;
-    if (!(uFlags & DUP_OVERLAYS)) dst.pOverlays = src.pOverlays;
+    if (!(uFlags & DUP_OVERLAYS))
+        dst.pOverlays = src.pOverlays;
     else if (src.pOverlays)
         if (const int32_t n = attachments().copyOverlays(dst, src); n != 1) return n;
     if (dst.Order == ORDER_GRAY && src.Order == ORDER_GRAY && dst.BitsPerPixel == src.BitsPerPixel)

@@ -48,8 +48,10 @@ void convertedPixel(const BITMAPRECORD& bm, COLORREF cr, uint8_t* pPixel) noexce
 
 void setAlpha(const BITMAPRECORD& bm, uint8_t* pPixel, uint32_t uAlpha) noexcept {
     if (bm.Order == ORDER_GRAY) return;
-    if (bm.BitsPerPixel == 32) pPixel[3] = uint8_t(uAlpha);
-    else if (bm.BitsPerPixel == 64) storeLittle(pPixel + 6, uint16_t((uAlpha & 0xFF) * 257));
+    if (bm.BitsPerPixel == 32)
+        pPixel[3] = uint8_t(uAlpha);
+    else if (bm.BitsPerPixel == 64)
+        storeLittle(pPixel + 6, uint16_t((uAlpha & 0xFF) * 257));
 }
 
 // One pixel of the fill in the bitmap's format, in its low-order bytes.
@@ -57,8 +59,9 @@ uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept {
     if (bm.BitsPerPixel <= 8) return paletteIndex(bm, cr);
     const bool bGray = bm.Order == ORDER_GRAY;
     cr = R_TranslateBitmapColor(&bm, &bm, cr);
-    if (bGray && kindOf(cr) == kKindPalette) return inBitRange(bm, cr & 0xFFFF, 0);  // an entry of the window-level table
-    if (bGray && kindOf(cr) == kKindGray) return inBitRange(bm, cr & 0xFFFF, 16);    // a level of 16 bits
+    if (bGray && kindOf(cr) == kKindPalette)
+        return inBitRange(bm, cr & 0xFFFF, 0);                                     // an entry of the window-level table
+    if (bGray && kindOf(cr) == kKindGray) return inBitRange(bm, cr & 0xFFFF, 16);  // a level of 16 bits
     uint8_t pixel[8] = {};
     convertedPixel(bm, cr, pixel);
     setAlpha(bm, pixel, uAlpha);
@@ -117,7 +120,8 @@ using namespace rv;
 extern "C" {
 
 int32_t R_FillBitmap2(BITMAPRECORD* pBitmap, COLORREF crFill, uint32_t uAlpha) noexcept {
-    return fillBitmap(pBitmap, [=](BITMAPRECORD& bm, uint8_t* pRow) { fillRow(bm, fillPixel(bm, crFill, uAlpha), pRow); });
+    return fillBitmap(pBitmap,
+                      [=](BITMAPRECORD& bm, uint8_t* pRow) { fillRow(bm, fillPixel(bm, crFill, uAlpha), pRow); });
 }
 
 int32_t R_FillBitmap(BITMAPRECORD* pBitmap, COLORREF crFill) noexcept { return R_FillBitmap2(pBitmap, crFill, 255); }

@@ -40,8 +40,10 @@ void copyNibbles(uint8_t* dst, uint64_t nDst, const uint8_t* src, uint64_t nSrc,
         ++nDst, ++nSrc, --nCount;
     }
     const size_t nBytes = size_t(nCount / 2);
-    if (nSrc & 1) shiftNibbles(dst + nDst / 2, src + nSrc / 2, nBytes);
-    else std::memcpy(dst + nDst / 2, src + nSrc / 2, nBytes);
+    if (nSrc & 1)
+        shiftNibbles(dst + nDst / 2, src + nSrc / 2, nBytes);
+    else
+        std::memcpy(dst + nDst / 2, src + nSrc / 2, nBytes);
     if (nCount & 1) {
         uint8_t& last = dst[nDst / 2 + nBytes];
         last = uint8_t((last & 0xF0) | nibble(src, nSrc + nCount - 1));
@@ -59,17 +61,22 @@ void copyBits(uint8_t* dst, uint64_t dstBit, const uint8_t* src, uint64_t srcBit
     const size_t nBytes = size_t(count / 8);
     uint8_t* d = dst + dstBit / 8;
     const uint8_t* s = src + srcBit / 8;
-    if (srcBit % 8) shiftBytes(d, s, nBytes, int(srcBit % 8));
-    else std::memcpy(d, s, nBytes);
+    if (srcBit % 8)
+        shiftBytes(d, s, nBytes, int(srcBit % 8));
+    else
+        std::memcpy(d, s, nBytes);
     if (const int n = int(count % 8)) mergeBits(d + nBytes, 0, readBits(s + nBytes, srcBit % 8, n), n);
 }
 
 void copyPixels(int32_t nBits, uint8_t* dst, uint64_t dstCol, const uint8_t* src, uint64_t srcCol,
                 uint64_t count) noexcept {
     const auto n = uint64_t(nBits);
-    if (nBits < 8) copyBits(dst, dstCol * n, src, srcCol * n, count * n);
-    else if (nBits == 12) copyNibbles(dst, dstCol * 3, src, srcCol * 3, count * 3);
-    else std::memcpy(dst + dstCol * (n / 8), src + srcCol * (n / 8), size_t(count * (n / 8)));
+    if (nBits < 8)
+        copyBits(dst, dstCol * n, src, srcCol * n, count * n);
+    else if (nBits == 12)
+        copyNibbles(dst, dstCol * 3, src, srcCol * 3, count * 3);
+    else
+        std::memcpy(dst + dstCol * (n / 8), src + srcCol * (n / 8), size_t(count * (n / 8)));
 }
 
 }  // namespace rv

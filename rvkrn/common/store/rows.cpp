@@ -17,8 +17,10 @@ int32_t moveFlat(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int64_t nColumnB
     if (!(bm.Flags & BMF_CONVENTIONAL)) return -1;
     if (!bm.pData) return -2;
     uint8_t* p = bm.pData + (int64_t(bm.BytesPerLine) * nRow + nColumnByte);
-    if constexpr (direction == Direction::get) std::memcpy(pBuffer, p, nBytes);
-    else std::memcpy(p, pBuffer, nBytes);
+    if constexpr (direction == Direction::get)
+        std::memcpy(pBuffer, p, nBytes);
+    else
+        std::memcpy(p, pBuffer, nBytes);
     return int32_t(nBytes);
 }
 
@@ -48,7 +50,8 @@ template <int Bits>
 void putFlatColumn(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nCol, int32_t nRows, bool bReverse) noexcept {
     const int64_t nStep = bReverse ? -int64_t(bm.BytesPerLine) : int64_t(bm.BytesPerLine);
     uint8_t* p = bm.pData + (bReverse ? int64_t(bm.BytesPerLine) * (nRows - 1) : 0);
-    for (int32_t i = 0; i < nRows; ++i, p += nStep) Pixel<Bits>::put(p, size_t(nCol), Pixel<Bits>::get(pBuffer, size_t(i)));
+    for (int32_t i = 0; i < nRows; ++i, p += nStep)
+        Pixel<Bits>::put(p, size_t(nCol), Pixel<Bits>::get(pBuffer, size_t(i)));
 }
 
 // One column of any other class: the bytes from the last pixel that starts on a byte up to the sample are read, merged
@@ -105,7 +108,8 @@ extern "C" {
 int32_t R_GetBitmapRow(BITMAPRECORD* pBitmap, uint8_t* pBuffer, int32_t nRow, uint32_t nBytes) noexcept {
     return moveRow<Direction::get>(pBitmap, pBuffer, nRow, 0, nBytes, "R_GetBitmapRow");
 }
-int32_t R_GetBitmapRowCol(BITMAPRECORD* pBitmap, uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept {
+int32_t R_GetBitmapRowCol(BITMAPRECORD* pBitmap, uint8_t* pBuffer, int32_t nRow, int32_t nCol,
+                          uint32_t nBytes) noexcept {
     return moveRow<Direction::get>(pBitmap, pBuffer, nRow, nCol, nBytes, "R_GetBitmapRowCol");
 }
 int32_t R_PutBitmapRow(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nRow, uint32_t nBytes) noexcept {

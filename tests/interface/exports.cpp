@@ -1,0 +1,74 @@
+// Holds the shared library to its headers: what they declare with RV_API resolves, and nothing else is exported.
+//
+//     ravokit_exports <folder of public headers> <shared library> <nm>
+#include <dlfcn.h>
+#include <stdio.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <map>
+#include <memory>
+#include <regex>
+#include <set>
+#include <sstream>
+#include <string>
+
+namespace {
+
+// Comments and the lines of the preprocessor, with their continuations, become blanks.
+std::string withoutComments(const std::string& text) {
+    static const std::regex comments(R"(//[^\n]*|/\*[^*]*\*+(?:[^/*][^*]*\*+)*/)");
+    static const std::regex directives(R"((^|\n)[ \t]*#(?:[^\\\n]|\\[\s\S])*)");
+    return std::regex_replace(std::regex_replace(text, comments, " "), directives, "\n");
+}
+
+// Name and header of all that is declared with RV_API: the last word before the parameters, or before the end of data.
+std::map<std::string, std::string> declaredNames(const std::filesystem::path& folder) {
+    static const std::regex declaration(R"(\bRV_API\b[^;({\[=]*?(\w+)\s*[;({\[=])");
+    std::map<std::string, std::string> names;
+    for (const auto& entry : std::filesystem::directory_iterator(folder)) {
+        if (entry.path().extension() != ".h") continue;
+        std::ifstream file(entry.path());
+        const std::string text = withoutComments({std::istreambuf_iterator<char>(file), {}});
+        for (std::sregex_iterator it(text.begin(), text.end(), declaration), end; it != end; ++it)
+            names.emplace((*it)[1], entry.path().filename());
+    }
+    return names;
+}
+
+// The defined names of the dynamic symbol table, without versions.
+std::set<std::string> exportedNames(const std::string& library, const std::string& nm) {
+    std::set<std::string> names;
+    const auto close = [](FILE* p) { pclose(p); };
+    const std::unique_ptr<FILE, decltype(close)> pipe(
+        popen(("'" + nm + "' -D --defined-only --format=posix '" + library + "'").c_str(), "r"), close);
+    char line[4096];
+    while (pipe && fgets(line, sizeof line, pipe.get())) {
+        std::string name;
+        std::istringstream(line) >> name;
+        names.insert(name.substr(0, name.find('@')));
+    }
+    return names;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 4) return fprintf(stderr, "usage: %s <headers> <library> <nm>\n", argv[0]), 2;
+    const auto declared = declaredNames(argv[1]);
+    const auto exported = exportedNames(argv[2], argv[3]);
+    void* const library = dlopen(argv[2], RTLD_NOW | RTLD_LOCAL);
+    if (!library) return fprintf(stderr, "%s\n", dlerror()), 1;
+    if (declared.size() < 100 || exported.empty())
+        return fprintf(stderr, "read %zu declarations and %zu exports\n", declared.size(), exported.size()), 1;
+
+    size_t nFaults = 0;
+    for (const auto& [name, header] : declared)
+        if (!dlsym(library, name.c_str())) nFaults++, printf("missing: %s (%s)\n", name.c_str(), header.c_str());
+    for (const std::string& name : exported)
+        if (!declared.contains(name)) nFaults++, printf("not declared: %s\n", name.c_str());
+    printf("%zu declared, %zu exported, %zu faults\n", declared.size(), exported.size(), nFaults);
+    return nFaults != 0;
+}
