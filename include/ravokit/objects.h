@@ -127,10 +127,11 @@ RV_API RVHANDLE R_WinCreateEventW(const void* pSecurity, int32_t bManualReset, i
 RV_API RVHANDLE R_WinCreateMutexW(const void* pSecurity, int32_t bInitialOwner, const char16_t* pszName) RV_NOEXCEPT;
 
 /// Stores a second handle to the same object in *phTarget: of a file with the one position, of an object counted by its
-/// handles. uOptions: 1 closes the source, whatever the result, 2 asks for the same access; that is what the duplicate
-/// has in any case, and uAccess is not consulted. With bInherit a file stays open in programs that the process becomes.
-/// Returns 1, or 0 with nothing stored: a process that is not all ones (the process itself), a bad source, a null
-/// phTarget (but 1 when the source was to be closed, and was), memory or descriptors short.
+/// handles. uOptions: 1 closes the source, whether a duplicate could be made or not, 2 asks for the same access; that
+/// is what the duplicate has in any case, and uAccess is not consulted. With bInherit a file stays open in programs
+/// that the process becomes. Returns 1, or 0 with nothing stored, in order of test: a process that is not all ones (the
+/// process itself), a source that is not of kind 9, a null phTarget (but 1 if the source was to be closed, and was),
+/// memory or descriptors short.
 RV_API int32_t R_WinDuplicateHandle(RVHANDLE hSourceProcess, RVHANDLE hSource, RVHANDLE hTargetProcess,
                                     RVHANDLE* phTarget, uint32_t uAccess, int32_t bInherit,
                                     uint32_t uOptions) RV_NOEXCEPT;
@@ -143,7 +144,8 @@ RV_API uint64_t GetCurrentTime(void) RV_NOEXCEPT;
 /// setlocale for the calling thread alone: nCategory is one of the LC_ constants of <locale.h>, pLocale a locale's
 /// name,
 /// "" for the one that the environment tells, or null to ask. Returns the name that now holds, valid until the thread's
-/// next call of either form, or null, with nothing changed, for an unknown category or locale or when memory is short.
+/// next call of either form; null, with nothing changed, for an unknown category or locale; null too when memory is too
+/// short for the name.
 RV_API const char* R_Setlocale(int32_t nCategory, const char* pLocale) RV_NOEXCEPT;
 RV_API const char16_t* R_SetlocaleW(int32_t nCategory, const char16_t* pLocale) RV_NOEXCEPT;
 
