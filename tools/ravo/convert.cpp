@@ -1,0 +1,189 @@
+#include "convert.h"
+
+#include <ravokit/convert.h>
+#include <ravokit/palette.h>
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#include "failure.h"
+#include "pixel.h"
+#include "progress.h"
+
+namespace ravo {
+
+namespace {
+
+constexpr COLORREF kIndexReference = 0x01000000;
+
+bool isGrayDepth(int32_t nBits) noexcept { return nBits == 12 || nBits == 16 || nBits == 32; }
+
+Palette copyPalette(const RGBQUAD* pEntries, int32_t nBits) {
+    return pEntries ? Palette(pEntries, pEntries + (size_t(1) << nBits)) : Palette();
+}
+
+Palette namedPalette(const std::string& name, int32_t nBits) {
+    if (name == "gray") return grayPalette(nBits);
+    if (name == "web") {
+        if (nBits != 8) throw Failure("the web palette has 256 entries: it needs 8 bits");
+        return copyPalette(R_IntGetNetscapePalette(), 8);
+    }
+    Palette palette(256);
+    check(R_GetFixedPalette(palette.data(), nBits), "R_GetFixedPalette");
+    palette.resize(size_t(1) << nBits);
+    return palette;
+}
+
+template <class T>
+void unpremultiplySamples(uint8_t* pRow, int32_t nWidth) noexcept {
+    for (int32_t x = 0; x < nWidth; ++x, pRow += 4 * sizeof(T)) {
+        T sample[4];
+        std::memcpy(sample, pRow, sizeof sample);
+        const uint64_t nAlpha = sample[3], nFull = T(~T(0));
+        if (nAlpha == 0 || nAlpha == nFull) continue;
+        for (int i = 0; i < 3; ++i) sample[i] = T(std::min(nFull, (sample[i] * nFull + nAlpha / 2) / nAlpha));
+        std::memcpy(pRow, sample, sizeof sample);
+    }
+}
+
+}  // namespace
+
+Form formOf(const Picture& picture) {
+    return {picture->BitsPerPixel, picture->Order, picture->BitsPerPixel <= 8 ? picture.palette() : Palette()};
+}
+
+Form colorForm(const BITMAPRECORD& bm) {
+    const bool bAlpha = bm.BitsPerPixel == 64 || (bm.BitsPerPixel == 32 && bm.Order != ORDER_GRAY);
+    const bool bWide = bm.BitsPerPixel >= 48;
+    return {(bAlpha ? 32 : 24) * (bWide ? 2 : 1), ORDER_RGB};
+}
+
+Form paletteForm(const Picture& picture, int32_t nBits) {
+    Palette palette = picture.palette();
+    if (samePalette(palette, grayPalette(picture->BitsPerPixel))) return {nBits, ORDER_RGB, grayPalette(nBits)};
+    palette.resize(size_t(1) << nBits);
+    return {nBits, ORDER_RGB, std::move(palette)};
+}
+
+RowConverter::RowConverter(const Picture& picture, Form to)
+    : m_bm(*picture),
+      m_from(formOf(picture)),
+      m_to(std::move(to)),
+      m_bNothing(m_from.nBits == m_to.nBits && m_from.nOrder == m_to.nOrder &&
+                 samePalette(m_from.palette, m_to.palette)) {
+    m_from.palette.resize(m_from.nBits <= 8 ? size_t(1) << m_from.nBits : 0);  // the converter reads the whole range
+}
+
+size_t RowConverter::bufferBytes() const {
+    return std::max(size_t(R_CalcConvertSize(m_bm.Width, m_from.nBits, m_bm.Width, m_to.nBits)),
+                    size_t(m_bm.BytesPerLine));
+}
+
+void RowConverter::convert(uint8_t* pRow) const {
+    if (m_bNothing) return;
+    if (m_from.nOrder == ORDER_GRAY && m_to.nBits >= 1 && m_to.nBits <= 8) {
+        // A level of few bits would be taken for a dark grey as it stands, so deep grey gets to a palette in two steps.
+        const Form gray8{0, ORDER_RGB};
+        convertStep(pRow, m_from, gray8);
+        convertStep(pRow, gray8, m_to);
+    } else {
+        convertStep(pRow, m_from, m_to);
+    }
+}
+
+void RowConverter::convertStep(uint8_t* pRow, const Form& from, const Form& to) const {
+    uint32_t uFlags = 0;
+    if (from.nOrder == ORDER_GRAY) uFlags |= CONVERT_SRC_GRAY | CONVERT_SRC_BITRANGE;
+    if (to.nOrder == ORDER_GRAY) uFlags |= CONVERT_DST_GRAY;
+    if (m_bm.Flags & BMF_TRANSPARENCY) uFlags |= CONVERT_TRANSPARENT;
+    check(R_ConvertBufferExt3(pRow, m_bm.Width, from.nBits, to.nBits, from.nOrder, to.nOrder,
+                              from.palette.empty() ? nullptr : from.palette.data(),
+                              to.palette.empty() ? nullptr : to.palette.data(), nullptr, 0, uFlags, m_bm.LowBit,
+                              m_bm.HighBit, m_bm.Transparency),
+          "R_ConvertBufferExt3");
+}
+
+RowSource::RowSource(Picture& picture, Form form)
+    : m_upright(picture->ViewPerspective == TOP_LEFT || picture->ViewPerspective == BOTTOM_LEFT ? Picture()
+                                                                                                : upright(picture)),
+      m_picture(m_upright->Width ? m_upright : picture),
+      m_converter(m_picture, std::move(form)),
+      m_row(m_converter.bufferBytes()),
+      m_lock(m_picture) {}
+
+uint8_t* RowSource::row(int32_t y) {
+    getRow(m_picture, m_row.data(), m_picture->ViewPerspective == BOTTOM_LEFT ? m_picture->Height - 1 - y : y);
+    m_converter.convert(m_row.data());
+    return m_row.data();
+}
+
+Picture convertPicture(Picture& picture, const Form& form) {
+    const bool bGray8 = form.nBits == 0;
+    Picture result(picture->Width, picture->Height, bGray8 ? 8 : form.nBits, form.nOrder,
+                   bGray8 ? grayPalette(8) : form.palette, picture->ViewPerspective);
+    result->XResolution = picture->XResolution;
+    result->YResolution = picture->YResolution;
+    if ((picture->Flags & BMF_TRANSPARENCY) && form.nOrder != ORDER_GRAY && result->BitsPerPixel != 32 &&
+        result->BitsPerPixel != 64) {
+        result->Flags |= BMF_TRANSPARENCY;
+        result->Transparency = R_GetTrueColorValue(picture.get(), picture->Transparency);
+    }
+    if (picture->BitsPerPixel >= 32 && picture->BitsPerPixel != 48 && result->BitsPerPixel >= 32 &&
+        result->BitsPerPixel != 48)
+        result->Flags |= picture->Flags & BMF_PREMULTIPLIED;
+
+    const RowConverter converter(picture, form);
+    Row row(std::max(converter.bufferBytes(), size_t(result->BytesPerLine)));
+    Progress progress("converting to " + std::to_string(result->BitsPerPixel) + " bits");
+    const Access lockFrom(picture), lockTo(result);
+    for (int32_t y = 0; y < picture->Height; ++y) {
+        getRow(picture, row.data(), y);
+        converter.convert(row.data());
+        clearTail(row.data(), result->Width, result->BitsPerPixel, result->BytesPerLine);
+        putRow(result, row.data(), y);
+        progress.part(y + 1, picture->Height);
+    }
+    return result;
+}
+
+Form resolveForm(const Picture& picture, const WantedForm& wanted) {
+    const bool bWasGray = picture->Order == ORDER_GRAY;
+    const bool bWantGray = wanted.nOrder == ORDER_GRAY;
+    int32_t nBits = wanted.nBits;
+    if (nBits == 0) {  // the depth nearest to the picture's own that has what is asked for
+        nBits = picture->BitsPerPixel;
+        if (!wanted.palette.empty())
+            nBits = wanted.palette == "web" ? 8 : std::min(nBits, 8);
+        else if (bWantGray)
+            nBits = bWasGray ? nBits : nBits >= 48 ? 16 : 8;
+        else if (wanted.nOrder >= 0)
+            nBits = nBits <= 8 ? 24 : bWasGray ? 48 : nBits;
+    }
+    const std::string depth = std::to_string(nBits) + " bits per pixel";
+    if (nBits <= 8) {
+        if (wanted.nOrder == ORDER_RGB || wanted.nOrder == ORDER_BGR)
+            throw Failure(depth + " have a palette and no colour order");
+        if (bWantGray && !wanted.palette.empty() && wanted.palette != "gray")
+            throw Failure("a gray order does not go with the " + wanted.palette + " palette");
+        if (wanted.palette.empty() && !bWantGray && picture->BitsPerPixel == nBits) return formOf(picture);
+        const bool bGray = bWantGray || (wanted.palette.empty() && (bWasGray || isGrayPalette(picture.palette())));
+        const std::string name = !wanted.palette.empty() ? wanted.palette : bGray ? "gray" : "fixed";
+        // Eight bits of grey are converted as samples, which takes the whole range of deeper grey.
+        return nBits == 8 && name == "gray" ? Form{0, ORDER_RGB} : Form{nBits, ORDER_RGB, namedPalette(name, nBits)};
+    }
+    if (!wanted.palette.empty()) throw Failure(depth + " have no palette");
+    if (nBits == 12 && wanted.nOrder >= 0 && !bWantGray) throw Failure("12 bits per pixel are always gray");
+    if (bWantGray && !isGrayDepth(nBits)) throw Failure(depth + " have no gray order; 8, 12, 16 and 32 have one");
+    if (nBits == 12) return {12, ORDER_GRAY};
+    if (wanted.nOrder >= 0) return {nBits, wanted.nOrder};
+    if (bWasGray) return {nBits, isGrayDepth(nBits) ? ORDER_GRAY : ORDER_RGB};
+    return {nBits, picture->BitsPerPixel > 8 ? picture->Order : int32_t(ORDER_RGB)};
+}
+
+void unpremultiply(uint8_t* pRow, int32_t nWidth, int32_t nBits) noexcept {
+    if (nBits == 32) unpremultiplySamples<uint8_t>(pRow, nWidth);
+    if (nBits == 64) unpremultiplySamples<uint16_t>(pRow, nWidth);
+}
+
+}  // namespace ravo

@@ -1,0 +1,105 @@
+// The command: reads its arguments, runs the chain, tells failures.
+
+#include <cstdio>
+#include <cstring>
+#include <new>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "failure.h"
+#include "formats.h"
+#include "info.h"
+#include "steps.h"
+
+namespace {
+
+using namespace ravo;
+
+constexpr int kFailed = 1, kMisused = 2;
+
+struct Misuse {
+    std::string text;
+};
+
+struct Call {
+    const Step* pStep;
+    std::string argument;
+};
+
+void printHelp() {
+    std::printf(
+        "ravo: runs a picture through the steps of a chain\n"
+        "\n"
+        "  ravo FILE STEP... -o OUT\n"
+        "  ravo info FILE            print the record of the picture as loaded\n"
+        "  ravo --help\n"
+        "\n"
+        "Steps, done in the order in which they are given:\n");
+    for (const Step& step : steps()) {
+        const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
+        std::printf("  %-25s %s\n", left.c_str(), step.pHelp);
+    }
+    std::printf(
+        "\n"
+        "Coordinates are those of the picture as seen, from its top left corner. Neighbouring --bits, --order\n"
+        "and --palette are one conversion. An existing OUT is replaced only by a complete one.\n"
+        "\n"
+        "Files:\n");
+    for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);
+}
+
+// Everything that can be wrong with the arguments is told before a file is touched.
+std::vector<Call> parseCalls(const std::vector<std::string>& arguments) {
+    std::vector<Call> calls;
+    for (size_t i = 1; i < arguments.size(); ++i) {
+        const Step* pStep = findStep(arguments[i]);
+        if (!pStep) throw Misuse{"there is no step '" + arguments[i] + "'"};
+        if (pStep->pArgument && i + 1 == arguments.size())
+            throw Misuse{arguments[i] + " needs an argument: " + pStep->pArgument};
+        calls.push_back({pStep, pStep->pArgument ? arguments[++i] : std::string()});
+        if (std::strcmp(pStep->pName, "-o") == 0) formatOfName(calls.back().argument);
+    }
+    if (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0)
+        throw Misuse{"a chain ends with -o OUT, or its result is lost"};
+    return calls;
+}
+
+int run(const std::vector<std::string>& arguments) {
+    if (arguments.empty()) throw Misuse{"a file is missing"};
+    if (arguments[0] == "--help" || arguments[0] == "-h") {
+        printHelp();
+        return 0;
+    }
+    std::string where = arguments[0];  // the file that a failure is about
+    try {
+        if (arguments[0] == "info") {
+            if (arguments.size() != 2) throw Misuse{"info takes one file"};
+            where = arguments[1];
+            printInfo(arguments[1]);
+            return 0;
+        }
+        if (arguments[0].starts_with("-")) throw Misuse{"the file comes first, then its steps"};
+        const std::vector<Call> calls = parseCalls(arguments);
+        Chain chain;
+        chain.picture = loadPicture(arguments[0]);
+        for (const Call& call : calls) runStep(chain, *call.pStep, call.argument);
+        return 0;
+    } catch (const Failure& failure) {
+        std::fprintf(stderr, "ravo: %s: %s\n", where.c_str(), failure.what());
+    } catch (const std::bad_alloc&) {
+        std::fprintf(stderr, "ravo: %s: Not enough memory available\n", where.c_str());
+    }
+    return kFailed;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return run({argv + 1, argv + argc});
+    } catch (const Misuse& misuse) {
+        std::fprintf(stderr, "ravo: %s\nravo --help tells the steps.\n", misuse.text.c_str());
+        return kMisused;
+    }
+}

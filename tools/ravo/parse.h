@@ -1,0 +1,21 @@
+// Arguments of steps. Each call takes the whole text or throws a Failure that says what was expected.
+#pragma once
+
+#include <ravokit/types.h>
+
+#include <string>
+
+namespace ravo {
+
+int32_t parseNumber(const std::string& text);
+/// X,Y,WxH as left, top and sizes; right and bottom are sums.
+RECT parseRect(const std::string& text);
+
+struct Color {
+    COLORREF cr;
+    uint32_t nAlpha;
+};
+/// #RRGGBB, #RRGGBBAA or a name.
+Color parseColor(const std::string& text);
+
+}  // namespace ravo

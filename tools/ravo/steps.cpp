@@ -1,0 +1,201 @@
+#include "steps.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "failure.h"
+#include "formats.h"
+#include "parse.h"
+#include "pixel.h"
+#include "progress.h"
+
+namespace ravo {
+
+namespace {
+
+// ---- parts of the picture ----------------------------------------------------------------------------------------
+
+void cutStored(Picture& picture, RECT rect) {
+    const Progress progress("cropping");
+    check(R_CopyBitmapRect(picture.get(), picture.get(), sizeof(BITMAPRECORD), rect.left, rect.top,
+                           rect.right - rect.left, rect.bottom - rect.top),
+          "R_CopyBitmapRect");
+}
+
+void crop(Chain& chain, const std::string& argument) {
+    cutStored(chain.picture, storedRect(*chain.picture, parseRect(argument)));
+}
+
+// Gives equal colours equal numbers, in palettes that hold a colour more than once.
+class PixelReader {
+    int32_t m_nBits;
+    std::array<uint16_t, 256> m_first{};
+
+public:
+    explicit PixelReader(const Picture& picture) : m_nBits(picture->BitsPerPixel) {
+        const Palette palette = picture.palette();
+        for (size_t i = 0; i < palette.size(); ++i)
+            for (m_first[i] = 0; !samePalette({palette[m_first[i]]}, {palette[i]});) ++m_first[i];
+    }
+    uint64_t operator()(const uint8_t* pRow, int32_t x) const noexcept {
+        const uint64_t n = readPixel(pRow, x, m_nBits);
+        return m_nBits <= 8 ? m_first[size_t(n)] : n;
+    }
+};
+
+// The border is what has the colour of the top left pixel; the rest is found in stored rows.
+void trim(Chain& chain, const std::string&) {
+    Picture& picture = chain.picture;
+    RECT inner{picture->Width, picture->Height, 0, 0};
+    {
+        const PixelReader read(picture);
+        const POINT corner = storedPoint(*picture, 0, 0);
+        Row row(picture->BytesPerLine);
+        const Access lock(picture);
+        getRow(picture, row.data(), corner.y);
+        const uint64_t nBorder = read(row.data(), corner.x);
+        for (int32_t y = 0; y < picture->Height; ++y) {
+            getRow(picture, row.data(), y);
+            int32_t nLeft = 0, nRight = picture->Width;
+            while (nLeft < nRight && read(row.data(), nLeft) == nBorder) ++nLeft;
+            while (nRight > nLeft && read(row.data(), nRight - 1) == nBorder) --nRight;
+            if (nLeft == nRight) continue;
+            inner = {std::min(inner.left, nLeft), std::min(inner.top, y), std::max(inner.right, nRight), y + 1};
+        }
+    }
+    if (inner.right == 0) throw Failure("the picture is all of one colour, so nothing would be left");
+    cutStored(picture, inner);
+}
+
+// ---- form of the pixels ------------------------------------------------------------------------------------------
+
+void wantBits(Chain& chain, const std::string& argument) {
+    static constexpr int32_t kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
+    const int32_t nBits = parseNumber(argument);
+    if (std::find(std::begin(kDepths), std::end(kDepths), nBits) == std::end(kDepths))
+        throw Failure("there are depths of 1 to 8, 12, 16, 24, 32, 48 and 64 bits");
+    chain.wanted.nBits = nBits;
+}
+
+void wantOrder(Chain& chain, const std::string& argument) {
+    if (argument != "rgb" && argument != "bgr" && argument != "gray") throw Failure("the orders are rgb, bgr and gray");
+    chain.wanted.nOrder = argument == "rgb" ? ORDER_RGB : argument == "bgr" ? ORDER_BGR : ORDER_GRAY;
+}
+
+void wantPalette(Chain& chain, const std::string& argument) {
+    if (argument != "fixed" && argument != "gray" && argument != "web")
+        throw Failure("the palettes are fixed, gray and web");
+    chain.wanted.palette = argument;
+}
+
+void convertAsWanted(Chain& chain) {
+    const WantedForm wanted = std::exchange(chain.wanted, {});
+    try {
+        const Form form = resolveForm(chain.picture, wanted);
+        chain.picture = convertPicture(chain.picture, form);
+    } catch (const Failure& failure) {
+        throw Failure(wanted.steps + ": " + failure.what());
+    }
+}
+
+// ---- pixels ------------------------------------------------------------------------------------------------------
+
+// A pixel of this colour as the picture stores it: the value that a one-pixel bitmap of the same form gets.
+uint64_t storedColor(Picture& picture, Color color) {
+    Picture pixel;
+    check(R_CopyBitmapRect(pixel.get(), picture.get(), sizeof(BITMAPRECORD), 0, 0, 1, 1), "R_CopyBitmapRect");
+    check(R_FillBitmap2(pixel.get(), color.cr, color.nAlpha), "R_FillBitmap2");
+    Row row(pixel->BytesPerLine);
+    const Access lock(pixel);
+    getRow(pixel, row.data(), 0);
+    return readPixel(row.data(), 0, pixel->BitsPerPixel);
+}
+
+void fill(Chain& chain, const std::string& argument) {
+    Picture& picture = chain.picture;
+    const size_t nComma = argument.find(',');
+    const Color color = parseColor(argument.substr(0, nComma));
+    if (nComma == std::string::npos) {
+        check(R_FillBitmap2(picture.get(), color.cr, color.nAlpha), "R_FillBitmap2");
+        return;
+    }
+    const SIZE size = viewedSize(*picture);
+    RECT rect = parseRect(argument.substr(nComma + 1));
+    rect = {std::max(rect.left, 0), std::max(rect.top, 0), std::min(rect.right, size.width),
+            std::min(rect.bottom, size.height)};
+    if (rect.left >= rect.right || rect.top >= rect.bottom) throw Failure("the rectangle lies outside the picture");
+    rect = storedRect(*picture, rect);
+    const uint64_t nValue = storedColor(picture, color);
+    Row row(picture->BytesPerLine);
+    const Access lock(picture);
+    for (int32_t y = rect.top; y < rect.bottom; ++y) {
+        getRow(picture, row.data(), y);
+        for (int32_t x = rect.left; x < rect.right; ++x) writePixel(row.data(), x, picture->BitsPerPixel, nValue);
+        putRow(picture, row.data(), y);
+    }
+}
+
+// Stored rows turn round, and the view tells it, so that the picture stays as it is.
+void invertView(Chain& chain, const std::string&) {
+    static constexpr int32_t kInverted[] = {BOTTOM_LEFT, BOTTOM_RIGHT, TOP_RIGHT,   TOP_LEFT,
+                                            RIGHT_TOP,   LEFT_TOP,     LEFT_BOTTOM, RIGHT_BOTTOM};
+    Picture& picture = chain.picture;
+    Row upper(picture->BytesPerLine), lower(picture->BytesPerLine);
+    {
+        const Access lock(picture);
+        for (int32_t y = 0, z = picture->Height - 1; y < z; ++y, --z) {
+            getRow(picture, upper.data(), y);
+            getRow(picture, lower.data(), z);
+            putRow(picture, lower.data(), y);
+            putRow(picture, upper.data(), z);
+        }
+    }
+    picture->ViewPerspective = kInverted[picture->ViewPerspective - 1];
+}
+
+void copy(Chain& chain, const std::string&) {
+    const Progress progress("copying");
+    Picture result;
+    check(R_CopyBitmap(result.get(), chain.picture.get(), sizeof(BITMAPRECORD)), "R_CopyBitmap");
+    chain.picture = std::move(result);
+}
+
+void write(Chain& chain, const std::string& argument) { savePicture(chain.picture, argument); }
+
+// ---- the table ---------------------------------------------------------------------------------------------------
+
+constexpr Step kSteps[] = {
+    {"--crop", "X,Y,WxH", "keep this rectangle; what lies outside the picture is cleared", crop},
+    {"--trim", nullptr, "cut away the border that has the colour of the top left pixel", trim},
+    {"--bits", "N", "bits per pixel: 1 to 8, 12, 16, 24, 32, 48 or 64", wantBits, true},
+    {"--order", "rgb|bgr|gray", "colour order; gray has 1 to 8, 12, 16 or 32 bits", wantOrder, true},
+    {"--palette", "fixed|gray|web", "palette of up to 8 bits; web has 8", wantPalette, true},
+    {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
+    {"--invert-view", nullptr, "store the rows in the other order; the picture stays as it is", invertView},
+    {"--copy", nullptr, "go on with a copy of the bitmap", copy},
+    {"-o", "OUT", "write the picture as it is here; the name tells the format", write},
+};
+
+}  // namespace
+
+std::span<const Step> steps() noexcept { return kSteps; }
+
+const Step* findStep(const std::string& name) noexcept {
+    const auto* pStep =
+        std::find_if(std::begin(kSteps), std::end(kSteps), [&](const Step& s) { return name == s.pName; });
+    return pStep != std::end(kSteps) ? pStep : nullptr;
+}
+
+void runStep(Chain& chain, const Step& step, const std::string& argument) {
+    if (!step.bJoins && chain.wanted.any()) convertAsWanted(chain);
+    const std::string text = step.pName + (step.pArgument ? " " + argument : std::string());
+    try {
+        step.run(chain, argument);
+    } catch (const Failure& failure) {
+        throw Failure(text + ": " + failure.what());
+    }
+    if (step.bJoins) chain.wanted.steps += (chain.wanted.any() ? " " : "") + text;
+}
+
+}  // namespace ravo

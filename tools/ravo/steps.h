@@ -1,0 +1,33 @@
+// The steps of a chain: one line each in the table, which is also the help text.
+#pragma once
+
+#include <span>
+#include <string>
+
+#include "convert.h"
+#include "picture.h"
+
+namespace ravo {
+
+/// The picture on its way through the steps.
+struct Chain {
+    Picture picture{};
+    WantedForm wanted{};  // collected from neighbouring steps, done before the next one that is none of them
+};
+
+struct Step {
+    const char* pName;
+    const char* pArgument;  // its form, or null for a step without one
+    const char* pHelp;
+    void (*run)(Chain& chain, const std::string& argument);
+    bool bJoins = false;  // only tells a wish; neighbours of this kind are one conversion
+};
+
+std::span<const Step> steps() noexcept;
+/// Null if there is no step of this name.
+const Step* findStep(const std::string& name) noexcept;
+
+/// Runs a step; before one that doesn't join, what was wished for is converted.
+void runStep(Chain& chain, const Step& step, const std::string& argument);
+
+}  // namespace ravo
