@@ -7,7 +7,12 @@ install(EXPORT ravokitTargets NAMESPACE ravokit:: DESTINATION ${CMAKE_INSTALL_LI
 
 set(config_dir ${PROJECT_BINARY_DIR}/cmake)
 file(WRITE ${config_dir}/ravokitConfig.cmake "include(\${CMAKE_CURRENT_LIST_DIR}/ravokitTargets.cmake)\n")
-write_basic_package_version_file(${config_dir}/ravokitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+block()
+  if(RAVOKIT_32BIT)
+    set(CMAKE_SIZEOF_VOID_P 4)  # the package is for 32-bit programs; CMake knows the compiler's default only
+  endif()
+  write_basic_package_version_file(${config_dir}/ravokitConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+endblock()
 install(FILES ${config_dir}/ravokitConfig.cmake ${config_dir}/ravokitConfigVersion.cmake
   DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/ravokit)
 

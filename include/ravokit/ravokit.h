@@ -1,6 +1,7 @@
 // All of Ravokit.
 #pragma once
 
+#include "alpha.h"
 #include "bitmap.h"
 #include "convert.h"
 #include "copy.h"

@@ -107,6 +107,19 @@ TEST(Cleanup, CalledFunctionMayChangeTheRegistry) {
     R_UnregisterCleanupFunction(kKey, nullptr, nullptr, nullptr, 1);
     EXPECT_EQ(g_ran, "4231");
     EXPECT_EQ(pass(), "nnnn");
+
+    add(kKey, note, "1");
+    add(
+        kKey,
+        [](void* pText, void*) {
+            note(pText, nullptr);
+            add(kKey, note, "new");
+        },
+        "2");
+    g_ran.clear();
+    R_UnregisterCleanupFunction(kKey, nullptr, nullptr, nullptr, 1);
+    EXPECT_EQ(g_ran, "21");  // what came meanwhile is not among the matches
+    EXPECT_EQ(pass(), "new");
 }
 
 TEST(Cleanup, RegistrationWithoutMemoryChangesNothing) {

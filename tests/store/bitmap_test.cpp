@@ -200,7 +200,7 @@ TEST(BitmapAllocate, Thresholds) {
     EXPECT_EQ(R_SetGlobalMemoryThresholds(&limit), -13);
     EXPECT_EQ(R_GetGlobalMemoryThresholds(&limit, 11), -789);
     EXPECT_EQ(R_GetGlobalMemoryThresholds(&limit, 12), 1);
-    EXPECT_EQ(limit.uMaxConventionalSize, 43199488u);
+    EXPECT_EQ(uint64_t(limit.uMaxConventionalSize), 43199488u);
     EXPECT_EQ(R_SetGlobalMemoryThresholds(nullptr), 1);
     EXPECT_EQ(R_IntGetMaximumConventionalMemorySize(-2), 1536000000u);
 }
@@ -287,7 +287,7 @@ TEST(BitmapCallbacks, ProcessWide) {
     EXPECT_EQ(R_AllocateBitmap(&bm, 1), 1);
     EXPECT_EQ(calls, 1);
     EXPECT_EQ(seen.uStructSize, sizeof seen);
-    EXPECT_EQ(seen.Size, 400u);
+    EXPECT_EQ(uint64_t(seen.Size), 400u);
     EXPECT_EQ(seen.BytesPerLine, 0u);
     EXPECT_TRUE(bm.Flags & BMF_USER_DATA);
     R_FreeBitmap(&bm);
