@@ -57,7 +57,7 @@ void checkName(const std::string& path) {
     }
 }
 
-// Everything that can be wrong with the arguments is told before a file is touched.
+// Names of steps and of formats, and missing arguments, are judged before a file is touched.
 std::vector<Call> parseCalls(const std::vector<std::string>& arguments) {
     std::vector<Call> calls;
     for (size_t i = 1; i < arguments.size(); ++i) {
