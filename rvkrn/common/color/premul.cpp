@@ -154,6 +154,10 @@ constinit const AlphaKernels kAvx2Alpha{
 };
 #endif
 
+}  // namespace rv
+
+using namespace rv;
+
 extern "C" int32_t R_ConvertToPremultipliedAlpha(int32_t nBitsPerPixel, uint8_t* pRow, uint32_t uBytes) noexcept {
     const AlphaKernels& rows = bestRowKernels().alpha;
     if (nBitsPerPixel == 32) rows.premultiply32(pRow, pRow, uBytes / 4);
@@ -167,5 +171,3 @@ extern "C" int32_t R_ConvertFromPremultipliedAlpha(int32_t nBitsPerPixel, uint8_
     if (nBitsPerPixel == 64) rows.unpremultiply64(pRow, pRow, uBytes / 8);
     return 1;
 }
-
-}  // namespace rv
