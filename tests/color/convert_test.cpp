@@ -80,11 +80,14 @@ struct Tables {
     ~Tables() { rv::freeMatchTable(root); }
 };
 
-// Row data of which a third comes from few values.
+// Row data of random bytes with runs of 0x12 and 0xFF in between, so that whole pixels recur.
 Bytes rowData(size_t n, uint32_t seed) {
     Bytes row = randomBytes(n, seed);
-    for (size_t i = 0; i < n; i += 1 + row[i] % 4)
-        for (size_t k = i; k < std::min(n, i + 6); ++k) row[k] = row[i] & 1 ? 0x12 : 0xFF;
+    std::mt19937 random(seed + 1);
+    for (size_t i = 0; i < n; i += 1 + random() % 24) {
+        const uint8_t v = random() & 1 ? 0x12 : 0xFF;
+        for (const size_t nEnd = std::min(n, i + random() % 16); i < nEnd; ++i) row[i] = v;
+    }
     return row;
 }
 
@@ -108,6 +111,8 @@ constexpr Variant kVariants[] = {
     {kSrc, 2, -1, kNoTables, 0},
     {kSrc, 0, 3, kNoTables, 0},
     {kSrc, 9, 9, kNoTables, 0},
+    {kSrc, 6, 10, kNoTables, 0},
+    {kSrc, 14, 24, kNoTables, 0},
     {kSrc | kSigned, 4, 19, kNoTables, 0},
     {kSrc, 3, 9, kSourceTable | kTargetTable | kMatch, 0},
     {kSrc, 4, 11, kWideTable, 0},
