@@ -4,7 +4,6 @@
 #include <ravokit/palette.h>
 
 #include <algorithm>
-#include <cstring>
 #include <utility>
 
 #include "failure.h"
@@ -33,18 +32,6 @@ Palette namedPalette(const std::string& name, int32_t nBits) {
     check(R_GetFixedPalette(palette.data(), nBits), "R_GetFixedPalette");
     palette.resize(size_t(1) << nBits);
     return palette;
-}
-
-template <class T>
-void unpremultiplySamples(uint8_t* pRow, int32_t nWidth) noexcept {
-    for (int32_t x = 0; x < nWidth; ++x, pRow += 4 * sizeof(T)) {
-        T sample[4];
-        std::memcpy(sample, pRow, sizeof sample);
-        const uint64_t nAlpha = sample[3], nFull = T(~T(0));
-        if (nAlpha == 0 || nAlpha == nFull) continue;
-        for (int i = 0; i < 3; ++i) sample[i] = T(std::min(nFull, (sample[i] * nFull + nAlpha / 2) / nAlpha));
-        std::memcpy(pRow, sample, sizeof sample);
-    }
 }
 
 }  // namespace
@@ -179,11 +166,6 @@ Form resolveForm(const Picture& picture, const WantedForm& wanted) {
     if (wanted.nOrder >= 0) return {nBits, wanted.nOrder};
     if (bWasGray) return {nBits, isGrayDepth(nBits) ? ORDER_GRAY : ORDER_RGB};
     return {nBits, picture->BitsPerPixel > 8 ? picture->Order : int32_t(ORDER_RGB)};
-}
-
-void unpremultiply(uint8_t* pRow, int32_t nWidth, int32_t nBits) noexcept {
-    if (nBits == 32) unpremultiplySamples<uint8_t>(pRow, nWidth);
-    if (nBits == 64) unpremultiplySamples<uint16_t>(pRow, nWidth);
 }
 
 }  // namespace ravo

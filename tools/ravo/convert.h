@@ -70,7 +70,4 @@ struct WantedForm {
 /// The form that is asked for, for this picture; throws where the wishes exclude each other.
 Form resolveForm(const Picture& picture, const WantedForm& wanted);
 
-/// Divides colour by alpha in a row of 32 or 64 bits.
-void unpremultiply(uint8_t* pRow, int32_t nWidth, int32_t nBits) noexcept;
-
 }  // namespace ravo

@@ -52,7 +52,7 @@ void printInfo(const std::string& path) {
     std::printf("%s\n", path.c_str());
     std::printf("  format      %s\n", formatOfFile(path).pName);
     std::printf("  size        %d x %d pixels\n", bm.Width, bm.Height);
-    std::printf("  depth       %d bits per pixel%s\n", bm.BitsPerPixel,
+    std::printf("  depth       %d bit%s per pixel%s\n", bm.BitsPerPixel, bm.BitsPerPixel == 1 ? "" : "s",
                 bm.Flags & BMF_SIGNED ? ", signed samples" : "");
     std::printf("  order       %s\n", orderName(bm));
     std::printf("  palette     %s\n", paletteText(picture).c_str());

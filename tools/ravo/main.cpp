@@ -49,7 +49,15 @@ void printHelp() {
     for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);
 }
 
-// Everything that can be wrong with the arguments is told before a file is touched.
+void checkName(const std::string& path) {
+    try {
+        formatOfName(path);
+    } catch (const Failure& failure) {
+        throw Misuse{path + ": " + failure.what()};
+    }
+}
+
+// Names of steps and of formats, and missing arguments, are judged before a file is touched.
 std::vector<Call> parseCalls(const std::vector<std::string>& arguments) {
     std::vector<Call> calls;
     for (size_t i = 1; i < arguments.size(); ++i) {
@@ -58,7 +66,7 @@ std::vector<Call> parseCalls(const std::vector<std::string>& arguments) {
         if (pStep->pArgument && i + 1 == arguments.size())
             throw Misuse{arguments[i] + " needs an argument: " + pStep->pArgument};
         calls.push_back({pStep, pStep->pArgument ? arguments[++i] : std::string()});
-        if (std::strcmp(pStep->pName, "-o") == 0) formatOfName(calls.back().argument);
+        if (std::strcmp(pStep->pName, "-o") == 0) checkName(calls.back().argument);
     }
     if (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0)
         throw Misuse{"a chain ends with -o OUT, or its result is lost"};

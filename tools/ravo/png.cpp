@@ -285,6 +285,7 @@ void save(Picture& picture, const std::string& path) {
     File output = openFile(path, "wb");
     Png file(true);
     const auto nWidth = png_uint_32(source.width()), nHeight = png_uint_32(source.height());
+    const uint32_t nRowBytes = nWidth * uint32_t(form.nBits / 8);  // where there is alpha to divide by
     const png_uint_32 nXPerMetre = toMetre(source.xResolution()), nYPerMetre = toMetre(source.yResolution());
     file.attempt([&] {
         png_init_io(file.png, output.get());
@@ -299,7 +300,7 @@ void save(Picture& picture, const std::string& path) {
     Progress progress("writing PNG");
     for (int32_t y = 0; y < source.height(); ++y) {
         uint8_t* pRow = source.row(y);
-        if (bUnpremultiply) unpremultiply(pRow, source.width(), form.nBits);
+        if (bUnpremultiply) R_ConvertFromPremultipliedAlpha(form.nBits, pRow, nRowBytes);
         file.attempt([&] { png_write_row(file.png, pRow); });
         progress.part(y + 1, source.height());
     }

@@ -22,7 +22,8 @@ namespace {
 
 constexpr double kCentimetresPerInch = 2.54;
 constexpr uint32_t kStripBytes = 65536;
-constexpr uint32_t kMostTileSide = 32768;
+constexpr uint64_t kMostTileBytes = uint64_t(1) << 28;
+constexpr uint64_t kMostPixelsAsColor = uint64_t(1) << 28;  // held in memory as a whole
 
 // libtiff tells errors to process-wide handlers. The first text counts: what follows comes of it.
 char g_errorText[256];
@@ -32,8 +33,9 @@ void onError(const char*, const char* pFormat, va_list arguments) {
     if (!g_errorText[0]) std::vsnprintf(g_errorText, sizeof g_errorText, pFormat, arguments);
 }
 
+// A tag behind the end of the file is a warning to libtiff, and left out; other warnings about tags are harmless.
 void onWarning(const char* pModule, const char* pFormat, va_list arguments) {
-    if (g_bWarningsCount) onError(pModule, pFormat, arguments);
+    if (g_bWarningsCount || std::strstr(pFormat, "IO error")) onError(pModule, pFormat, arguments);
 }
 
 struct CloseTiff {
@@ -219,8 +221,8 @@ void loadTiles(TIFF* pTiff, const Layout& layout, Picture& picture) {
     uint32_t nTileWidth = 0, nTileHeight = 0;
     TIFFGetField(pTiff, TIFFTAG_TILEWIDTH, &nTileWidth);
     TIFFGetField(pTiff, TIFFTAG_TILELENGTH, &nTileHeight);
-    if (nTileWidth == 0 || nTileWidth % 8 || nTileHeight == 0 || nTileWidth > kMostTileSide ||
-        nTileHeight > kMostTileSide)
+    if (nTileWidth == 0 || nTileWidth % 8 || nTileHeight == 0 ||
+        uint64_t(layout.rowBytes(nTileWidth)) > kMostTileBytes / nTileHeight)
         throw Failure("has tiles of an unusual size");
     const size_t nTileRow = layout.rowBytes(nTileWidth);
     Row tile(nTileRow * nTileHeight), row(size_t(nTileWidth) * 8);
@@ -252,6 +254,8 @@ Picture loadAsColor(TIFF* pTiff, const Layout& layout, const std::string& path) 
     char text[1024] = "";
     if (!TIFFRGBAImageOK(pTiff, text)) throw Failure(std::string("has pixels that are not supported: ") + text);
     const bool bAlpha = layout.nExtra > 0 && layout.pExtra[0] != EXTRASAMPLE_UNSPECIFIED;
+    if (uint64_t(layout.nWidth) * layout.nHeight > kMostPixelsAsColor)
+        throw Failure("is too large for pixels of this kind");
     note(path, "pixels of this kind are not kept as stored: they are loaded as 8-bit colour");
     Picture picture(int32_t(layout.nWidth), int32_t(layout.nHeight), bAlpha ? 32 : 24, ORDER_RGB);
     std::vector<uint32_t> pixels(size_t(layout.nWidth) * layout.nHeight);
@@ -288,7 +292,7 @@ void readResolution(TIFF* pTiff, BITMAPRECORD& bm) {
 
 Picture load(const std::string& path) {
     const Tiff tiff = openTiff(path, "r");
-    if (!tiff) failReading();
+    if (!tiff || g_errorText[0]) failReading();
     const Layout layout = readLayout(tiff.get());
     Picture picture = makePicture(tiff.get(), layout);
     g_bWarningsCount = true;

@@ -21,14 +21,29 @@ void mergeBits(uint8_t* p, int nPhase, uint8_t v, int nCount) noexcept {
     *p = uint8_t((*p & ~nMask) | v >> nPhase);
 }
 
-// dst[i] takes the last 8 - nShift bits of src[i] and the first nShift of src[i + 1].
-RV_CLONES void shiftBytes(uint8_t* dst, const uint8_t* src, size_t nBytes, int nShift) noexcept {
-    for (size_t i = 0; i < nBytes; ++i) dst[i] = uint8_t(src[i] << nShift | src[i + 1] >> (8 - nShift));
+// A byte pattern in every byte of a word.
+constexpr uint64_t inEveryByte(int nByte) noexcept { return uint64_t(uint8_t(nByte)) * 0x0101010101010101; }
+
+// dst[i] takes the last 8 - nShift bits of src[i] and the first nShift of src[i + 1]. Words of eight bytes are shifted as
+// a whole, and what crossed from byte to byte is masked away.
+RV_CLONES void shiftBytes(uint8_t* __restrict dst, const uint8_t* __restrict src, size_t nBytes, int nShift) noexcept {
+    const uint64_t uHigh = inEveryByte(0xFF << nShift), uLow = inEveryByte(0xFF >> (8 - nShift));
+    const size_t nWords = nBytes / 8;
+    for (size_t i = 0; i < nWords; ++i) {
+        const uint64_t a = loadLittle<uint64_t>(src + i * 8), b = loadLittle<uint64_t>(src + i * 8 + 1);
+        storeLittle(dst + i * 8, (a << nShift & uHigh) | (b >> (8 - nShift) & uLow));
+    }
+    for (size_t i = nWords * 8; i < nBytes; ++i) dst[i] = uint8_t(src[i] << nShift | src[i + 1] >> (8 - nShift));
 }
 
 // The same by half a byte for streams with the low part first.
-RV_CLONES void shiftNibbles(uint8_t* dst, const uint8_t* src, size_t nBytes) noexcept {
-    for (size_t i = 0; i < nBytes; ++i) dst[i] = uint8_t(src[i] >> 4 | src[i + 1] << 4);
+RV_CLONES void shiftNibbles(uint8_t* __restrict dst, const uint8_t* __restrict src, size_t nBytes) noexcept {
+    const size_t nWords = nBytes / 8;
+    for (size_t i = 0; i < nWords; ++i) {
+        const uint64_t a = loadLittle<uint64_t>(src + i * 8), b = loadLittle<uint64_t>(src + i * 8 + 1);
+        storeLittle(dst + i * 8, (a >> 4 & inEveryByte(0x0F)) | (b << 4 & inEveryByte(0xF0)));
+    }
+    for (size_t i = nWords * 8; i < nBytes; ++i) dst[i] = uint8_t(src[i] >> 4 | src[i + 1] << 4);
 }
 
 uint8_t nibble(const uint8_t* p, uint64_t n) noexcept { return n & 1 ? p[n / 2] >> 4 : p[n / 2] & 15; }

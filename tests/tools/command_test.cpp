@@ -1,0 +1,118 @@
+// The command as a process: its exit code, its messages, and what it leaves behind.
+#include <sys/wait.h>
+
+#include <cstdio>
+
+#include "formats.h"
+#include "pictures.h"
+
+namespace ravo {
+namespace {
+
+struct Result {
+    int nExit;
+    std::string output;  // standard output and error together
+};
+
+Result ravo(const std::string& arguments) {
+    Result result{-1, {}};
+    FILE* pPipe = popen((std::string(RAVO_COMMAND) + " " + arguments + " 2>&1").c_str(), "r");
+    char buffer[4096];
+    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pPipe)) > 0;) result.output.append(buffer, n);
+    const int nStatus = pclose(pPipe);
+    if (WIFEXITED(nStatus)) result.nExit = WEXITSTATUS(nStatus);
+    return result;
+}
+
+bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+TEST(RavoCommand, RunsAChain) {
+    const TemporaryDirectory directory;
+    Picture picture = randomPicture(60, 40, 24, ORDER_RGB);
+    savePicture(picture, directory / "in.png");
+    const Result result = ravo((directory / "in.png") + " --crop 10,5,30x20 --fill '#010203,0,0,1x1' -o " +
+                               (directory / "a.tif") + " --bits 8 --palette web -o " + (directory / "b.png"));
+    EXPECT_EQ(result.nExit, 0) << result.output;
+    EXPECT_EQ(result.output, "");
+    Picture a = loadPicture(directory / "a.tif"), b = loadPicture(directory / "b.png");
+    EXPECT_EQ(a->Width, 30);
+    EXPECT_EQ(pixelAt(a, 0, 0), 0x030201u);
+    EXPECT_EQ(pixelAt(a, 1, 0), pixelAt(picture, 11, 5));
+    EXPECT_EQ(b->BitsPerPixel, 8);
+
+    const Result info = ravo("info " + (directory / "b.png"));
+    EXPECT_EQ(info.nExit, 0);
+    for (const char* pPart : {"30 x 20", "8 bits", "256 entries", "TOP_LEFT", "640, 32 a row"})
+        EXPECT_TRUE(has(info.output, pPart)) << pPart << " in\n" << info.output;
+}
+
+TEST(RavoCommand, FailuresNameTheFileTheStepAndTheStatusAndLeaveNothing) {
+    const TemporaryDirectory directory;
+    const std::string in = directory / "in.png", out = directory / "out.png", cut = directory / "cut.jpg";
+    Picture picture = randomPicture(60, 40, 24, ORDER_RGB);
+    savePicture(picture, in);
+    savePicture(picture, cut);
+    std::filesystem::resize_file(cut, std::filesystem::file_size(cut) / 2);
+    const auto fails = [&](const std::string& arguments, int nExit, const std::vector<std::string>& parts) {
+        const Result result = ravo(arguments);
+        EXPECT_EQ(result.nExit, nExit) << arguments << "\n" << result.output;
+        for (const std::string& part : parts) EXPECT_TRUE(has(result.output, part)) << part << " in\n" << result.output;
+    };
+    fails(in + " --crop 0,0,-3x4 -o " + out, 1,
+          {in, "--crop 0,0,-3x4", "R_CopyBitmapRect", "-11", "Invalid width or height"});
+    fails(cut + " -o " + out, 1, {cut, "damaged"});
+    fails((directory / "none.png") + " -o " + out, 1, {"none.png", "No such file"});
+    fails(in + " -o " + (directory / "no/where.png"), 1, {"-o", "where.png", "No such file"});
+    fails(in + " --bits 24 --order gray -o " + out, 1, {in, "--bits 24 --order gray"});
+    fails(in + " -o /dev/null.png --copy", 2, {"-o OUT"});
+    fails(in + " -o " + (directory / "out.gif"), 2, {"out.gif", ".png"});
+    fails(in + " --frobnicate -o " + out, 2, {"--frobnicate"});
+    fails("", 2, {"--help"});
+    EXPECT_EQ(directory.names(), (std::vector<std::string>{"cut.jpg", "in.png"}));
+
+    // What is there stays, until a complete picture takes its place.
+    writeBytes(out, reinterpret_cast<const uint8_t*>("old"), 3);
+    fails(in + " --crop 0,0,0x4 -o " + out, 1, {"-11"});
+    EXPECT_EQ(readBytes(out), (Bytes{'o', 'l', 'd'}));
+    std::filesystem::permissions(out, std::filesystem::perms(0640));
+    EXPECT_EQ(ravo(in + " -o " + out).nExit, 0);
+    EXPECT_EQ(loadPicture(out)->Width, 60);
+    EXPECT_EQ(std::filesystem::status(out).permissions(), std::filesystem::perms(0640));
+    EXPECT_EQ(directory.names(), (std::vector<std::string>{"cut.jpg", "in.png", "out.png"}));
+}
+
+TEST(RavoCommand, HelpTellsEveryStep) {
+    const Result help = ravo("--help");
+    EXPECT_EQ(help.nExit, 0);
+    size_t nAt = 0;
+    for (const char* pStep : {"--crop X,Y,WxH", "--trim", "--bits N", "--order", "--palette", "--fill", "--invert-view",
+                              "--copy", "-o OUT"}) {
+        const size_t nFound = help.output.find(pStep, nAt);
+        ASSERT_NE(nFound, std::string::npos) << pStep;
+        nAt = nFound;
+    }
+}
+
+TEST(RavoCommand, RealPicturesComeBackAsTheyWere) {
+    if (!std::filesystem::is_directory(RAVO_IMAGES)) GTEST_SKIP() << "no pictures beside the project";
+    const TemporaryDirectory directory;
+    for (const auto& entry : std::filesystem::directory_iterator(RAVO_IMAGES)) {
+        const std::string extension = entry.path().extension();
+        if (extension != ".png" && extension != ".jpg") continue;
+        const std::string path = entry.path();
+        ASSERT_EQ(
+            ravo(path + " --copy --invert-view -o " + (directory / "a.tif") + " -o " + (directory / "b.png")).nExit, 0);
+        Picture source = loadPicture(path);
+        for (const char* pName : {"a.tif", "b.png"}) {
+            Picture loaded = loadPicture(directory / pName);
+            EXPECT_EQ(loaded->XResolution, source->XResolution) << path;
+            if (loaded->BitsPerPixel == source->BitsPerPixel)
+                EXPECT_EQ(pixelsOf(loaded), pixelsOf(source)) << path << " by " << pName;
+            else
+                EXPECT_EQ(colorsOf(loaded), colorsOf(source)) << path << " by " << pName;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace ravo

@@ -1,0 +1,102 @@
+// Pictures and files for the tests of the command.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "picture.h"
+#include "pixel.h"
+
+namespace ravo {
+
+/// A directory that goes with its test.
+class TemporaryDirectory {
+    std::filesystem::path m_path;
+
+public:
+    TemporaryDirectory() {
+        std::string pattern = (std::filesystem::temp_directory_path() / "ravo_test.XXXXXX").string();
+        if (!mkdtemp(pattern.data())) std::abort();
+        m_path = pattern;
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    ~TemporaryDirectory() { std::filesystem::remove_all(m_path); }
+    std::string operator/(const std::string& name) const { return (m_path / name).string(); }
+    std::vector<std::string> names() const {
+        std::vector<std::string> result;
+        for (const auto& entry : std::filesystem::directory_iterator(m_path)) result.push_back(entry.path().filename());
+        std::sort(result.begin(), result.end());
+        return result;
+    }
+};
+
+using Bytes = std::vector<uint8_t>;
+
+inline Bytes readBytes(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return Bytes(std::istreambuf_iterator<char>(file), {});
+}
+
+inline void writeBytes(const std::string& path, const uint8_t* p, size_t n) {
+    std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(p), std::streamsize(n));
+}
+
+inline Palette randomPalette(int32_t nBits, uint32_t uSeed) {
+    std::mt19937 random(uSeed);
+    Palette palette(size_t(1) << nBits);
+    for (RGBQUAD& entry : palette) entry = {uint8_t(random()), uint8_t(random()), uint8_t(random()), 0};
+    return palette;
+}
+
+inline Picture randomPicture(int32_t nWidth, int32_t nHeight, int32_t nBits, int32_t nOrder,
+                             const Palette& palette = {}, int32_t nView = TOP_LEFT) {
+    Picture picture(nWidth, nHeight, nBits, nOrder, palette, nView);
+    std::mt19937 random(uint32_t(nBits * 1000 + nWidth));
+    Row row(picture->BytesPerLine);
+    const Access lock(picture);
+    for (int32_t y = 0; y < nHeight; ++y) {
+        for (uint8_t& n : row) n = uint8_t(random());
+        clearTail(row.data(), nWidth, nBits, row.size());
+        putRow(picture, row.data(), y);
+    }
+    return picture;
+}
+
+/// A pixel as stored.
+inline uint64_t pixelAt(Picture& picture, int32_t x, int32_t y) {
+    Row row(picture->BytesPerLine);
+    const Access lock(picture);
+    getRow(picture, row.data(), y);
+    return readPixel(row.data(), x, picture->BitsPerPixel);
+}
+
+inline std::vector<uint64_t> pixelsOf(Picture& picture) {
+    std::vector<uint64_t> pixels;
+    Row row(picture->BytesPerLine);
+    const Access lock(picture);
+    for (int32_t y = 0; y < picture->Height; ++y) {
+        getRow(picture, row.data(), y);
+        for (int32_t x = 0; x < picture->Width; ++x) pixels.push_back(readPixel(row.data(), x, picture->BitsPerPixel));
+    }
+    return pixels;
+}
+
+inline std::vector<uint64_t> colorsOf(Picture& picture) {
+    std::vector<uint64_t> pixels = pixelsOf(picture);
+    for (uint64_t& n : pixels) {
+        const RGBQUAD& entry = picture->pPalette[n];
+        n = uint64_t(entry.rgbRed | entry.rgbGreen << 8 | entry.rgbBlue << 16);
+    }
+    return pixels;
+}
+
+}  // namespace ravo
