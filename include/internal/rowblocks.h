@@ -73,8 +73,9 @@ RV_AVX2_INLINE void eachBlock(const uint8_t* src, uint8_t* dst, size_t n, const 
     // Whole steps, divided first: a row may be as long as the address space has room for.
     const auto from = [src](size_t i) { return src + i / kStepPixels<Block> * (Block::kSrcBytes / kSteps<Block>); };
     const auto to = [dst](size_t i) { return dst + i / kStepPixels<Block> * (Block::kDstBytes / kSteps<Block>); };
-    // Short rows gain nothing from aligned stores.
-    const size_t nHead = n >= 16 * kPixels ? pixelsToAligned<Block>(dst) : 0;
+    // Short rows gain nothing from aligned stores; nor do rows in place, if many single pixels pay for them.
+    size_t nHead = n >= 16 * kPixels ? pixelsToAligned<Block>(dst) : 0;
+    if (src == dst && nHead > 8) nHead = 0;
     if (src != dst) {
         size_t i = nHead;
         if (i) block(src, dst);
