@@ -2,6 +2,7 @@
 #pragma once
 
 #include "ravokit/memory.h"
+#include "ravokit/objects.h"
 
 namespace rv {
 
@@ -14,11 +15,13 @@ inline bool isHandleOf(const MEMHANDLE* h, uint32_t uKind) noexcept { return h &
 // A cleared handle record, or null.
 MEMHANDLE* newHandle(uint32_t uKind) noexcept;
 
+// A handle of kind 9 that owns hOs: null for null, all ones for all ones. When memory is short hOs is closed: null.
+MEMHANDLE* wrapHandle(void* hOs) noexcept;
+
 // Closes a handle of any kind and frees its record: all ones gives 0, null gives 1, kind 9 the system's result, kinds
 // 2, 6, 7 and 8 that of the closing callback, to which the record then belongs; all others 1.
 int32_t closeHandle(RVHANDLE h) noexcept;
 
-using PFNCLOSEHANDLE = int32_t (*)(RVHANDLE h);
 void setCloseHandleEx(PFNCLOSEHANDLE pfn) noexcept;
 
 }  // namespace rv

@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <numeric>
 
 #include "internal/rowkernels.h"
 #include "internal/simd.h"
@@ -41,21 +42,56 @@ extern const AlphaKernels kAvx2Alpha;
 
 #define RV_AVX2_INLINE RV_AVX2 __attribute__((always_inline)) inline
 
+// The fewest pixels of Block that begin and end at bytes on both sides.
+template <class Block>
+constexpr size_t kStepPixels = Block::kPixels / std::gcd(Block::kPixels, std::gcd(Block::kSrcBytes, Block::kDstBytes));
+
+// Pixels, in whole steps, to the first one that lies at a multiple of 32 bytes, where stores do not straddle cache
+// lines; 0 if there is none.
+template <class Block>
+size_t pixelsToAligned(const uint8_t* dst) noexcept {
+    constexpr size_t kStepBytes = Block::kDstBytes / (Block::kPixels / kStepPixels<Block>);
+    constexpr size_t kPower = std::gcd(kStepBytes, size_t(32)), kOdd = kStepBytes / kPower;
+    constexpr size_t kInverse = kOdd * kOdd * kOdd * kOdd * kOdd * kOdd * kOdd;  // of an odd number, modulo 32
+    const size_t nAway = -reinterpret_cast<uintptr_t>(dst) % 32;
+    if (nAway % kPower) return 0;
+    const size_t nPixels = nAway / kPower * kInverse % (32 / kPower) * kStepPixels<Block>;
+    return nPixels <= Block::kPixels ? nPixels : 0;
+}
+
 // A block kernel is an object with kPixels, kSrcBytes and kDstBytes, called with the first byte of each block. It loads
-// its source bytes, and no others, before it stores its destination bytes, and no others. So the order of the blocks is
-// all that it takes to work in place: a row that grows goes from the last block back, with the rest of it first.
+// its source bytes, and no others, before it stores its destination bytes, and no others.
+//
+// In place, the order of the blocks is all that it takes: a row that grows goes from the last block back. Between rows
+// apart, blocks may overlap, which makes the ends of the row as fast as the rest.
 template <class Block, class Rest>
 RV_AVX2_INLINE void eachBlock(const uint8_t* src, uint8_t* dst, size_t n, const Block& block,
                               const Rest& rest) noexcept {
-    const size_t nBlocks = n / Block::kPixels, nRest = n % Block::kPixels;
-    const uint8_t* const srcRest = src + nBlocks * Block::kSrcBytes;
-    uint8_t* const dstRest = dst + nBlocks * Block::kDstBytes;
-    if (Block::kDstBytes > Block::kSrcBytes && src == dst) {
-        if (nRest) rest(srcRest, dstRest, nRest);
-        for (size_t i = nBlocks; i-- > 0;) block(src + i * Block::kSrcBytes, dst + i * Block::kDstBytes);
+    constexpr size_t kPixels = Block::kPixels;
+    const auto from = [src](size_t i) { return src + i * Block::kSrcBytes / kPixels; };
+    const auto to = [dst](size_t i) { return dst + i * Block::kDstBytes / kPixels; };
+    // Short rows gain nothing from aligned stores.
+    const size_t nHead = n >= 16 * kPixels ? pixelsToAligned<Block>(dst) : 0;
+    if (src != dst) {
+        size_t i = nHead;
+        if (i) block(src, dst);
+        for (; i + kPixels <= n; i += kPixels) block(from(i), to(i));
+        const size_t nSteps = n - n % kStepPixels<Block>;
+        if (i < nSteps && nSteps >= kPixels) {
+            block(from(nSteps - kPixels), to(nSteps - kPixels));
+            i = nSteps;
+        }
+        if (i < n) rest(from(i), to(i), n - i);
+    } else if (Block::kDstBytes > Block::kSrcBytes) {
+        size_t i = n - (n - nHead) % kPixels;
+        if (i < n) rest(from(i), to(i), n - i);
+        for (; i > nHead; i -= kPixels) block(from(i - kPixels), to(i - kPixels));
+        if (nHead) rest(src, dst, nHead);
     } else {
-        for (size_t i = 0; i < nBlocks; ++i) block(src + i * Block::kSrcBytes, dst + i * Block::kDstBytes);
-        if (nRest) rest(srcRest, dstRest, nRest);
+        size_t i = nHead;
+        if (nHead) rest(src, dst, nHead);
+        for (; i + kPixels <= n; i += kPixels) block(from(i), to(i));
+        if (i < n) rest(from(i), to(i), n - i);
     }
 }
 
@@ -78,11 +114,23 @@ RV_AVX2_INLINE __m256i loadPair(const uint8_t* low, const uint8_t* high) noexcep
 RV_AVX2_INLINE void store32(uint8_t* p, __m256i v) noexcept { _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), v); }
 RV_AVX2_INLINE void store16(uint8_t* p, __m128i v) noexcept { _mm_storeu_si128(reinterpret_cast<__m128i*>(p), v); }
 
-// The high bytes of 32 samples of 16 bits.
-RV_AVX2_INLINE __m256i highBytes(const uint8_t* s) noexcept {
-    const __m256i low = _mm256_srli_epi16(loadPair(s, s + 32), 8),
-                  high = _mm256_srli_epi16(loadPair(s + 16, s + 48), 8);
-    return _mm256_packus_epi16(low, high);
+// The high bytes of 16 samples of 16 bits at low, and of 16 at high.
+RV_AVX2_INLINE __m256i highBytes(const uint8_t* low, const uint8_t* high) noexcept {
+    return _mm256_packus_epi16(_mm256_srli_epi16(loadPair(low, high), 8),
+                               _mm256_srli_epi16(loadPair(low + 16, high + 16), 8));
+}
+
+// 96 bytes as thirds of two groups of 48 bytes, which are 16 three-byte pixels each: in vector k the k-th 16 bytes of
+// the first group in the low half, of the second in the high half.
+RV_AVX2_INLINE void toThirds(__m256i (&v)[3]) noexcept {
+    const __m256i t0 = _mm256_blend_epi32(v[0], v[1], 0xF0), t1 = _mm256_permute2x128_si256(v[0], v[2], 0x21),
+                  t2 = _mm256_blend_epi32(v[1], v[2], 0xF0);
+    v[0] = t0, v[1] = t1, v[2] = t2;
+}
+RV_AVX2_INLINE void fromThirds(__m256i (&t)[3]) noexcept {
+    const __m256i v0 = _mm256_permute2x128_si256(t[0], t[1], 0x20), v1 = _mm256_blend_epi32(t[2], t[0], 0xF0),
+                  v2 = _mm256_permute2x128_si256(t[1], t[2], 0x31);
+    t[0] = v0, t[1] = v1, t[2] = v2;
 }
 
 // A constant vector from a rule for its bytes. In a shuffle kNone gives 0.

@@ -2,6 +2,7 @@
 // place that includes the system's headers.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -28,16 +29,27 @@ void sysLockLeave(SysLock& lock) noexcept;
 
 // ---- objects behind handles of kind 9 ----------------------------------------------------------------------------
 
+enum class SysWait { kSignalled, kAbandoned, kTimedOut, kFailed };  // abandoned: signalled, by its owner's end
+inline constexpr uint32_t kSysForever = UINT32_MAX;
+
 // A system handle is a file descriptor as a number, or the address of one of these.
 struct SysObject {
-    virtual bool close() noexcept = 0;  // destroys the object
+    std::atomic<uint32_t> nReferences{1};
+    virtual bool close() noexcept = 0;                                    // destroys the object
+    virtual SysWait wait(uint32_t) noexcept { return SysWait::kFailed; }  // an object that isn't waited for
 
 protected:
     ~SysObject() = default;
 };
 
-// Closes either form. False when the system refuses.
+// No object lies below this, and no descriptor at or above it; 0 is no descriptor either.
+inline constexpr uintptr_t kSysDescriptorEnd = 1u << 20;
+inline void* const kSysNoHandle = reinterpret_cast<void*>(UINTPTR_MAX);  // what a file that can't be opened gives
+
+// Closes either form: an object with its last reference. False when the system refuses.
 bool sysCloseHandle(void* hOs) noexcept;
+// Another handle to the same file or object; null when the system refuses.
+void* sysDuplicateHandle(void* hOs, bool bInherit) noexcept;
 
 // Anonymous memory, cleared, aligned to 64 bytes at least: heap while small, a mapping of its own when large.
 struct SysMemory final : SysObject {
@@ -47,6 +59,63 @@ struct SysMemory final : SysObject {
     bool close() noexcept override;
 };
 SysMemory* sysMemoryCreate(uint64_t nSize) noexcept;
+
+// Objects with a name, which may be null, are the process's own: making one whose name is taken gives another reference
+// to that object, or null if it is of another kind. Null, too, when memory or descriptors are short.
+
+// Waits for an object to be signalled, at most so many milliseconds.
+SysWait sysWait(SysObject& object, uint32_t nMilliseconds) noexcept;
+
+// An event: waiting leaves it signalled if its reset is manual, else takes the signal. False for another object.
+SysObject* sysEventCreate(bool bManualReset, bool bSignalled, const char16_t* pName) noexcept;
+bool sysEventSet(SysObject& event) noexcept;
+bool sysEventReset(SysObject& event) noexcept;
+
+// A mutex: waiting takes it, again if this thread has it. An owner that ends leaves it abandoned to the next one. False
+// for another object, and where this thread is not the owner.
+SysObject* sysMutexCreate(bool bOwned, const char16_t* pName) noexcept;
+bool sysMutexRelease(SysObject& mutex) noexcept;
+
+// A thread, signalled once it has ended, its exit hooks with it. It needs no reference to run. nStackSize 0 is the
+// system's default. *pId receives the system's number of the thread.
+SysObject* sysThreadCreate(uint32_t (*pfn)(void*), void* pArg, size_t nStackSize, uint32_t* pId) noexcept;
+
+// ---- files -------------------------------------------------------------------------------------------------------
+
+// Names are UTF-8. The reason of a failure is left in errno.
+
+// Access, disposition and flags are told at R_WinCreateFileW.
+enum : uint32_t {
+    kSysRead = 0x80000000,
+    kSysWrite = 0x40000000,
+    kSysAll = 0x10000000,
+    kSysReadData = 1,
+    kSysWriteData = 2,
+    kSysAppendData = 4
+};
+enum : uint32_t { kSysCreateNew = 1, kSysCreateAlways, kSysOpenExisting, kSysOpenAlways, kSysTruncateExisting };
+enum : uint32_t {
+    kSysReadOnly = 1,
+    kSysDirectory = 0x02000000,
+    kSysDeleteOnClose = 0x04000000,
+    kSysWriteThrough = 0x80000000
+};
+void* sysFileOpen(const char* pName, uint32_t uAccess, uint32_t uDisposition, uint32_t uFlags) noexcept;
+
+// Moves the position from the start (0), the position (1) or the end (2). The new position, or -1 with nothing changed.
+int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept;
+
+// Renames or moves; the flags are told at R_MoveFileEx.
+enum : uint32_t { kSysMoveReplace = 1, kSysMoveCopy = 2, kSysMoveWriteThrough = 8 };
+bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept;
+
+// A mapping of a file, or of cleared memory where hFile is kSysNoHandle; nSize 0 is the size of the file.
+enum class SysProtect { kRead, kReadWrite, kWriteCopy };
+SysObject* sysMappingCreate(void* hFile, SysProtect protect, uint64_t nSize, const char16_t* pName) noexcept;
+// A view of nBytes from nOffset on, which is a multiple of the page size; writes are allowed as the mapping allows
+// them. Null when the system refuses. The view outlives its mapping, and is given back with its size.
+void* sysMapView(SysObject& mapping, uint64_t nOffset, size_t nBytes) noexcept;
+void sysUnmapView(void* pView, size_t nBytes) noexcept;
 
 // ---- clock and diagnostics ---------------------------------------------------------------------------------------
 
@@ -68,5 +137,9 @@ const void* sysModule() noexcept;
 // Runs a piece of code with this thread alone in the locale of a language, "Japanese" or "Chinese", or in one of the
 // system's by name; false when the system doesn't have it.
 bool sysWithLocale(const char* pLanguage, void (*pfn)(void*), void* pArg) noexcept;
+
+// This thread's locale, category by category as setlocale tells it; the name is valid until the thread's next call.
+// Null, with nothing changed, where the system doesn't have the category or the locale; null when memory is too short.
+const char* sysSetLocale(int32_t nCategory, const char* pLocale) noexcept;
 
 }  // namespace rv

@@ -1,4 +1,4 @@
-// Anonymous memory on Linux, and the closer of system handles.
+// Anonymous memory on Linux.
 //
 // Small blocks come from the heap. Large ones are mappings of their own with huge-page advice: one fault clears two
 // megabytes, and giving them back returns the memory at once.
@@ -17,7 +17,6 @@ namespace {
 constexpr uint64_t kLarge = 16u << 20;
 constexpr uint64_t kHugePage = 2u << 20;
 constexpr size_t kAlignment = 64;
-constexpr uintptr_t kMostDescriptors = 1u << 20;  // no object lies this low
 
 uint8_t* mapLarge(uint64_t nSize) noexcept {
     // One huge page more than needed, so that the block can start on a huge page; the rest is given back.
@@ -63,12 +62,6 @@ bool SysMemory::close() noexcept {
     }
     delete this;
     return true;
-}
-
-bool sysCloseHandle(void* hOs) noexcept {
-    const auto n = reinterpret_cast<uintptr_t>(hOs);
-    if (n < kMostDescriptors) return ::close(int(n)) == 0;
-    return static_cast<SysObject*>(hOs)->close();
 }
 
 }  // namespace rv

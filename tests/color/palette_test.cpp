@@ -176,6 +176,7 @@ TEST(Palette, TranslationTables) {
     longer[3].rgbReserved ^= 1;  // all four bytes count
     EXPECT_FALSE(rv::buildTranslation(small.data(), 16, longer.data(), 17, out.data()));
     EXPECT_FALSE(rv::buildTranslation(longer.data(), 17, small.data(), 16, out.data()));  // longer than the destination
+    EXPECT_FALSE(rv::buildTranslation(small.data(), 16, small.data(), 15, out.data()));
     EXPECT_FALSE(rv::buildTranslation(large.data(), 64, small.data(), 16, out.data()));
     for (uint32_t i = 0; i < 64; ++i)
         ASSERT_EQ(out[i], walk(small, large[i].rgbRed, large[i].rgbGreen, large[i].rgbBlue)) << i;
@@ -205,8 +206,9 @@ TEST(Palette, MatchTables) {
         rv::freeMatchTable(pRoot);
     }
     // A blue of one entry answers for all greens and reds; a shared one needs a known green; a shared pair a known red.
-    const RGBQUAD few[] = {rgb(1, 2, 10), rgb(3, 4, 20), rgb(5, 6, 20), rgb(7, 6, 20), rgb(5, 6, 20)};
-    rv::MatchCell* pRoot = rv::buildMatchTable(few, 5);
+    const RGBQUAD few[] = {rgb(1, 2, 10), rgb(3, 4, 20), rgb(5, 6, 20), rgb(7, 6, 20),
+                           rgb(5, 6, 20), rgb(8, 8, 30), rgb(8, 8, 30)};
+    rv::MatchCell* pRoot = rv::buildMatchTable(few, 7);
     EXPECT_EQ(rv::matchLookup(pRoot, 10, 99, 99), 0);
     EXPECT_EQ(rv::matchLookup(pRoot, 11, 2, 1), -1);
     EXPECT_EQ(rv::matchLookup(pRoot, 20, 4, 99), 1);
@@ -214,6 +216,8 @@ TEST(Palette, MatchTables) {
     EXPECT_EQ(rv::matchLookup(pRoot, 20, 6, 5), 2);
     EXPECT_EQ(rv::matchLookup(pRoot, 20, 6, 7), 3);
     EXPECT_EQ(rv::matchLookup(pRoot, 20, 6, 8), -1);
+    EXPECT_EQ(rv::matchLookup(pRoot, 30, 8, 99), 5);  // equal colours are one
+    EXPECT_EQ(rv::matchLookup(pRoot, 30, 9, 8), -1);
     rv::freeMatchTable(pRoot);
 
     const Table palette = randomTable(50, 9, 9);
@@ -323,6 +327,11 @@ TEST_F(PaletteOfBitmap, IsReplaced) {
     other.pPalette[8].rgbGreen ^= 1;
     EXPECT_EQ(R_CompareBitmapToPalette(&other, in.data(), 256), 0);
     EXPECT_EQ(R_CompareBitmapToPalette(&other, in.data(), 8), 1);
+    BITMAPRECORD shared = bm;  // a table of two records stays with the source
+    EXPECT_EQ(R_CopyBitmapPalette(&shared, &bm), 1);
+    EXPECT_NE(shared.pPalette, bm.pPalette);
+    EXPECT_EQ(std::memcmp(bm.pPalette, in.data(), 36), 0);
+    rv::replaceTable(shared, nullptr);
     BITMAPRECORD empty = bm;
     empty.pPalette = nullptr;
     EXPECT_EQ(R_CopyBitmapPalette(&other, &empty), 1);

@@ -91,11 +91,12 @@ using Reference = std::function<void(const uint8_t*, uint8_t*, size_t x)>;  // o
 
 size_t rowBytes(size_t n, size_t nBits) { return (n * nBits + 7) / 8; }
 
-// Both tables, apart and in place, over widths past two blocks. The rows end where their memory ends, so that a checker
-// of addresses sees a read beyond, and bytes around the destination must stay.
+// Both tables, apart and in place, over widths past two blocks, and some where the stores are aligned. The rows end
+// where their memory ends, so that a checker of addresses sees a read beyond, and bytes around the destination must
+// stay.
 void expectRows(const std::string& name, size_t nSrcBits, size_t nDstBits, const Run& run, const Reference& reference) {
     for (const RowKernels* kernels : {&kPlainRowKernels, &bestRowKernels()}) {
-        for (size_t n = 0; n <= 200; n += n < 140 ? 1 : 13) {
+        for (size_t n = 0; n <= 1100; n += n < 140 ? 1 : 53) {
             const size_t nSrc = rowBytes(n, nSrcBits), nDst = rowBytes(n, nDstBits), nShift = n * 7 % 32;
             const Bytes row = randomBytes(nSrc, uint32_t(n));
             const std::string what = name + " n=" + std::to_string(n) + (kernels == &kPlainRowKernels ? " plain" : "");

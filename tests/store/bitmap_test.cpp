@@ -1,7 +1,7 @@
 // The record's life: initialising, allocating, locking, handing on, freeing.
 #include <gtest/gtest.h>
 
-#include "tests/support/bitmaps.h"
+#include "support/bitmaps.h"
 
 using namespace test;
 

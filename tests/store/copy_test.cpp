@@ -1,7 +1,7 @@
 // Duplicates, copies, rectangles and fills.
 #include <gtest/gtest.h>
 
-#include "tests/support/bitmaps.h"
+#include "support/bitmaps.h"
 
 using namespace test;
 

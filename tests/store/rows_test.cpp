@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "internal/rowaccess.h"
-#include "tests/support/bitmaps.h"
+#include "support/bitmaps.h"
 
 using namespace test;
 

@@ -108,23 +108,26 @@ struct Premultiply64 {
     }
 };
 
-// In double precision c x 65535 / a, below 2^32 and at least 1 / a away from the next whole, truncates exactly. Its low
-// 16 bits are those of the sum with 2^52.
+// One division a pixel, in double precision: R = 65535 / a, made larger by 2^-50 of it, which is more than all the
+// roundings take and less than the 1 / a that c x R is away from the next whole. The low 16 bits of c x R, which is
+// below 2^32, are those of its sum with 2^52. Of alpha 0 come infinities and NaNs, whose low bits are 0.
 struct Unpremultiply64 {
     static constexpr size_t kPixels = 4, kSrcBytes = 32, kDstBytes = 32;
-    RV_AVX2_INLINE static __m256i quotients(const uint8_t* s) noexcept {
+    RV_AVX2_INLINE static __m256i quotients(const uint8_t* s, __m256d r) noexcept {
         const __m256d v = _mm256_cvtepi32_pd(_mm_cvtepu16_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(s))));
-        const __m256d alpha = _mm256_permute4x64_pd(v, 0xFF);
-        const __m256d quotient = _mm256_div_pd(_mm256_mul_pd(v, _mm256_set1_pd(65535)), alpha);
-        const __m256d whole = _mm256_round_pd(quotient, _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
-        const __m256d word = _mm256_and_pd(_mm256_add_pd(whole, _mm256_set1_pd(0x1p52)),
-                                           _mm256_cmp_pd(alpha, _mm256_setzero_pd(), _CMP_NEQ_OQ));
-        return _mm256_castpd_si256(word);
+        const __m256d whole = _mm256_round_pd(_mm256_mul_pd(v, r), _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC);
+        return _mm256_and_si256(_mm256_castpd_si256(_mm256_add_pd(whole, _mm256_set1_pd(0x1p52))),
+                                _mm256_set1_epi64x(0xFFFF));
     }
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
-        const __m256i v = load32(s), words = _mm256_set1_epi64x(0xFFFF);
-        __m256i q[4];
-        for (int k = 0; k < 4; ++k) q[k] = _mm256_and_si256(quotients(s + k * 8), words);
+        const __m256i v = load32(s);
+        const __m256d two52 = _mm256_set1_pd(0x1p52);
+        const __m256i alphaBits = _mm256_or_si256(_mm256_srli_epi64(v, 48), _mm256_castpd_si256(two52));
+        const __m256d alpha = _mm256_sub_pd(_mm256_castsi256_pd(alphaBits), two52);
+        const __m256d r = _mm256_mul_pd(_mm256_div_pd(_mm256_set1_pd(65535), alpha), _mm256_set1_pd(1 + 0x1p-50));
+        const __m256i q[4] = {
+            quotients(s, _mm256_permute4x64_pd(r, 0x00)), quotients(s + 8, _mm256_permute4x64_pd(r, 0x55)),
+            quotients(s + 16, _mm256_permute4x64_pd(r, 0xAA)), quotients(s + 24, _mm256_permute4x64_pd(r, 0xFF))};
         // Packing twice leaves the first two samples of each pixel in the low half, the last two in the high half.
         const __m256i packed = _mm256_packus_epi32(_mm256_packus_epi32(q[0], q[1]), _mm256_packus_epi32(q[2], q[3]));
         const __m256i ordered = _mm256_permutevar8x32_epi32(packed, _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7));

@@ -73,8 +73,8 @@ struct Expand32 {
     }
 };
 
-// Each half of the result holds a third of the 48 bytes of 16 pixels, so that a byte of a plane stays in its half: in
-// every third another third of the places belongs to a plane, and one shuffle of the plane serves them all.
+// Three planes of 32 pixels as 96 bytes. In thirds a byte stays in its half of the vector, and the places of a plane
+// differ from third to third, so that one shuffle of the plane serves all of them.
 RV_AVX2_INLINE void storePlanes(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) noexcept {
     const auto places = [](int c) consteval {
         return bytes32([=](int i) { return (16 * ((c + 2 * (i % 16)) % 3) + i % 16) / 3; });
@@ -89,12 +89,11 @@ RV_AVX2_INLINE void storePlanes(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) 
     c1 = _mm256_shuffle_epi8(c1, kPlaces[1].vector());
     c2 = _mm256_shuffle_epi8(c2, kPlaces[2].vector());
     const __m256i at1 = kResidue[1].vector(), at2 = kResidue[2].vector();
-    const __m256i x = _mm256_blendv_epi8(_mm256_blendv_epi8(c0, c1, at1), c2, at2);
-    const __m256i y = _mm256_blendv_epi8(_mm256_blendv_epi8(c1, c2, at1), c0, at2);
-    const __m256i z = _mm256_blendv_epi8(_mm256_blendv_epi8(c2, c0, at1), c1, at2);
-    store32(d, _mm256_permute2x128_si256(x, y, 0x20));
-    store32(d + 32, _mm256_blend_epi32(z, x, 0xF0));
-    store32(d + 64, _mm256_permute2x128_si256(y, z, 0x31));
+    __m256i v[3] = {_mm256_blendv_epi8(_mm256_blendv_epi8(c0, c1, at1), c2, at2),
+                    _mm256_blendv_epi8(_mm256_blendv_epi8(c1, c2, at1), c0, at2),
+                    _mm256_blendv_epi8(_mm256_blendv_epi8(c2, c0, at1), c1, at2)};
+    fromThirds(v);
+    for (int k = 0; k < 3; ++k) store32(d + k * 32, v[k]);
 }
 
 template <int GreenBits, bool LowFirst>

@@ -135,7 +135,7 @@ struct Gray16 {
 struct Gray16To8 {
     static constexpr size_t kPixels = 64, kSrcBytes = 128, kDstBytes = 64;
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
-        const __m256i v0 = highBytes(s), v1 = highBytes(s + 64);
+        const __m256i v0 = highBytes(s, s + 32), v1 = highBytes(s + 64, s + 96);
         store32(d, v0);
         store32(d + 32, v1);
     }

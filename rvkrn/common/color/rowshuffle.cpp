@@ -68,41 +68,39 @@ void widen24To48(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
 #ifdef RV_X86
 using namespace avx2;
 
-// The first and third byte of 32 pixels change places. Each half of a vector takes the third of a group of 16 pixels,
-// so that but one byte comes from a neighbour at each of the two seams inside a group.
-RV_AVX2_INLINE void swapBlock24(__m256i (&v)[3]) noexcept {
+// The first and third byte of each pixel change places. In thirds but one byte comes from a neighbour at each of the
+// two seams inside a group.
+RV_AVX2_INLINE void swapThirds(__m256i (&t)[3]) noexcept {
     const auto inner = [](int nThird) consteval {
         return bytes32([=](int i) {
             const int at = i % 16 + nThird * 16, from = at + (at % 3 == 0 ? 2 : at % 3 == 2 ? -2 : 0) - nThird * 16;
             return from >= 0 && from < 16 ? from : kNone;
         });
     };
+    const auto single = [](int nTo, int nFrom) consteval {
+        return bytes32([=](int i) { return i % 16 == nTo ? nFrom : kNone; });
+    };
     static constexpr Bytes32 kInner[3] = {inner(0), inner(1), inner(2)};
-    static constexpr Bytes32 kFromNext = bytes32([](int i) { return i % 16 == 15 ? 1 : kNone; });      // 15 <- 17
-    static constexpr Bytes32 kFromPrevious = bytes32([](int i) { return i % 16 == 1 ? 15 : kNone; });  // 17 <- 15
-    static constexpr Bytes32 kNextAt14 = bytes32([](int i) { return i % 16 == 14 ? 0 : kNone; });      // 30 <- 32
-    static constexpr Bytes32 kPreviousAt0 = bytes32([](int i) { return i % 16 == 0 ? 14 : kNone; });   // 32 <- 30
+    static constexpr Bytes32 k15From17 = single(15, 1), k17From15 = single(1, 15), k30From32 = single(14, 0),
+                             k32From30 = single(0, 14);
 
-    const __m256i a = _mm256_blend_epi32(v[0], v[1], 0xF0);
-    const __m256i b = _mm256_permute2x128_si256(v[0], v[2], 0x21);
-    const __m256i c = _mm256_blend_epi32(v[1], v[2], 0xF0);
-    const __m256i x =
-        _mm256_or_si256(_mm256_shuffle_epi8(a, kInner[0].vector()), _mm256_shuffle_epi8(b, kFromNext.vector()));
-    const __m256i y = _mm256_or_si256(
-        _mm256_shuffle_epi8(b, kInner[1].vector()),
-        _mm256_or_si256(_mm256_shuffle_epi8(a, kFromPrevious.vector()), _mm256_shuffle_epi8(c, kNextAt14.vector())));
-    const __m256i z =
-        _mm256_or_si256(_mm256_shuffle_epi8(c, kInner[2].vector()), _mm256_shuffle_epi8(b, kPreviousAt0.vector()));
-    v[0] = _mm256_permute2x128_si256(x, y, 0x20);
-    v[1] = _mm256_blend_epi32(z, x, 0xF0);
-    v[2] = _mm256_permute2x128_si256(y, z, 0x31);
+    const __m256i a =
+        _mm256_or_si256(_mm256_shuffle_epi8(t[0], kInner[0].vector()), _mm256_shuffle_epi8(t[1], k15From17.vector()));
+    const __m256i b = _mm256_or_si256(
+        _mm256_shuffle_epi8(t[1], kInner[1].vector()),
+        _mm256_or_si256(_mm256_shuffle_epi8(t[0], k17From15.vector()), _mm256_shuffle_epi8(t[2], k30From32.vector())));
+    const __m256i c =
+        _mm256_or_si256(_mm256_shuffle_epi8(t[2], kInner[2].vector()), _mm256_shuffle_epi8(t[1], k32From30.vector()));
+    t[0] = a, t[1] = b, t[2] = c;
 }
 
 struct Swap24 {
     static constexpr size_t kPixels = 32, kSrcBytes = 96, kDstBytes = 96;
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
         __m256i v[3] = {load32(s), load32(s + 32), load32(s + 64)};
-        swapBlock24(v);
+        toThirds(v);
+        swapThirds(v);
+        fromThirds(v);
         for (int k = 0; k < 3; ++k) store32(d + k * 32, v[k]);
     }
 };
@@ -147,8 +145,14 @@ template <bool Swap>
 struct Narrow48To24 {
     static constexpr size_t kPixels = 32, kSrcBytes = 192, kDstBytes = 96;
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
-        __m256i v[3] = {highBytes(s), highBytes(s + 64), highBytes(s + 128)};
-        if constexpr (Swap) swapBlock24(v);
+        __m256i v[3];
+        if constexpr (Swap) {
+            for (int k = 0; k < 3; ++k) v[k] = highBytes(s + k * 32, s + 96 + k * 32);
+            swapThirds(v);
+            fromThirds(v);
+        } else {
+            for (int k = 0; k < 3; ++k) v[k] = highBytes(s + k * 64, s + k * 64 + 32);
+        }
         for (int k = 0; k < 3; ++k) store32(d + k * 32, v[k]);
     }
 };
@@ -157,7 +161,7 @@ template <bool Swap>
 struct Narrow64To32 {
     static constexpr size_t kPixels = 16, kSrcBytes = 128, kDstBytes = 64;
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
-        const __m256i v0 = highBytes(s), v1 = highBytes(s + 64);
+        const __m256i v0 = highBytes(s, s + 32), v1 = highBytes(s + 64, s + 96);
         store32(d, Swap ? swapBlock32(v0) : v0);
         store32(d + 32, Swap ? swapBlock32(v1) : v1);
     }
@@ -168,7 +172,11 @@ struct Widen24To48 {
     static constexpr size_t kPixels = 32, kSrcBytes = 96, kDstBytes = 192;
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
         __m256i v[3] = {load32(s), load32(s + 32), load32(s + 64)};
-        if constexpr (Swap) swapBlock24(v);
+        if constexpr (Swap) {
+            toThirds(v);
+            swapThirds(v);
+            fromThirds(v);
+        }
         for (int k = 0; k < 3; ++k) {
             const __m256i halves = _mm256_permute4x64_epi64(v[k], 0xD8);
             store32(d + k * 64, _mm256_unpacklo_epi8(halves, halves));

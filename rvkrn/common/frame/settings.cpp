@@ -1,6 +1,7 @@
 // Settings: the defaults and progress callbacks of a thread, and the process-wide resource directories.
 #include <utility>
 
+#include "internal/text.h"
 #include "internal/threaddata.h"
 
 namespace rv {
@@ -8,14 +9,6 @@ namespace {
 
 constexpr uint32_t kResourceDirectories = 3;
 char16_t g_directories[kResourceDirectories][RESOURCE_DIRECTORY_LENGTH];
-
-// Copies a text of at most nRoom characters with its closing 0, cutting it where it must; gives its length. nRoom > 0.
-size_t copyText(char16_t* pDst, const char16_t* pSrc, size_t nRoom) noexcept {
-    size_t n = 0;
-    for (; n + 1 < nRoom && pSrc[n]; ++n) pDst[n] = pSrc[n];
-    pDst[n] = 0;
-    return n;
-}
 
 // Both progress callbacks are set the same way.
 int32_t exchangeCallback(STATUSCALLBACK& rpfn, void*& rpUser, STATUSCALLBACK pfn, void* pUser, STATUSCALLBACK* ppfnOld,

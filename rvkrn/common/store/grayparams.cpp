@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/bitmap_.h"
 #include "internal/opening.h"
 #include "ravokit/extradata.h"
 #include "ravokit/memory.h"
@@ -10,28 +11,17 @@ namespace rv {
 namespace {
 
 template <class T>
-T* newEntries(uint64_t nCount) noexcept {
-    return nCount <= UINT32_MAX ? static_cast<T*>(R_GlobalAlloc(uint32_t(nCount), sizeof(T), 0, nullptr)) : nullptr;
-}
-
-template <class T>
 T* copyOf(const T* pEntries, uint32_t nCount) noexcept {
-    T* p = newEntries<T>(nCount);
+    T* p = newBlock<T>(nCount);
     if (p) std::memcpy(p, pEntries, size_t(nCount) * sizeof(T));
     return p;
 }
 
-template <class T>
-void freeTable(T*& p) noexcept {
-    if (p) R_GlobalFree(p);
-    p = nullptr;
-}
-
 void freeTables(BITMAPRECORD& bm) noexcept {
-    freeTable(bm.pLUT);
+    freeBlock(bm.pLUT);
     bm.LUTLength = 0;
     if (!hasWideFields(bm)) return;
-    freeTable(bm.pLUT16);
+    freeBlock(bm.pLUT16);
     bm.LUT16Length = 0;
 }
 
@@ -50,9 +40,9 @@ int32_t convertTable(const From* pFrom, uint32_t nFrom, To*& pTo, uint32_t& nTo,
     if (nFrom == 0) return 1;
     if (!pFrom) return -814;  // A NULL pointer was passed
     if (!pTo || nTo < nFrom) {
-        To* pNew = newEntries<To>(nFrom);
+        To* pNew = newBlock<To>(nFrom);
         if (!pNew) return -1;  // Not enough memory available
-        freeTable(pTo);
+        freeBlock(pTo);
         pTo = pNew;
     }
     std::transform(pFrom, pFrom + nFrom, pTo, convert);
@@ -89,8 +79,8 @@ int32_t R_CopyGrayParams(BITMAPRECORD* pDst, const BITMAPRECORD* pSrc, int32_t b
         if (b8) pLUT = copyOf(pLUT, pSrc->LUTLength);
         if (b16) pLUT16 = copyOf(pLUT16, pSrc->LUT16Length);
         if ((b8 && !pLUT) || (b16 && !pLUT16)) {
-            freeTable(pLUT);
-            freeTable(pLUT16);
+            freeBlock(pLUT);
+            freeBlock(pLUT16);
             return -1;  // Not enough memory available
         }
     }
@@ -114,8 +104,8 @@ int32_t R_FreeGrayParams(BITMAPRECORD* pBitmap) noexcept {
     if (!pBitmap) return -13;                                   // Invalid parameter passed
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
     freeTables(*pBitmap);
-    freeTable(pBitmap->pPaintLUT);
-    if (hasWideFields(*pBitmap)) freeTable(pBitmap->pPaintLUT16);
+    freeBlock(pBitmap->pPaintLUT);
+    if (hasWideFields(*pBitmap)) freeBlock(pBitmap->pPaintLUT16);
     return 1;
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/bitmap_.h"
 #include "internal/list_.h"
 #include "internal/opening.h"
 #include "ravokit/copy.h"
@@ -22,12 +23,6 @@ BITMAPRECORD widened(const BITMAPRECORD& bm) noexcept {
     BITMAPRECORD slot = inSlot(bm);
     slot.uStructSize = sizeof slot;
     return slot;
-}
-
-template <class T>
-void freeTable(T*& p) noexcept {
-    if (p) R_GlobalFree(p);
-    p = nullptr;
 }
 
 bool areKnownRecords(const BITMAPLIST& list, uint32_t uIndex, uint32_t uCount) noexcept {
@@ -55,8 +50,7 @@ void closeGap(BITMAPLIST& list, uint32_t uIndex, uint32_t uCount) noexcept {
     std::move(pGap + uCount, list.pItems + list.nCount, pGap);
     list.nCount -= uCount;
     if (list.nCount == 0) {
-        R_GlobalFree(list.pItems);
-        list.pItems = nullptr;
+        freeBlock(list.pItems);
     } else if (void* p = R_GlobalRealloc(list.pItems, uint32_t(list.nCount * sizeof(BITMAPRECORD)))) {
         list.pItems = static_cast<BITMAPRECORD*>(p);
     }
@@ -107,7 +101,7 @@ int32_t R_GetBitmapListItem(HBITMAPLIST hList, uint32_t uIndex, BITMAPRECORD* pB
     if (!hList || !pBitmap || uIndex >= hList->nCount) return -13;  // Invalid parameter passed
     if (!isKnownRecordSize(uStructSize)) return -789;               // The structure size is invalid
     BITMAPRECORD& item = hList->pItems[uIndex];
-    if (uStructSize == BITMAPRECORD_OLD_SIZE) freeTable(item.pPaintLUT16);
+    if (uStructSize == BITMAPRECORD_OLD_SIZE) freeBlock(item.pPaintLUT16);
     return R_CopyBitmapHandle(pBitmap, &item, uStructSize);
 }
 
@@ -153,8 +147,8 @@ int32_t R_ReplaceBitmapListItem(HBITMAPLIST hList, uint32_t uIndex, const BITMAP
         if (isAllocated(&item)) R_FreeBitmap(&item);
     } else {
         if (uOldSize == BITMAPRECORD_OLD_SIZE) {
-            freeTable(item.pLUT16);
-            freeTable(item.pPaintLUT16);
+            freeBlock(item.pLUT16);
+            freeBlock(item.pPaintLUT16);
         }
         R_CopyBitmapHandle(pOld, &item, uOldSize);
     }
