@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "internal/handles.h"
+#include "internal/pixels.h"
 #include "ravokit/palette.h"
 
 namespace rv {
@@ -12,11 +13,6 @@ constexpr uint32_t kMostColors = 256;
 
 constexpr COLORREF plainColor(const RGBQUAD& q) noexcept {
     return COLORREF(q.rgbRed) | COLORREF(q.rgbGreen) << 8 | COLORREF(q.rgbBlue) << 16;
-}
-
-// Where a colour becomes grey, at 8 or at 16 bits a sample.
-constexpr uint32_t grayOf(uint32_t nBlue, uint32_t nGreen, uint32_t nRed) noexcept {
-    return (nBlue + 5 * nGreen + 2 * (nRed + 2)) >> 3;
 }
 
 // A cleared table as bitmaps own them. It always has room for 256 entries, so that a pixel past nColors reads black
