@@ -29,14 +29,15 @@ void fillGrayRamp(RGBQUAD* pEntries, uint32_t nCount) noexcept;
 // ---- nearest entry -----------------------------------------------------------------------------------------------
 
 // The least squared distance in a table of four-byte entries, whose fourth byte is not consulted, and the first and the
-// last entry at that distance. The wanted channels stand in the entries' order.
+// last entry at that distance. The wanted channels stand in the entries' order; they may lie outside 0 to 255, and the
+// distance is modulo 2^32.
 struct Nearest {
     uint32_t nDistance;
     uint32_t nFirst, nLast;
 };
-using NearestFn = Nearest (*)(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept;
+using NearestFn = Nearest (*)(const uint8_t* pEntries, uint32_t nCount, int32_t c0, int32_t c1, int32_t c2) noexcept;
 
-Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept;
+Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, int32_t c0, int32_t c1, int32_t c2) noexcept;
 // The fastest form that this processor has; the same results.
 NearestFn bestNearest() noexcept;
 
