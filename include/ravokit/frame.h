@@ -22,8 +22,10 @@ RV_API int32_t R_AllocThreadData(uint32_t uFlags) RV_NOEXCEPT;
 /// Slots of R_TlsAlloc.
 enum { TLS_SLOTS = 1024 };
 
-/// Takes a process-wide slot, in which each thread keeps a value of its own, 0 at first. Slots that were freed are
-/// handed out again only after all have been handed out once. Returns the slot, or -1 (all ones) when none is free.
+/// Takes a process-wide slot, in which each thread keeps a value of its own. It is 0 at first, but a slot that was in
+/// use before still has, in threads other than the one that freed it, what they left there. Slots that were freed are
+/// handed out again only after all have been handed out once, save the highest, which comes next. Returns the slot, or
+/// -1 (all ones) when none is free.
 RV_API uint32_t R_TlsAlloc(void) RV_NOEXCEPT;
 /// Frees a slot and clears the value of the calling thread; the values of other threads stay behind, and what they
 /// point to is their owner's business. Returns 1, or 0 for a slot that is not in use.
