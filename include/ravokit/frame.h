@@ -171,7 +171,8 @@ RV_RECORD_SIZE(VERSIONINFO, 112, 112);
 /// Tells the version and the build. Returns 1, or: -13 null, -789 unknown size.
 RV_API int32_t R_VersionInfo(VERSIONINFO* pInfo, uint32_t uStructSize) RV_NOEXCEPT;
 
-/// The machine as R_GetSystemInfo tells it.
+/// The machine as R_GetSystemInfo tells it. This is the library's own short record, of the same size in both data
+/// models: the system's would change with the platform, and callers of a bitmap library need no more of it.
 typedef struct SYSTEMINFO {
     uint32_t nProcessorArchitecture;  ///< 9 x86-64, 0 x86, 12 64-bit ARM, 5 32-bit ARM, 65535 any other
     uint32_t nPageSize;               ///< bytes
