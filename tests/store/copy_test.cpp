@@ -214,12 +214,12 @@ TEST(Copy, AsksTheSourcesCallbacks) {
     c.pUserData = &calls;
     c.pfnBeginCopy = [](BITMAPRECORD*, int32_t flag, BITMAPALLOCATEINFO* info, BITMAPDATACALLBACKS* fresh, void* p) {
         auto& k = *static_cast<CopyCalls*>(p);
-        k.log += "begin" + std::to_string(flag) + ":" + std::to_string(info->Width) + " ";
+        k.log.append("begin").append(std::to_string(flag)).append(":").append(std::to_string(info->Width)).append(" ");
         fresh->pUserData = p;
         return k.answer;
     };
     c.pfnEndCopy = [](BITMAPRECORD*, int32_t flag, void* p, BITMAPDATACALLBACKS*) {
-        static_cast<CopyCalls*>(p)->log += "end" + std::to_string(flag) + " ";
+        static_cast<CopyCalls*>(p)->log.append("end").append(std::to_string(flag)).append(" ");
         return 1;
     };
     Bitmap src(8, 10, 5);
