@@ -89,19 +89,18 @@ void alphaByWideIndex(RowWork& w, size_t n) noexcept;  // of wide, hit by level
 
 // ---- grey levels -------------------------------------------------------------------------------------------------
 
-void cutLevel(RowWork& w, size_t n) noexcept;          // (s >> source.nShift) & mask
-void cutSignedLevel(RowWork& w, size_t n) noexcept;    // of 16-bit samples with a sign
-void colorToGray(RowWork& w, size_t n) noexcept;       // the grey rule
-void wideToGray(RowWork& w, size_t n) noexcept;        // the same at 16 bits
-void shiftLevelDown(RowWork& w, size_t n) noexcept;    // by nShift
-void scaleLevel(RowWork& w, size_t n) noexcept;        // v x nFull / mask, truncated, for nFull and mask below 2^16
-void scaleLevelWide(RowWork& w, size_t n) noexcept;    // the same for any
-void placeGray(RowWork& w, size_t n) noexcept;         // 8-bit grey to target
-void placeTableGray(RowWork& w, size_t n) noexcept;    // 16-bit grey of a table to target
-void placeWideGray(RowWork& w, size_t n) noexcept;     // 16-bit grey of 48 and 64-bit colour to target, 12 and 16 bits
-void placeWideGray32(RowWork& w, size_t n) noexcept;   // the same at 32 bits
-void moveSample(RowWork& w, size_t n) noexcept;        // the top target.nBits of nShift bits, to target
-void moveSignedSample(RowWork& w, size_t n) noexcept;  // of 16-bit samples with a sign
+void cutLevel(RowWork& w, size_t n) noexcept;         // (s >> source.nShift) & mask
+void cutSignedLevel(RowWork& w, size_t n) noexcept;   // of 16-bit samples with a sign
+void colorToGray(RowWork& w, size_t n) noexcept;      // the grey rule
+void wideToGray(RowWork& w, size_t n) noexcept;       // the same at 16 bits
+void shiftLevelDown(RowWork& w, size_t n) noexcept;   // by nShift
+void scaleLevel(RowWork& w, size_t n) noexcept;       // v x nFull / mask, truncated, for nFull and mask below 2^16
+void scaleLevelWide(RowWork& w, size_t n) noexcept;   // the same for any
+void placeGray(RowWork& w, size_t n) noexcept;        // 8-bit grey to target
+void placeTableGray(RowWork& w, size_t n) noexcept;   // 16-bit grey of a table to target
+void placeWideGray(RowWork& w, size_t n) noexcept;    // 16-bit grey of 48 and 64-bit colour to target, 12 and 16 bits
+void placeWideGray32(RowWork& w, size_t n) noexcept;  // the same at 32 bits
+void moveSample(RowWork& w, size_t n) noexcept;       // the top target.nBits of nShift bits, to target
 
 // ---- the list ----------------------------------------------------------------------------------------------------
 

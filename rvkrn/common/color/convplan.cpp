@@ -362,12 +362,11 @@ class Planner {
     }
 
     void planGrayToGray() noexcept {
-        const bool bSigned = S == 16 && D == 16 && has(a, CONVERT_SIGNED);
         const bool bTable = a.pLUT16Src || a.pPaletteSrc;
         if (has(a, CONVERT_SRC_BITRANGE)) {
             if (!bTable && S == 32 && (D == 12 || D == 16)) return addRounded();
             add(levelReader(S));
-            addCut(bSigned);
+            addCut(S == 16 && D == 16 && has(a, CONVERT_SIGNED));
             addLevelsToGray(plan, w, D, a.pPaletteSrc, a.pLUT16Src);
         } else if (bTable) {
             w.target = w.source;
@@ -382,7 +381,7 @@ class Planner {
             w.target = w.source;
             w.nShift = uint32_t(S);
             add(levelReader(S));
-            add(bSigned ? moveSignedSample : moveSample);
+            add(moveSample);  // the sign is shifted out of what is kept
         } else {
             if (S == D) return;
             add(levelReader(S));

@@ -91,12 +91,6 @@ void moveSample(RowWork& w, size_t n) noexcept {
     for (size_t i = 0; i < n; ++i) w.level[i] = uint32_t((uint64_t(w.level[i]) << nWiden >> nDown) << nUp);
 }
 
-void moveSignedSample(RowWork& w, size_t n) noexcept {
-    const uint32_t nUp = w.target.nShift, nDown = 16 - w.target.nBits, uMask = w.target.mask();
-    for (size_t i = 0; i < n; ++i)
-        w.level[i] = uint32_t(uint64_t(uint16_t(int16_t(w.level[i]) >> nDown) & uMask) << nUp);
-}
-
 // ---- whole rows --------------------------------------------------------------------------------------------------
 
 void addScaleLevels(RowPlan& plan, RowWork& w, uint32_t nFull) noexcept {
