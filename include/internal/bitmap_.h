@@ -39,6 +39,9 @@ void replaceBitmap(BITMAPRECORD& old, const BITMAPRECORD& fresh, bool bShared) n
 // Takes from a record what belongs to another bitmap too, so that freeing the record leaves it alone.
 void unlinkShared(BITMAPRECORD& bm) noexcept;
 
+// Carries the paint tables and their settings between two bitmaps that both have them.
+void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
+
 // Locks dst as often as src is locked.
 int32_t copyLockCount(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
 // Releases until nothing is locked.

@@ -1,17 +1,29 @@
 // Row access as the library's own loops use it: rows of flat storage without a copy, columns, and writes by segments.
 #pragma once
 
+#include <cstring>
+
 #include "internal/rvclasses_.h"
 #include "ravokit/rows.h"
 
 namespace rv {
 
-// The row itself where storage is flat and reachable and no callback stands between; else null.
-inline uint8_t* flatRow(const BITMAPRECORD& bm, int32_t nRow) noexcept {
+// Whether the data is one piece of memory, and reachable.
+inline bool isFlat(const BITMAPRECORD& bm) noexcept {
     constexpr uint32_t kOtherClasses = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
-    if ((bm.Flags & (BMF_CONVENTIONAL | kOtherClasses)) != BMF_CONVENTIONAL || bm.pCallbacks || !bm.pData)
-        return nullptr;
-    return bm.pData + int64_t(bm.BytesPerLine) * nRow;
+    return (bm.Flags & (BMF_CONVENTIONAL | kOtherClasses)) == BMF_CONVENTIONAL && bm.pData;
+}
+
+// The row itself where storage is flat and no callback stands between; else null.
+inline uint8_t* flatRow(const BITMAPRECORD& bm, int32_t nRow) noexcept {
+    return isFlat(bm) && !bm.pCallbacks ? bm.pData + int64_t(bm.BytesPerLine) * nRow : nullptr;
+}
+
+// R_GetBitmapRowCol that clears what a short read leaves of the buffer.
+inline int32_t readRow(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, uint32_t nBytes, int32_t nCol = 0) noexcept {
+    const int32_t n = R_GetBitmapRowCol(&bm, pBuffer, nRow, nCol, nBytes);
+    if (n >= 0 && uint32_t(n) < nBytes) std::memset(pBuffer + n, 0, nBytes - uint32_t(n));
+    return n;
 }
 
 // Reads rows for a loop: hands out the row of a flat bitmap, and copies into a buffer of its own for other classes.
@@ -30,7 +42,7 @@ public:
     // The row, or null when it can't be read; status() tells why.
     const uint8_t* read(int32_t nRow) noexcept {
         if (const uint8_t* pRow = m_buffer ? nullptr : flatRow(m_bm, nRow)) return pRow;
-        const int32_t n = R_GetBitmapRow(&m_bm, m_buffer.get(), nRow, m_nBytes);
+        const int32_t n = readRow(m_bm, m_buffer.get(), nRow, m_nBytes);
         if (n < 0) m_nStatus = n;
         return n < 0 ? nullptr : m_buffer.get();
     }

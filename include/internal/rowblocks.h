@@ -44,13 +44,15 @@ extern const AlphaKernels kAvx2Alpha;
 
 // The fewest pixels of Block that begin and end at bytes on both sides.
 template <class Block>
-constexpr size_t kStepPixels = Block::kPixels / std::gcd(Block::kPixels, std::gcd(Block::kSrcBytes, Block::kDstBytes));
+constexpr size_t kSteps = std::gcd(Block::kPixels, std::gcd(Block::kSrcBytes, Block::kDstBytes));
+template <class Block>
+constexpr size_t kStepPixels = Block::kPixels / kSteps<Block>;
 
-// Pixels, in whole steps, to the first one that lies at a multiple of 32 bytes, where stores do not straddle cache
-// lines; 0 if there is none.
+// Pixels, in whole steps and at most a block, to the first one that lies at a multiple of 32 bytes, where stores do not
+// straddle cache lines; 0 if there is none.
 template <class Block>
 size_t pixelsToAligned(const uint8_t* dst) noexcept {
-    constexpr size_t kStepBytes = Block::kDstBytes / (Block::kPixels / kStepPixels<Block>);
+    constexpr size_t kStepBytes = Block::kDstBytes / kSteps<Block>;
     constexpr size_t kPower = std::gcd(kStepBytes, size_t(32)), kOdd = kStepBytes / kPower;
     constexpr size_t kInverse = kOdd * kOdd * kOdd * kOdd * kOdd * kOdd * kOdd;  // of an odd number, modulo 32
     const size_t nAway = -reinterpret_cast<uintptr_t>(dst) % 32;
@@ -68,10 +70,12 @@ template <class Block, class Rest>
 RV_AVX2_INLINE void eachBlock(const uint8_t* src, uint8_t* dst, size_t n, const Block& block,
                               const Rest& rest) noexcept {
     constexpr size_t kPixels = Block::kPixels;
-    const auto from = [src](size_t i) { return src + i * Block::kSrcBytes / kPixels; };
-    const auto to = [dst](size_t i) { return dst + i * Block::kDstBytes / kPixels; };
-    // Short rows gain nothing from aligned stores.
-    const size_t nHead = n >= 16 * kPixels ? pixelsToAligned<Block>(dst) : 0;
+    // Whole steps, divided first: a row may be as long as the address space has room for.
+    const auto from = [src](size_t i) { return src + i / kStepPixels<Block> * (Block::kSrcBytes / kSteps<Block>); };
+    const auto to = [dst](size_t i) { return dst + i / kStepPixels<Block> * (Block::kDstBytes / kSteps<Block>); };
+    // Short rows gain nothing from aligned stores; nor do rows in place, if many single pixels pay for them.
+    size_t nHead = n >= 16 * kPixels ? pixelsToAligned<Block>(dst) : 0;
+    if (src == dst && nHead > 8) nHead = 0;
     if (src != dst) {
         size_t i = nHead;
         if (i) block(src, dst);

@@ -71,8 +71,8 @@ SysObject* sysEventCreate(bool bManualReset, bool bSignalled, const char16_t* pN
 bool sysEventSet(SysObject& event) noexcept;
 bool sysEventReset(SysObject& event) noexcept;
 
-// A mutex: waiting takes it, again if this thread has it. An owner that ends leaves it abandoned to the next one. False
-// for another object, and where this thread is not the owner.
+// A mutex: waiting takes it, again if this thread has it, and fails when memory is short. An owner that ends leaves it
+// abandoned to the next one. False for another object, and where this thread is not the owner.
 SysObject* sysMutexCreate(bool bOwned, const char16_t* pName) noexcept;
 bool sysMutexRelease(SysObject& mutex) noexcept;
 
@@ -141,5 +141,6 @@ bool sysWithLocale(const char* pLanguage, void (*pfn)(void*), void* pArg) noexce
 // This thread's locale, category by category as setlocale tells it; the name is valid until the thread's next call.
 // Null, with nothing changed, where the system doesn't have the category or the locale; null when memory is too short.
 const char* sysSetLocale(int32_t nCategory, const char* pLocale) noexcept;
+const char16_t* sysSetLocaleWide(int32_t nCategory, const char16_t* pLocale) noexcept;
 
 }  // namespace rv

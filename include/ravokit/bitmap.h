@@ -248,8 +248,8 @@ RV_API int32_t R_GetBitmapDataCallbacks(const BITMAPRECORD* pBitmap, BITMAPDATAC
 RV_API int32_t R_SetAllocateBitmapCallback(ALLOCATEBITMAPCALLBACK pfn, void* pUser, ALLOCATEBITMAPCALLBACK* ppfnOld,
                                            void** ppUserOld) RV_NOEXCEPT;
 
-/// Asks the source's pfnBeginCopy, telling it pDst's geometry; pDst takes the callbacks that it gives, and
-/// *puMemoryFlags what it made of them.
+/// Asks the source's pfnBeginCopy, telling it pDst's geometry. Where it answers 1, pDst takes the callbacks that it gives
+/// and *puMemoryFlags the flags that it leaves in the record; where it answers 2, nothing changes.
 /// Returns 1 (also without a callback), or: -13 null flags or bitmap, the callback's status, that of
 /// R_SetBitmapDataCallbacks.
 RV_API int32_t R_IntBeginCopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, int32_t bFlag,
@@ -259,7 +259,7 @@ RV_API int32_t R_IntEndCopyBitmap(BITMAPRECORD* pBitmap, int32_t bFlag) RV_NOEXC
 
 /// Computes the size anew, from Height and BytesPerLine for flat and tiled data, from its own storage for compressed
 /// data. uFlags is not consulted.
-/// Returns 1, or: -2 null or not allocated, -3 too large for the older form.
+/// Returns 1, or: -2 null or not allocated, -3 too large for the older form; the record is then as it was.
 RV_API int32_t R_UpdateBitmapSize(BITMAPRECORD* pBitmap, uint32_t uFlags) RV_NOEXCEPT;
 
 RV_C_END

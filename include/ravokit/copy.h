@@ -27,7 +27,8 @@ RV_API int32_t R_DupBitmapNewDim(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_
 /// Undoes a duplicate made with uFlags: what it shares is unlinked, what it owns is freed.
 RV_API void R_FreeDuplicateBitmap(BITMAPRECORD* pBitmap, uint32_t uFlags) RV_NOEXCEPT;
 
-/// Copies the pixels between two bitmaps of the same format. The rows of pSrc's height are moved.
+/// Copies the pixels between two bitmaps of the same format. The rows that both have are moved; what a row of pDst has
+/// beyond one of pSrc is cleared.
 /// Returns 1 (also for one and the same bitmap), or: -2 null or without storage, -789 unknown record size, the status
 /// of a lock, -1 no memory or a short write, the copy callback's status.
 RV_API int32_t R_CopyBitmapData(BITMAPRECORD* pDst, BITMAPRECORD* pSrc) RV_NOEXCEPT;

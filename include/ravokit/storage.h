@@ -15,7 +15,8 @@ typedef struct MEMORYTHRESHOLDS {
 RV_RECORD_SIZE(MEMORYTHRESHOLDS, 12, 12);
 
 /// Sets the calling thread's thresholds whose bit is set in uFlags, tested and stored in this order: 1 nReservedMemory
-/// (bytes to keep free of the assumed 2,000,000,000; -p is p percent), 2 nMaxConventionalSize (bytes; -p is p percent),
+/// (bytes to keep free of the assumed 2,000,000,000; -p stands for p x 40,000,000), 2 nMaxConventionalSize (bytes; -p
+/// stands for p x 20,000,000),
 /// 4 nTileSize (bytes; 0 stands for 0x1000000), 8 nConventionalTiles (-p is p percent of the tiles), 16 nMaxTileViews.
 /// Returns 1, or -13 at the first value below -100 (nTileSize: below 0); what stood before it stays stored.
 RV_API int32_t R_SetMemoryThresholds(int32_t nReservedMemory, int32_t nMaxConventionalSize, int32_t nTileSize,

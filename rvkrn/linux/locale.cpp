@@ -5,7 +5,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "internal/rvclasses_.h"
+#include "internal/text.h"
+#include "rvkrn/linux/perthread.h"
 
 namespace rv {
 namespace {
@@ -30,6 +31,7 @@ constexpr Category kCategories[] = {{LC_CTYPE, "LC_CTYPE"},
 class ThreadLocale {
     locale_t m_own{};  // the one that this thread was given here; null at first
     Buffer<char> m_name;
+    Buffer<char16_t> m_wideName;
 
     static const char* nameIn(locale_t locale, int nCategory) noexcept {
         if (locale == LC_GLOBAL_LOCALE) return setlocale(nCategory, nullptr);
@@ -83,13 +85,21 @@ public:
         return true;
     }
 
+    const char16_t* wideName(int nCategory) noexcept {
+        const char* pName = name(nCategory);
+        const size_t n = pName ? std::strlen(pName) + 1 : 0;
+        if (!pName || !m_wideName.allocate(n)) return nullptr;
+        wideFromUtf8(pName, n, m_wideName.get());
+        return m_wideName.get();
+    }
+
     ~ThreadLocale() {
         if (!m_own) return;
         if (uselocale(locale_t{}) == m_own) uselocale(LC_GLOBAL_LOCALE);
         freelocale(m_own);
     }
 };
-thread_local ThreadLocale t_locale;
+PerThread<ThreadLocale> g_locale;
 
 bool isCategory(int32_t nCategory) noexcept {
     for (const Category& c : kCategories)
@@ -97,11 +107,23 @@ bool isCategory(int32_t nCategory) noexcept {
     return nCategory == LC_ALL;
 }
 
+// This thread's locale, changed as asked for; null where that can't be done.
+ThreadLocale* settled(int32_t nCategory, const char* pLocale) noexcept {
+    ThreadLocale* p = isCategory(nCategory) ? g_locale.get() : nullptr;
+    return p && (!pLocale || p->set(nCategory, pLocale)) ? p : nullptr;
+}
+
 }  // namespace
 
 const char* sysSetLocale(int32_t nCategory, const char* pLocale) noexcept {
-    if (!isCategory(nCategory) || (pLocale && !t_locale.set(nCategory, pLocale))) return nullptr;
-    return t_locale.name(nCategory);
+    ThreadLocale* p = settled(nCategory, pLocale);
+    return p ? p->name(nCategory) : nullptr;
+}
+const char16_t* sysSetLocaleWide(int32_t nCategory, const char16_t* pLocale) noexcept {
+    const Utf8Text locale(pLocale);
+    if (pLocale && !locale.get()) return nullptr;
+    ThreadLocale* p = settled(nCategory, locale.get());
+    return p ? p->wideName(nCategory) : nullptr;
 }
 
 }  // namespace rv

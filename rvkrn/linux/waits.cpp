@@ -14,6 +14,7 @@
 #include <utility>
 
 #include "rvkrn/linux/named.h"
+#include "rvkrn/linux/perthread.h"
 
 namespace rv {
 namespace {
@@ -66,7 +67,7 @@ public:
     void remove(Mutex& mutex) noexcept;
     ~OwnedMutexes();
 };
-thread_local OwnedMutexes t_owned;
+PerThread<OwnedMutexes> g_owned;
 
 class Mutex final : public NamedObject {
     friend class OwnedMutexes;
@@ -89,22 +90,21 @@ class Mutex final : public NamedObject {
     }
 
 public:
-    explicit Mutex(bool bOwned) noexcept {
-        if (bOwned) wait(0);
-    }
     // Owned only where it was made so and its name could not be kept.
     ~Mutex() override {
-        if (m_nTaken) t_owned.remove(*this);
+        if (m_nTaken) g_owned.get()->remove(*this);
     }
 
     SysWait wait(uint32_t nMilliseconds) noexcept override {
         const auto self = std::this_thread::get_id();
+        OwnedMutexes* pOwned = g_owned.get();
+        if (!pOwned) return SysWait::kFailed;
         Lock lock(m_monitor.mutex);
         const auto isOurs = [&] { return m_owner == std::thread::id{} || m_owner == self; };
         if (!m_monitor.wait(lock, nMilliseconds, isOurs)) return SysWait::kTimedOut;
         if (m_nTaken++ == 0) {
             m_owner = self;
-            t_owned.add(*this);
+            pOwned->add(*this);
         }
         return std::exchange(m_bAbandoned, false) ? SysWait::kAbandoned : SysWait::kSignalled;
     }
@@ -114,7 +114,7 @@ public:
             if (m_owner != std::this_thread::get_id()) return false;
             if (--m_nTaken) return true;
         }
-        t_owned.remove(*this);
+        g_owned.get()->remove(*this);
         giveBack(false);
         return true;
     }
@@ -223,7 +223,12 @@ bool sysEventReset(SysObject& event) noexcept {
 }
 
 SysObject* sysMutexCreate(bool bOwned, const char16_t* pName) noexcept {
-    return NamedObject::openOrMake<Mutex>(pName, [=] { return new (std::nothrow) Mutex(bOwned); });
+    return NamedObject::openOrMake<Mutex>(pName, [=]() -> Mutex* {
+        auto* p = new (std::nothrow) Mutex;
+        if (!p || !bOwned || p->wait(0) == SysWait::kSignalled) return p;
+        delete p;
+        return nullptr;
+    });
 }
 bool sysMutexRelease(SysObject& mutex) noexcept {
     auto* p = dynamic_cast<Mutex*>(&mutex);

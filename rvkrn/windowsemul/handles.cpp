@@ -6,6 +6,23 @@
 #include "internal/rvsystem_.h"
 
 namespace rv {
+namespace {
+
+// A handle to the object that make() gives, null for none. The record comes first: a thread that has started, or a
+// mutex that is owned, can't be taken back by dropping it.
+template <class Make>
+MEMHANDLE* handleTo(Make make) noexcept {
+    MEMHANDLE* h = newHandle(kHandleSystem);
+    SysObject* pObject = h ? make() : nullptr;
+    if (pObject) {
+        h->pBlock = pObject;
+        return h;
+    }
+    std::free(h);
+    return nullptr;
+}
+
+}  // namespace
 
 MEMHANDLE* wrapHandle(void* hOs) noexcept {
     MEMHANDLE* h = R_CreateHandle(hOs);
@@ -44,19 +61,13 @@ RVHANDLE R_WinCreateThread(const void*, size_t uStackSize, THREADSTART pfnStart,
                            uint32_t* pThreadId) noexcept {
     constexpr uint32_t kStackIsReservation = 0x10000;
     if (!pfnStart || (uFlags & ~kStackIsReservation)) return nullptr;
-    // The record comes first: a thread that has started can't be taken back.
-    MEMHANDLE* h = newHandle(kHandleSystem);
-    if (!h) return nullptr;
-    h->pBlock = sysThreadCreate(pfnStart, pArgument, uStackSize, pThreadId);
-    if (h->pBlock) return h;
-    std::free(h);
-    return nullptr;
+    return handleTo([=] { return sysThreadCreate(pfnStart, pArgument, uStackSize, pThreadId); });
 }
 RVHANDLE R_WinCreateEventW(const void*, int32_t bManualReset, int32_t bInitialState, const char16_t* pszName) noexcept {
-    return wrapHandle(sysEventCreate(bManualReset != 0, bInitialState != 0, pszName));
+    return handleTo([=] { return sysEventCreate(bManualReset != 0, bInitialState != 0, pszName); });
 }
 RVHANDLE R_WinCreateMutexW(const void*, int32_t bInitialOwner, const char16_t* pszName) noexcept {
-    return wrapHandle(sysMutexCreate(bInitialOwner != 0, pszName));
+    return handleTo([=] { return sysMutexCreate(bInitialOwner != 0, pszName); });
 }
 
 }  // extern "C"

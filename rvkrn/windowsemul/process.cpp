@@ -1,9 +1,7 @@
 // Critical sections, the clock and the locale of a thread: calls of the process that forward to the platform.
-#include <cstring>
 #include <new>
 
 #include "internal/rvsystem_.h"
-#include "internal/text.h"
 #include "ravokit/objects.h"
 
 namespace rv {
@@ -12,8 +10,6 @@ namespace {
 static_assert(sizeof(CRITICALSECTION) == sizeof(SysLock) && alignof(CRITICALSECTION) == alignof(SysLock));
 
 SysLock& lockOf(CRITICALSECTION* p) noexcept { return *std::launder(reinterpret_cast<SysLock*>(p->storage)); }
-
-thread_local Buffer<char16_t> t_localeName;
 
 }  // namespace
 }  // namespace rv
@@ -33,14 +29,7 @@ uint64_t GetCurrentTime() noexcept { return sysTickCount64(); }
 
 const char* R_Setlocale(int32_t nCategory, const char* pLocale) noexcept { return sysSetLocale(nCategory, pLocale); }
 const char16_t* R_SetlocaleW(int32_t nCategory, const char16_t* pLocale) noexcept {
-    const Utf8Text locale(pLocale);
-    if (pLocale && !locale.get()) return nullptr;
-    const char* pName = sysSetLocale(nCategory, locale.get());
-    if (!pName) return nullptr;
-    const size_t n = std::strlen(pName) + 1;
-    if (!t_localeName.allocate(n)) return nullptr;
-    wideFromUtf8(pName, n, t_localeName.get());
-    return t_localeName.get();
+    return sysSetLocaleWide(nCategory, pLocale);
 }
 
 }  // extern "C"

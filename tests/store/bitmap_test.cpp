@@ -187,13 +187,33 @@ TEST(BitmapAllocate, Thresholds) {
     EXPECT_EQ(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL | BMMEM_NO_DISK), 1);
     EXPECT_FALSE(bm.Flags & BMF_TILED);
     R_FreeBitmap(&bm);
-    // Without tiles the limit is no reason to refuse.
     ASSERT_EQ(R_InitBitmap(&bm, kSize, 100, 41, 8), 1);
+    EXPECT_TRUE(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL | BMMEM_NO_DISK) != 1 || (bm.Flags & BMF_TILED));
+    R_FreeBitmap(&bm);
+    // Without tiles the limit is no reason to refuse.
     EXPECT_EQ(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL | BMMEM_NO_TILED | BMMEM_NO_DISK), 1);
     R_FreeBitmap(&bm);
     EXPECT_EQ(R_SetMemoryThresholds(0, 0x7FFFFFFF, 0, 0, 0, 3), 1);
 
-    MEMORYTHRESHOLDS limit{sizeof limit, UINT64_MAX};
+    // Reserving everything leaves nothing for conventional memory.
+    EXPECT_EQ(R_SetMemoryThresholds(-50, 0, 0, 0, 0, 1), 1);
+    EXPECT_TRUE(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL | BMMEM_NO_DISK) != 1 || (bm.Flags & BMF_TILED));
+    R_FreeBitmap(&bm);
+    EXPECT_EQ(R_SetMemoryThresholds(0, 0, 0, 0, 0, 1), 1);
+
+    // The limit of the process sends what exceeds it to disk, unless that is cut off.
+    MEMORYTHRESHOLDS limit{sizeof limit, 4100};
+    EXPECT_EQ(R_SetGlobalMemoryThresholds(&limit), 1);
+    EXPECT_EQ(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL), 1);
+    EXPECT_EQ(bm.Flags & (BMF_CONVENTIONAL | BMF_DISK), uint32_t(BMF_CONVENTIONAL));
+    R_FreeBitmap(&bm);
+    limit.uMaxConventionalSize = 4099;
+    EXPECT_EQ(R_SetGlobalMemoryThresholds(&limit), 1);
+    EXPECT_TRUE(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL) != 1 || (bm.Flags & BMF_DISK));
+    R_FreeBitmap(&bm);
+    EXPECT_EQ(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL | BMMEM_NO_DISK), 1);
+    R_FreeBitmap(&bm);
+    limit.uMaxConventionalSize = UINT64_MAX;
     EXPECT_EQ(R_SetGlobalMemoryThresholds(&limit), 1);
     EXPECT_EQ(R_IntGetMaximumConventionalMemorySize(0), 43199488u);
     limit.uMaxConventionalSize = uint64_t(-2);

@@ -49,7 +49,7 @@ TEST(CopyRect, InPlaceKeepsLocksAndIdentity) {
     for (const int32_t bits : {1, 8, 12, 24}) {
         Bitmap bm(bits, 40, 20);
         const Bytes data = fillRandom(bm.record, 8);
-        BITMAPRECORD before = bm.record;
+        const BITMAPRECORD before = bm.record;
         bm->nCarriedTag = 4711;
         bm->XResolution = 77;
         ASSERT_EQ(R_SetBitmapExtraData(&bm, 7, 4, "abc"), 1);
@@ -60,7 +60,6 @@ TEST(CopyRect, InPlaceKeepsLocksAndIdentity) {
         EXPECT_EQ(bm->nCarriedTag, 4711u);
         EXPECT_EQ(bm->XResolution, 77);
         EXPECT_GE(bm->ExtraDataSize, 12u);
-        before.Width = 40;
         ASSERT_NO_FATAL_FAILURE(expectRect(data, before, bm.record, 5, 3));
     }
     alignas(BITMAPRECORD) uint8_t bytes[kSize];
@@ -124,6 +123,40 @@ TEST(Copy, WholeBitmapsWithAllTheyCarry) {
     EXPECT_EQ(R_CopyBitmapData(&bm, &bm), 1);
     EXPECT_EQ(R_CopyBitmap2(&out, &bm, kSize, 3), -13);
     EXPECT_FALSE(out.Flags & BMF_ALLOCATED);
+}
+
+TEST(Copy, CarriesThePaintTable) {
+    Bitmap src(8, 6, 6);
+    src->pPaintLUT[5] = 99;
+    src->Flags |= BMF_PAINT_LUT;
+    src->PaintGamma = 150;
+    src->PaintContrast = 3;
+    const auto expectPaint = [](const BITMAPRECORD& bm, const char* how) {
+        EXPECT_EQ(bm.pPaintLUT[5], 99) << how;
+        EXPECT_TRUE(bm.Flags & BMF_PAINT_LUT) << how;
+        EXPECT_EQ(bm.PaintGamma, 150u) << how;
+        EXPECT_EQ(bm.PaintContrast, 3) << how;
+    };
+    Bitmap whole, into, rect;
+    ASSERT_EQ(R_CopyBitmap(&whole, &src, kSize), 1);
+    expectPaint(whole.record, "copy");
+    ASSERT_EQ(R_CopyBitmap2(&into, &src, kSize, BMMEM_CONVENTIONAL), 1);
+    expectPaint(into.record, "copy into");
+    ASSERT_EQ(R_CopyBitmapRect2(&rect, &src, kSize, 1, 1, 3, 3, BMMEM_CONVENTIONAL), 1);
+    expectPaint(rect.record, "rectangle into");
+    ASSERT_EQ(R_TrimBitmap(&src, 1, 1, 3, 3), 1);
+    expectPaint(src.record, "in place");
+}
+
+TEST(Copy, ShortReadsAreFilledUpWithZeros) {
+    Bitmap src(8, 8, 2), dst;
+    fillRandom(src.record, 5);
+    BITMAPDATACALLBACKS c{};
+    c.uStructSize = sizeof c;
+    c.pfnGetRow = [](BITMAPRECORD*, uint8_t* to, int32_t, int32_t, uint32_t, void*) { return to[0] = 7, 1; };
+    ASSERT_EQ(R_SetBitmapDataCallbacks(&src, &c), 1);
+    ASSERT_EQ(R_CopyBitmap(&dst, &src, kSize), 1);
+    EXPECT_EQ(contents(dst.record), (Bytes{7, 0, 0, 0, 0, 0, 0, 0, 7, 0, 0, 0, 0, 0, 0, 0}));
 }
 
 TEST(Copy, DataBetweenRowsOfUnequalLength) {
@@ -210,6 +243,10 @@ TEST(Copy, AsksTheSourcesCallbacks) {
     calls.log.clear();
     EXPECT_EQ(R_TrimBitmap(&src, 0, 0, 3, 3), 1);
     EXPECT_EQ(calls.log, "begin0:3 end0 ");
+    calls.log.clear();
+    ASSERT_EQ(R_SetBitmapDataCallbacks(&src, &c), 1);
+    EXPECT_EQ(R_CopyBitmapRect2(nullptr, &src, kSize, 0, 0, 2, 2, BMMEM_CONVENTIONAL), 1);
+    EXPECT_EQ(calls.log, "begin0:2 end0 ");
 }
 
 TEST(Duplicate, SharesOrOwnsWhatTheFlagsTell) {
@@ -251,7 +288,7 @@ TEST(Fill, EveryDepthTakesTheColour) {
             if (bits <= 8)
                 want = uint64_t(R_GetNearestPaletteIndex(&bm, color));
             else if (bits == 12)
-                want = 0x90u * 4095 / 255;  // gray (0x40 + 5 * 0x80 + 2 * 0xC2) >> 3 is 0x90
+                want = 0x88u * 4095 / 255;  // gray (0x40 + 5 * 0x80 + 2 * 0xC2) >> 3 is 0x88
             else if (bits == 16)
                 want = 0xC0 >> 3 << 10 | 0x80 >> 3 << 5 | 0x40 >> 3;
             else if (bits == 24)

@@ -109,6 +109,13 @@ TEST(Rows, StatusesAndCallbackResults) {
     EXPECT_EQ(R_GetBitmapRow(&bm, row, 1, 4), -99);
     EXPECT_EQ(heardCol, 0);
     EXPECT_EQ(R_PutBitmapRow(&bm, row, 1, 4), 4) << "writes have a callback of their own";
+
+    // Columns of flat memory go straight there.
+    c.pfnPutRow = [](BITMAPRECORD*, const uint8_t*, int32_t, int32_t, uint32_t, void*) { return answer; };
+    ASSERT_EQ(R_SetBitmapDataCallbacks(&bm, &c), 1);
+    const Bytes column(24, 0x5A);
+    EXPECT_EQ(rv::R_PutBitmapCol(&bm, column.data(), 2, 8, false), 1);
+    EXPECT_EQ(pixelAt(bm->pData + bm->BytesPerLine, 24, 2), 0x5A5A5Au);
 }
 
 TEST(Rows, ColumnsEqualPixelByPixel) {

@@ -127,6 +127,9 @@ TEST(RavoSteps, NeighbouringWishesAreOneConversionInAnyOrder) {
     EXPECT_EQ(convert({{"--bits", "12"}})->Order, ORDER_GRAY);
     EXPECT_EQ(convert({{"--bits", "24"}, {"--order", "bgr"}})->Order, ORDER_BGR);
 
+    Picture twice = convert({{"--bits", "1"}, {"--bits", "24"}});  // a wish told again is another conversion
+    for (const uint64_t n : pixelsOf(twice)) ASSERT_TRUE(n == 0 || n == 0xFFFFFF);
+
     using Wishes = std::vector<std::pair<const char*, const char*>>;
     for (const Wishes& wishes :
          {Wishes{{"--bits", "24"}, {"--order", "gray"}}, Wishes{{"--bits", "12"}, {"--order", "rgb"}},

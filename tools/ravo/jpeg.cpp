@@ -145,12 +145,11 @@ Picture load(const std::string& path) {
 
     Row row(picture->BytesPerLine);
     JSAMPROW pRow = row.data();
-    Progress progress("loading JPEG");
     const Access lock(picture);
     for (int32_t y = 0; y < nHeight; ++y) {
         file.attempt([&] { jpeg_read_scanlines(&state, &pRow, 1); });
         putRow(picture, row.data(), y);
-        progress.part(y + 1, nHeight);
+        Progress::report(y + 1, nHeight);
     }
     file.attempt([&] { jpeg_finish_decompress(&state); });
     return picture;
@@ -185,11 +184,10 @@ void save(Picture& picture, const std::string& path) {
         if (!state.density_unit) state.X_density = state.Y_density = 1;
         jpeg_start_compress(&state, TRUE);
     });
-    Progress progress("writing JPEG");
     for (int32_t y = 0; y < source.height(); ++y) {
         JSAMPROW pRow = source.row(y);
         file.attempt([&] { jpeg_write_scanlines(&state, &pRow, 1); });
-        progress.part(y + 1, source.height());
+        Progress::report(y + 1, source.height());
     }
     file.attempt([&] { jpeg_finish_compress(&state); });
     if (std::fclose(output.release()) != 0) throw Failure("cannot be written");

@@ -43,7 +43,8 @@ void printHelp() {
     std::printf(
         "\n"
         "Coordinates are those of the picture as seen, from its top left corner. Neighbouring --bits, --order\n"
-        "and --palette are one conversion. An existing OUT is replaced only by a complete one.\n"
+        "and --palette are one conversion; naming one of them again starts the next. An existing OUT is replaced\n"
+        "only by a complete one.\n"
         "\n"
         "Files:\n");
     for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);

@@ -193,7 +193,6 @@ Picture load(const std::string& path) {
 
     // The passes of an interlaced file fill the rows bit by bit, so they take up what the earlier ones left.
     Row row(picture->BytesPerLine);
-    Progress progress("loading PNG");
     const Access lock(picture);
     for (int nPass = 0; nPass < nPasses; ++nPass) {
         for (int32_t y = 0; y < picture->Height; ++y) {
@@ -201,7 +200,7 @@ Picture load(const std::string& path) {
             file.attempt([&] { png_read_row(file.png, row.data(), nullptr); });
             if (nPass == nPasses - 1) clearTail(row.data(), picture->Width, picture->BitsPerPixel, row.size());
             putRow(picture, row.data(), y);
-            progress.part(int64_t(nPass) * picture->Height + y + 1, int64_t(nPasses) * picture->Height);
+            Progress::report(int64_t(nPass) * picture->Height + y + 1, int64_t(nPasses) * picture->Height);
         }
     }
     file.attempt([&] { png_read_end(file.png, nullptr); });
@@ -297,12 +296,11 @@ void save(Picture& picture, const std::string& path) {
         png_write_info(file.png, file.info);
         if (head.nBits == 16) png_set_swap(file.png);
     });
-    Progress progress("writing PNG");
     for (int32_t y = 0; y < source.height(); ++y) {
         uint8_t* pRow = source.row(y);
         if (bUnpremultiply) R_ConvertFromPremultipliedAlpha(form.nBits, pRow, nRowBytes);
         file.attempt([&] { png_write_row(file.png, pRow); });
-        progress.part(y + 1, source.height());
+        Progress::report(y + 1, source.height());
     }
     file.attempt([&] { png_write_end(file.png, file.info); });
     if (std::fclose(output.release()) != 0) throw Failure("cannot be written");

@@ -12,7 +12,7 @@ namespace {
 
 Progress* g_pCurrent = nullptr;
 
-int32_t report(int32_t nPercent, void*) noexcept {
+int32_t hear(int32_t nPercent, void*) noexcept {
     if (g_pCurrent) g_pCurrent->percent(nPercent);
     return 1;
 }
@@ -26,13 +26,17 @@ bool isTerminal() noexcept {
 
 Progress::Progress(std::string label) : m_label(std::move(label)), m_pOuter(std::exchange(g_pCurrent, this)) {
     if (!isTerminal()) return;
-    R_SetStatusCallBack(report, nullptr, nullptr, nullptr);
-    R_SetCopyStatusCallBack(report, nullptr, nullptr, nullptr);
+    R_SetStatusCallBack(hear, nullptr, nullptr, nullptr);
+    R_SetCopyStatusCallBack(hear, nullptr, nullptr, nullptr);
 }
 
 Progress::~Progress() {
     if (m_nShown >= 0) std::fputs("\r\033[K", stderr);
     g_pCurrent = m_pOuter;
+}
+
+void Progress::report(int64_t nDone, int64_t nAll) noexcept {
+    if (g_pCurrent) g_pCurrent->part(nDone, nAll);
 }
 
 void Progress::percent(int32_t nPercent) noexcept {

@@ -21,6 +21,8 @@ public:
     ~Progress();
 
     void percent(int32_t nPercent) noexcept;
+    /// Tells the operation that is under way, if any, how far it has come.
+    static void report(int64_t nDone, int64_t nAll) noexcept;
     void part(int64_t nDone, int64_t nAll) noexcept { percent(nAll > 0 ? int32_t(nDone * 100 / nAll) : 100); }
 };
 

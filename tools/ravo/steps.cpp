@@ -188,7 +188,8 @@ const Step* findStep(const std::string& name) noexcept {
 }
 
 void runStep(Chain& chain, const Step& step, const std::string& argument) {
-    if (!step.bJoins && chain.wanted.any()) convertAsWanted(chain);
+    const bool bRepeats = chain.wanted.steps.find(std::string(step.pName) + " ") != std::string::npos;
+    if (chain.wanted.any() && (!step.bJoins || bRepeats)) convertAsWanted(chain);
     const std::string text = step.pName + (step.pArgument ? " " + argument : std::string());
     try {
         step.run(chain, argument);

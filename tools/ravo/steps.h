@@ -27,7 +27,7 @@ std::span<const Step> steps() noexcept;
 /// Null if there is no step of this name.
 const Step* findStep(const std::string& name) noexcept;
 
-/// Runs a step; before one that doesn't join, what was wished for is converted.
+/// Runs a step; before one that doesn't join, or that is wished for already, what was wished for is converted.
 void runStep(Chain& chain, const Step& step, const std::string& argument);
 
 }  // namespace ravo

@@ -189,13 +189,12 @@ void loadStrips(TIFF* pTiff, const Layout& layout, Picture& picture) {
     if (size_t(std::max<tmsize_t>(TIFFScanlineSize(pTiff), 0)) != layout.rowBytes(layout.nWidth))
         throw Failure("has rows of an unexpected length");
     Row row(picture->BytesPerLine);
-    Progress progress("loading TIFF");
     for (uint32_t y = 0; y < layout.nHeight; ++y) {
         if (TIFFReadScanline(pTiff, row.data(), y, 0) < 0 || g_errorText[0]) failReading();
         toBitmapPixels(row.data(), layout.nWidth, layout);
         clearTail(row.data(), picture->Width, picture->BitsPerPixel, row.size());
         putRow(picture, row.data(), int32_t(y));
-        progress.part(y + 1, layout.nHeight);
+        Progress::report(y + 1, layout.nHeight);
     }
 }
 
@@ -228,7 +227,6 @@ void loadTiles(TIFF* pTiff, const Layout& layout, Picture& picture) {
     Row tile(nTileRow * nTileHeight), row(size_t(nTileWidth) * 8);
     if (size_t(std::max<tmsize_t>(TIFFTileSize(pTiff), 0)) != tile.size())
         throw Failure("has tiles of an unexpected length");
-    Progress progress("loading TIFF");
     for (uint32_t y = 0; y < layout.nHeight; y += nTileHeight) {
         for (uint32_t x = 0; x < layout.nWidth; x += nTileWidth) {
             const tmsize_t nRead =
@@ -244,7 +242,7 @@ void loadTiles(TIFF* pTiff, const Layout& layout, Picture& picture) {
                            "R_PutBitmapRowCol");
             }
         }
-        progress.part(std::min(y + nTileHeight, layout.nHeight), layout.nHeight);
+        Progress::report(std::min(y + nTileHeight, layout.nHeight), layout.nHeight);
     }
 }
 
@@ -375,10 +373,9 @@ void save(Picture& picture, const std::string& path) {
     }
     TIFFSetField(pTiff, TIFFTAG_SOFTWARE, "ravo");
 
-    Progress progress("writing TIFF");
     for (int32_t y = 0; y < source.height(); ++y) {
         if (TIFFWriteScanline(pTiff, source.row(y), uint32_t(y), 0) < 0) failWriting();
-        progress.part(y + 1, source.height());
+        Progress::report(y + 1, source.height());
     }
     if (!TIFFFlush(pTiff) || g_errorText[0]) failWriting();
 }

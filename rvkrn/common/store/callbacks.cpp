@@ -59,8 +59,9 @@ int32_t R_IntBeginCopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, int32_t bFl
     fresh.uStructSize = sizeof fresh;
     const int32_t nStatus = pSrc->pCallbacks->pfnBeginCopy(pSrc, bFlag, &info, &fresh, pSrc->pCallbacks->pUserData);
     if (nStatus != 1 && nStatus != 2) return nStatus;
+    if (nStatus == 2) return 1;
     *puMemoryFlags = info.uMemoryFlags;
-    return nStatus == 1 ? R_SetBitmapDataCallbacks(pDst, &fresh) : 1;
+    return R_SetBitmapDataCallbacks(pDst, &fresh);
 }
 
 int32_t R_IntEndCopyBitmap(BITMAPRECORD* pBitmap, int32_t bFlag) noexcept {

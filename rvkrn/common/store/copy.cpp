@@ -40,16 +40,20 @@ int32_t copyRows(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
     return 1;
 }
 
-// A new bitmap like src with storage of the flags asked for.
+// A new bitmap like src with storage of the flags asked for; bReplace when it will take the place of src.
 int32_t duplicateInto(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize, int32_t nWidth, int32_t nHeight,
-                      uint32_t uMemoryFlags) noexcept {
+                      uint32_t uMemoryFlags, bool bReplace) noexcept {
     int32_t nStatus =
         R_DupBitmapNewDim(&dst, &src, uStructSize, nWidth, nHeight, src.BitsPerPixel, kDuplicateBelongings);
     if (nStatus != 1) return nStatus;
-    nStatus = R_IntBeginCopyBitmap(&dst, &src, 1, &uMemoryFlags);
+    nStatus = R_IntBeginCopyBitmap(&dst, &src, !bReplace, &uMemoryFlags);
     if (nStatus == 1) {
-        R_IntEndCopyBitmap(&src, 1);
+        if (!bReplace) R_IntEndCopyBitmap(&src, 1);
         nStatus = R_AllocateBitmap(&dst, uMemoryFlags);
+    }
+    if (nStatus == 1) {
+        copyPaintTables(dst, src);
+        if (bReplace) nStatus = copyLockCount(dst, src);
     }
     if (nStatus != 1) R_FreeDuplicateBitmap(&dst, kDuplicateBelongings);
     return nStatus;
@@ -105,7 +109,7 @@ int32_t cropRows(BITMAPRECORD& dst, BITMAPRECORD& src, const Crop& crop) noexcep
             copyPixels(src.BitsPerPixel, flatRow(dst, nDstRow), uint32_t(crop.nDstCol), flatRow(src, nSrcRow),
                        uint32_t(crop.nSrcCol), uint32_t(crop.nWidth));
         } else {
-            if (const int32_t n = R_GetBitmapRowCol(&src, from.get(), nSrcRow, nSrcFirst, nSrcBytes); n < 0) return n;
+            if (const int32_t n = readRow(src, from.get(), nSrcRow, nSrcBytes, nSrcFirst); n < 0) return n;
             copyPixels(src.BitsPerPixel, to.get(), uint32_t(nDstPhase), from.get(), uint32_t(nSrcPhase),
                        uint32_t(crop.nWidth));
             if (const int32_t n = R_PutBitmapRowCol(&dst, to.get(), nDstRow, nDstFirst, nDstBytes); n < 0) return n;
@@ -115,10 +119,12 @@ int32_t cropRows(BITMAPRECORD& dst, BITMAPRECORD& src, const Crop& crop) noexcep
     return 1;
 }
 
+constexpr int32_t negated(int32_t n) noexcept { return n == INT32_MIN ? INT32_MAX : -n; }
+
 // The rectangle into a fresh bitmap of its size, with what hangs on the source moved along.
 int32_t cropInto(BITMAPRECORD& dst, BITMAPRECORD& src, int32_t nCol, int32_t nRow, const Crop& crop) noexcept {
-    if (dst.pRgnInfo) attachments().offsetRegion(dst, -nCol, -nRow);
-    if (dst.pOverlays) attachments().offsetOverlays(dst, -nCol, -nRow);
+    if (dst.pRgnInfo) attachments().offsetRegion(dst, negated(nCol), negated(nRow));
+    if (dst.pOverlays) attachments().offsetOverlays(dst, negated(nCol), negated(nRow));
     BitmapLock lockSrc(src);
     if (lockSrc.status() != 1) return lockSrc.status();
     BitmapLock lockDst(dst);
@@ -137,11 +143,10 @@ int32_t copyRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, i
     if (bInPlace) uStructSize = pSrc->uStructSize;
     const uint32_t uDuplicate = bInPlace ? kDuplicateInPlace : kDuplicateAll;
     int32_t nStatus = puMemoryFlags
-                          ? duplicateInto(dst, *pSrc, uStructSize, nWidth, nHeight, *puMemoryFlags)
+                          ? duplicateInto(dst, *pSrc, uStructSize, nWidth, nHeight, *puMemoryFlags, bInPlace)
                           : R_DupBitmapNewDim(&dst, pSrc, uStructSize, nWidth, nHeight, pSrc->BitsPerPixel, uDuplicate);
     if (nStatus != 1) return nStatus;
-    if (bInPlace && puMemoryFlags) nStatus = copyLockCount(dst, *pSrc);
-    if (nStatus == 1) nStatus = cropInto(dst, *pSrc, nCol, nRow, intersect(*pSrc, nCol, nRow, nWidth, nHeight));
+    nStatus = cropInto(dst, *pSrc, nCol, nRow, intersect(*pSrc, nCol, nRow, nWidth, nHeight));
     if (nStatus != 1) {
         releaseAll(dst);
         R_FreeBitmap(&dst);
@@ -182,7 +187,8 @@ int32_t R_CopyBitmap2(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSi
     if (!pDst || !isAllocated(pSrc)) return -13;
     if (pDst == pSrc) return 1;
     if (!isKnownRecordSize(pSrc->uStructSize) || !isKnownRecordSize(uStructSize)) return -789;
-    return copyWhole(*pDst, *pSrc, duplicateInto(*pDst, *pSrc, uStructSize, pSrc->Width, pSrc->Height, uMemoryFlags));
+    return copyWhole(*pDst, *pSrc,
+                     duplicateInto(*pDst, *pSrc, uStructSize, pSrc->Width, pSrc->Height, uMemoryFlags, false));
 }
 
 int32_t R_CopyBitmapRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, int32_t nCol, int32_t nRow,

@@ -1,4 +1,5 @@
 // The duplicate with other dimensions or depth, from which every operation that rebuilds a bitmap starts.
+#include <algorithm>
 #include <cstring>
 
 #include "internal/attachments.h"
@@ -44,27 +45,11 @@ int32_t allocateLike(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noex
 }
 
 int32_t copyPalette(BITMAPRECORD& dst, const BITMAPRECORD& src, bool bDeep) noexcept {
-    if (dst.BitsPerPixel > 8 || !src.pPalette) return 1;
-    dst.nColors = src.nColors;
-    dst.pPalette = bDeep ? newTable(src.pPalette, src.nColors) : src.pPalette;
+    if (dst.BitsPerPixel > 8 || src.BitsPerPixel > 8) return 1;
+    dst.nColors = std::min(src.nColors, 1u << dst.BitsPerPixel);
+    if (!src.pPalette || !dst.nColors) return 1;
+    dst.pPalette = bDeep ? newTable(src.pPalette, dst.nColors) : src.pPalette;
     return dst.pPalette ? 1 : -1;
-}
-
-void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
-    const auto carry = [&] {
-        dst.Flags |= src.Flags & BMF_PAINT_LUT;
-        dst.PaintGamma = src.PaintGamma;
-        dst.PaintIntensity = src.PaintIntensity;
-        dst.PaintContrast = src.PaintContrast;
-    };
-    if (dst.pPaintLUT && src.pPaintLUT) {
-        std::memcpy(dst.pPaintLUT, src.pPaintLUT, 256);
-        carry();
-    }
-    if (hasWideFields(dst) && hasWideFields(src) && dst.pPaintLUT16 && src.pPaintLUT16) {
-        std::memcpy(dst.pPaintLUT16, src.pPaintLUT16, 65536 * sizeof(uint16_t));
-        carry();
-    }
 }
 
 int32_t copyBelongings(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noexcept {
@@ -85,6 +70,24 @@ int32_t copyBelongings(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) no
 }
 
 }  // namespace
+
+void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
+    const auto carry = [&] {
+        dst.Flags |= src.Flags & BMF_PAINT_LUT;
+        dst.PaintGamma = src.PaintGamma;
+        dst.PaintIntensity = src.PaintIntensity;
+        dst.PaintContrast = src.PaintContrast;
+    };
+    if (dst.pPaintLUT && src.pPaintLUT) {
+        std::memcpy(dst.pPaintLUT, src.pPaintLUT, 256);
+        carry();
+    }
+    if (hasWideFields(dst) && hasWideFields(src) && dst.pPaintLUT16 && src.pPaintLUT16) {
+        std::memcpy(dst.pPaintLUT16, src.pPaintLUT16, 65536 * sizeof(uint16_t));
+        carry();
+    }
+}
+
 }  // namespace rv
 
 using namespace rv;

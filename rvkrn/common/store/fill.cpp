@@ -18,12 +18,15 @@ namespace {
 constexpr uint32_t kKindPalette = 1, kKindGray = 4;
 constexpr uint32_t kindOf(COLORREF cr) noexcept { return cr >> 24; }
 
-// A sample of nBits of range, at the place of the bit range that the bitmap displays.
+// A level of nLevelBits at the place of the bit range that the bitmap displays, scaled to fill it. With 0
+// bits it is an index, which is only cut to the range.
 uint32_t inBitRange(const BITMAPRECORD& bm, uint32_t nLevel, int32_t nLevelBits) noexcept {
     const int32_t nHigh = bm.HighBit < 0 ? bm.BitsPerPixel - 1 : std::min(bm.HighBit, bm.BitsPerPixel - 1);
     const int32_t nLow = std::clamp(bm.LowBit, 0, nHigh), nRange = nHigh - nLow + 1;
-    const uint64_t n = nRange < nLevelBits ? uint64_t(nLevel) >> (nLevelBits - nRange) : nLevel;
-    return uint32_t(n << nLow);
+    const uint64_t nMost = (uint64_t(1) << nRange) - 1;
+    if (nLevelBits == 0) return uint32_t((nLevel & nMost) << nLow);
+    if (nRange <= nLevelBits) return nLevel >> (nLevelBits - nRange) << nLow;
+    return uint32_t(nLevel * nMost / ((uint64_t(1) << nLevelBits) - 1) << nLow);
 }
 
 // The index that a palette bitmap takes: a palette reference names it, any other colour its nearest entry.

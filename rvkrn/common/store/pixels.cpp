@@ -24,8 +24,8 @@ void mergeBits(uint8_t* p, int nPhase, uint8_t v, int nCount) noexcept {
 // A byte pattern in every byte of a word.
 constexpr uint64_t inEveryByte(int nByte) noexcept { return uint64_t(uint8_t(nByte)) * 0x0101010101010101; }
 
-// dst[i] takes the last 8 - nShift bits of src[i] and the first nShift of src[i + 1]. Words of eight bytes are shifted as
-// a whole, and what crossed from byte to byte is masked away.
+// dst[i] takes the last 8 - nShift bits of src[i] and the first nShift of src[i + 1]. Words of eight bytes are shifted
+// as a whole, and what crossed from byte to byte is masked away.
 RV_CLONES void shiftBytes(uint8_t* __restrict dst, const uint8_t* __restrict src, size_t nBytes, int nShift) noexcept {
     const uint64_t uHigh = inEveryByte(0xFF << nShift), uLow = inEveryByte(0xFF >> (8 - nShift));
     const size_t nWords = nBytes / 8;

@@ -77,8 +77,10 @@ int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nC
                        bool bReverse) noexcept {
     BITMAPRECORD& bm = *pBitmap;
     traceLockCount("R_PutBitmapCol", bm.nLockCount, bm.nLockCount >= 1, true);
+    // Columns of flat memory don't ask the row callbacks.
+    const bool bFlat = isFlat(bm);
     return visitDepth(bm.BitsPerPixel, [&](auto bits) {
-        if (!flatRow(bm, 0)) return putColumnByRows<bits>(bm, pBuffer, nCol, nRows, bReverse);
+        if (!bFlat) return putColumnByRows<bits>(bm, pBuffer, nCol, nRows, bReverse);
         putFlatColumn<bits>(bm, pBuffer, nCol, nRows, bReverse);
         return 1;
     });
@@ -89,7 +91,7 @@ int32_t putRowSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, cons
     uint8_t* pFlat = flatRow(bm, nRow);
     uint8_t* pTo = pFlat ? pFlat : pScratch;
     if (!pFlat) {
-        if (const int32_t n = R_GetBitmapRow(&bm, pTo, nRow, bm.BytesPerLine); n < 0) return n;
+        if (const int32_t n = readRow(bm, pTo, nRow, bm.BytesPerLine); n < 0) return n;
     }
     for (uint32_t i = 0; i + 1 < nWords; i += 2)
         if (pWords[i] < pWords[i + 1])
