@@ -4,6 +4,7 @@
 #include <cstdint>
 
 #include "internal/handles.h"
+#include "internal/pixels.h"
 #include "ravokit/palette.h"
 
 namespace rv {
@@ -12,11 +13,6 @@ constexpr uint32_t kMostColors = 256;
 
 constexpr COLORREF plainColor(const RGBQUAD& q) noexcept {
     return COLORREF(q.rgbRed) | COLORREF(q.rgbGreen) << 8 | COLORREF(q.rgbBlue) << 16;
-}
-
-// Where a colour becomes grey, at 8 or at 16 bits a sample.
-constexpr uint32_t grayOf(uint32_t nBlue, uint32_t nGreen, uint32_t nRed) noexcept {
-    return (nBlue + 5 * nGreen + 2 * (nRed + 2)) >> 3;
 }
 
 // A cleared table as bitmaps own them. It always has room for 256 entries, so that a pixel past nColors reads black
@@ -33,14 +29,15 @@ void fillGrayRamp(RGBQUAD* pEntries, uint32_t nCount) noexcept;
 // ---- nearest entry -----------------------------------------------------------------------------------------------
 
 // The least squared distance in a table of four-byte entries, whose fourth byte is not consulted, and the first and the
-// last entry at that distance. The wanted channels stand in the entries' order.
+// last entry at that distance. The wanted channels stand in the entries' order; they may lie outside 0 to 255, and the
+// distance is modulo 2^32.
 struct Nearest {
     uint32_t nDistance;
     uint32_t nFirst, nLast;
 };
-using NearestFn = Nearest (*)(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept;
+using NearestFn = Nearest (*)(const uint8_t* pEntries, uint32_t nCount, int32_t c0, int32_t c1, int32_t c2) noexcept;
 
-Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept;
+Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, int32_t c0, int32_t c1, int32_t c2) noexcept;
 // The fastest form that this processor has; the same results.
 NearestFn bestNearest() noexcept;
 

@@ -22,6 +22,11 @@ constexpr int64_t columnByte(int64_t nCol, int32_t nBits) noexcept {
     return nCol >= 0 ? nCol * nBits / 8 : -((-nCol * nBits + 7) / 8);
 }
 
+// Where a colour becomes grey, at 8 or at 16 bits a sample.
+constexpr uint32_t grayOf(uint32_t nBlue, uint32_t nGreen, uint32_t nRed) noexcept {
+    return (nBlue + 5 * nGreen + 2 * (nRed + 2)) >> 3;
+}
+
 template <class T>
 T loadLittle(const uint8_t* p) noexcept {
     T v;

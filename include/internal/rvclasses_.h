@@ -96,10 +96,11 @@ class LazyLock {
 
 public:
     void lock() noexcept {
-        if (!m_bReady.load(std::memory_order_acquire)) prepare();
+        if (!isReady()) prepare();
         sysLockEnter(m_lock);
     }
     void unlock() noexcept { sysLockLeave(m_lock); }
+    bool isReady() const noexcept { return m_bReady.load(std::memory_order_acquire); }
 };
 
 }  // namespace rv

@@ -22,8 +22,10 @@ RV_API int32_t R_AllocThreadData(uint32_t uFlags) RV_NOEXCEPT;
 /// Slots of R_TlsAlloc.
 enum { TLS_SLOTS = 1024 };
 
-/// Takes a process-wide slot, in which each thread keeps a value of its own, 0 at first. Slots that were freed are
-/// handed out again only after all have been handed out once. Returns the slot, or -1 (all ones) when none is free.
+/// Takes a process-wide slot, in which each thread keeps a value of its own. It is 0 at first, but a slot that was in
+/// use before still has, in threads other than the one that freed it, what they left there. Slots that were freed are
+/// handed out again only after all have been handed out once, save the highest, which comes next. Returns the slot, or
+/// -1 (all ones) when none is free.
 RV_API uint32_t R_TlsAlloc(void) RV_NOEXCEPT;
 /// Frees a slot and clears the value of the calling thread; the values of other threads stay behind, and what they
 /// point to is their owner's business. Returns 1, or 0 for a slot that is not in use.
@@ -169,7 +171,8 @@ RV_RECORD_SIZE(VERSIONINFO, 112, 112);
 /// Tells the version and the build. Returns 1, or: -13 null, -789 unknown size.
 RV_API int32_t R_VersionInfo(VERSIONINFO* pInfo, uint32_t uStructSize) RV_NOEXCEPT;
 
-/// The machine as R_GetSystemInfo tells it.
+/// The machine as R_GetSystemInfo tells it. This is the library's own short record, of the same size in both data
+/// models: the system's would change with the platform, and callers of a bitmap library need no more of it.
 typedef struct SYSTEMINFO {
     uint32_t nProcessorArchitecture;  ///< 9 x86-64, 0 x86, 12 64-bit ARM, 5 32-bit ARM, 65535 any other
     uint32_t nPageSize;               ///< bytes

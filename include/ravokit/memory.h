@@ -35,9 +35,10 @@ RV_API void* R_KrnLocalAlloc(uint32_t nSize, int32_t bClear) RV_NOEXCEPT;
 RV_API void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t nLine, const char* pFile) RV_NOEXCEPT;
 RV_API void* R_GlobalAllocInit(uint32_t nCount, uint32_t nSize, int32_t nLine, const char* pFile) RV_NOEXCEPT;
 /// Resizes a block by the handle in the word before p; grown bytes are cleared. Null when memory is short. Without a
-/// valid handle there the result is a fresh block of 66 bytes, whatever was asked for.
+/// valid handle there, or for a null p, the result is a fresh block of 66 bytes, whatever was asked for.
 RV_API void* R_GlobalRealloc(void* p, uint32_t nNewSize) RV_NOEXCEPT;
-/// Frees block and handle if the word before p holds a valid handle, else does nothing. p must not be null. Always 1.
+/// Frees block and handle if the word before p holds a valid handle, else does nothing. p must not be null: the word
+/// before it is read, and if that may be a handle, the one before that too, which holds the mark of a block. Always 1.
 RV_API int32_t R_GlobalFree(void* p) RV_NOEXCEPT;
 RV_API int32_t R_KrnGlobalFree(void* p) RV_NOEXCEPT;
 /// R_GlobalAlloc(nSize, 1), or R_GlobalAllocInit when bClear is not 0.
@@ -65,7 +66,8 @@ RV_API int32_t WinGlobalUnlock(MEMHANDLE* h) RV_NOEXCEPT;
 RV_API int32_t R_OsFreeHandle(MEMHANDLE* h) RV_NOEXCEPT;
 /// Null when h was freed, h when it is no handle of kind 3.
 RV_API MEMHANDLE* WinGlobalFree(MEMHANDLE* h) RV_NOEXCEPT;
-/// The handle in the word before p, or null when there is no valid one.
+/// The handle in the word before p, or null when there is no valid one. Reads both words before p, as R_GlobalFree
+/// does.
 RV_API MEMHANDLE* WinGlobalHandle(const void* p) RV_NOEXCEPT;
 /// Usable bytes; 0 for a bad handle.
 RV_API uint32_t WinGlobalSize(MEMHANDLE* h) RV_NOEXCEPT;

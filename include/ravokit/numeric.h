@@ -5,8 +5,9 @@
 // never null. A function reads its arguments before it writes its result, so a result may be one of the arguments.
 // Predicates return 1 or 0.
 //
-// Integer coordinates wrap around modulo 2^32 where they leave the range. A double becomes an integer by rounding to
-// the nearest, halves away from zero; beyond the range it gives the nearest end of it, and a NaN gives 0.
+// Integer coordinates wrap around modulo 2^32 where they leave the range. A double becomes an integer by adding a half
+// away from zero and dropping the fraction; beyond the range it gives the nearest end of it, and a NaN gives 0. The sum
+// is a double too: 0.49999999999999994, the last below a half, gives 1.
 #pragma once
 
 #include "types.h"

@@ -51,7 +51,8 @@ RV_API RGBQUAD* R_CreateGrayPalette(int32_t nBitsPerPixel) RV_NOEXCEPT;
 /// caller frees it with R_GlobalFree.
 RV_API RGBQUAD* R_CreateNewPalette(const RGBQUAD* pEntries, uint32_t uCount) RV_NOEXCEPT;
 /// The grey kind of uCount entries (GRAYKIND_); none at all are GRAYKIND_NONE. A ramp steps by 255 / (uCount - 1),
-/// truncated, so that most ramps of R_CreateGrayPalette that have to round are GRAYKIND_UNORDERED.
+/// truncated once, where R_CreateGrayPalette truncates each entry: all its ramps whose step is a fraction, those of
+/// depth 3, 5, 6 and 7, are GRAYKIND_UNORDERED.
 /// Returns the kind, or -13 for a null pPalette.
 RV_API int32_t R_IsGrayScalePalette(const RGBQUAD* pPalette, uint32_t uCount) RV_NOEXCEPT;
 
@@ -59,7 +60,8 @@ RV_API int32_t R_IsGrayScalePalette(const RGBQUAD* pPalette, uint32_t uCount) RV
 
 /// The entry nearest to a colour by the unweighted sum of squares. A colour black or white takes the first or the last
 /// entry at once if that is it. Among equally near entries the last one whose channels rank as the colour's do wins,
-/// and without such the first. An exact entry wins where it is first met. Channels are 0 to 255.
+/// and without such the first. An exact entry wins where it is first met. Channels outside 0 to 255 are taken as they
+/// are, and the sum of squares modulo 2^32.
 /// Returns the index, 0 for a null pPalette, -1 for uCount 0.
 RV_API int32_t R_FindPaletteIndex(const RGBQUAD* pPalette, uint32_t uCount, int32_t nRed, int32_t nGreen,
                                   int32_t nBlue) RV_NOEXCEPT;
@@ -81,14 +83,14 @@ RV_API int32_t R_CreateBitmapFixedPalette(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 RV_API int32_t R_CreateBitmapGrayPalette(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 /// Copies nCount entries from index nIndex on out of the table. Two names of one call. Nothing is written on failure.
 /// Returns 1, or: -2 null bitmap, -789 unknown record size, -13 null pEntries, nCount below 1, depth above 8, or a
-/// range that the table doesn't hold.
+/// range that the table doesn't hold; it holds 256 entries at most, whatever nColors.
 RV_API int32_t R_GetBitmapPaletteEntries(const BITMAPRECORD* pBitmap, int32_t nIndex, int32_t nCount,
                                          RGBQUAD* pEntries) RV_NOEXCEPT;
 RV_API int32_t R_GetBitmapColors(const BITMAPRECORD* pBitmap, int32_t nIndex, int32_t nCount,
                                  RGBQUAD* pEntries) RV_NOEXCEPT;
 /// Copies nCount entries into the table from index nIndex on; a bitmap without table gets a black one of nColors first.
 /// Returns 1, or: -2 null or without storage, -789 unknown record size, -13 negative nIndex or nCount, a range past
-/// nColors, depth above 8, or null pEntries; -1 no memory.
+/// nColors or past 256, depth above 8, or null pEntries; -1 no memory, and then the bitmap has no table.
 RV_API int32_t R_PutBitmapColors(BITMAPRECORD* pBitmap, int32_t nIndex, int32_t nCount,
                                  const RGBQUAD* pEntries) RV_NOEXCEPT;
 /// Replaces the table by a copy of pEntries and sets nColors to uCount. A null pEntries leaves no table, and nColors as
@@ -99,8 +101,8 @@ RV_API int32_t R_SetBitmapNewPalette(BITMAPRECORD* pBitmap, const RGBQUAD* pEntr
 /// Returns 1, or: -13 a bad handle or fewer than 2 entries; -1 no memory, and then the bitmap has no table.
 RV_API int32_t R_SetBitmapPalette(BITMAPRECORD* pBitmap, HPALETTE hPalette) RV_NOEXCEPT;
 /// Gives pBitmapDst a copy of the other's table, or none if that has none. A table that both records point to stays
-/// with the source. Returns 1 (also for one and the same bitmap), or: -13 null, -789 unknown record size, -1 no memory,
-/// and then pBitmapDst has no table.
+/// with the source. Returns 1 (also for one and the same bitmap), or: -13 null, -789 unknown record size, -1 no memory
+/// or an nColors above 256, and then pBitmapDst has no table.
 RV_API int32_t R_CopyBitmapPalette(BITMAPRECORD* pBitmapDst, const BITMAPRECORD* pBitmapSrc) RV_NOEXCEPT;
 /// Compares the first entries, as many as both have, on red, green and blue.
 /// Returns 1 if equal or if there is nothing to compare, else 0; 0 also for a null bitmap or an unknown record size.
@@ -115,13 +117,16 @@ RV_API int32_t R_GetNearestPaletteIndex(const BITMAPRECORD* pBitmap, COLORREF cr
 /// What a colour of pBitmapSrc (which may be null) is called in pBitmapDst. The top byte of crColor is its kind: 1 a
 /// palette index in the low 16 bits, 4 a grey level in the second byte (an index into the lookup table of a grey bitmap
 /// with BMF_USE_LUT), else a plain colour. A destination of at most 8 bits gives kind 1 with the index of
-/// R_GetNearestPaletteIndex, a deeper one a plain colour. Grey levels to a grey destination stay as they are, or with a
-/// lookup table in use become kind 1 with the index of the nearest table entry.
+/// R_GetNearestPaletteIndex. A deeper one gets palette indices as the plain colour of the source's entry, or black
+/// without one, grey levels as a plain grey, and any other colour as given, top byte and all. Grey levels to a grey
+/// destination stay as they are, or with a lookup table in use become kind 1 with the index of the nearest table entry.
 /// A null or bad pBitmapDst gives crColor back; a bad pBitmapSrc counts as none.
 RV_API COLORREF R_TranslateBitmapColor(const BITMAPRECORD* pBitmapDst, const BITMAPRECORD* pBitmapSrc,
                                        COLORREF crColor) RV_NOEXCEPT;
-/// The plain colour behind a colour of the bitmap: table entries and grey levels are looked up. 0 for a null or bad
-/// record.
+/// The plain colour behind a colour of the bitmap: what R_TranslateBitmapColor makes of it for the bitmap itself, then
+/// looked up. Kind 1 is looked up in the table of a bitmap of at most 8 bits; kind 4, at 9 to 16 bits, in pLUT, or past
+/// its end in pLUT16, whose high bytes count. What no table answers comes back as translated, and may be a reference
+/// still. 0 for a null or bad record.
 RV_API COLORREF R_GetTrueColorValue(const BITMAPRECORD* pBitmap, COLORREF crColor) RV_NOEXCEPT;
 
 // ---- logical palettes --------------------------------------------------------------------------------------------

@@ -21,8 +21,7 @@ constexpr size_t kAlignment = 64;
 uint8_t* mapLarge(uint64_t nSize) noexcept {
     // One huge page more than needed, so that the block can start on a huge page; the rest is given back.
     const uint64_t nAll = nSize + kHugePage;
-    if (nAll > PTRDIFF_MAX) return nullptr;
-    void* p = mmap(nullptr, size_t(nAll), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    void* p = mmap(nullptr, size_t(nAll), PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     if (p == MAP_FAILED) return nullptr;
     auto* pAll = static_cast<uint8_t*>(p);
     const size_t nFront = size_t(-reinterpret_cast<uintptr_t>(pAll) & (kHugePage - 1));
@@ -37,6 +36,7 @@ uint8_t* mapLarge(uint64_t nSize) noexcept {
 }  // namespace
 
 SysMemory* sysMemoryCreate(uint64_t nSize) noexcept {
+    if (nSize > PTRDIFF_MAX - kHugePage) return nullptr;
     auto* pMemory = new (std::nothrow) SysMemory;
     if (!pMemory) return nullptr;
     pMemory->nSize = nSize;

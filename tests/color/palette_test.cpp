@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
 #include <vector>
 
 #include "ravokit/memory.h"
 #include "support/bitmaps.h"
+#include "support/faults.h"
 
 namespace {
 
@@ -43,8 +45,8 @@ int32_t walk(const Table& t, int r, int g, int b) {
     uint32_t nBest = UINT32_MAX;
     int32_t nIndex = -1;
     for (size_t i = 0; i < t.size() && nBest; ++i) {
-        const int dr = t[i].rgbRed - r, dg = t[i].rgbGreen - g, db = t[i].rgbBlue - b;
-        const auto d = uint32_t(dr * dr + dg * dg + db * db);
+        const int64_t dr = int64_t(t[i].rgbRed) - r, dg = int64_t(t[i].rgbGreen) - g, db = int64_t(t[i].rgbBlue) - b;
+        const auto d = uint32_t(uint64_t(dr * dr) + uint64_t(dg * dg) + uint64_t(db * db));
         if (d < nBest || (d == nBest && rank(t[i].rgbRed, t[i].rgbGreen, t[i].rgbBlue) == rank(r, g, b))) {
             nBest = d;
             nIndex = int32_t(i);
@@ -61,6 +63,13 @@ TEST(PaletteSearch, FindsWhatAPlainWalkFinds) {
             for (int k = 0; k < 200; ++k) {
                 int c[3];
                 for (int& v : c) v = k % 2 ? int(random() & 255) : int(random() % 5) * 255 / 4;
+                ASSERT_EQ(R_FindPaletteIndex(table.data(), uint32_t(n), c[0], c[1], c[2]),
+                          walk(table, c[0], c[1], c[2]))
+                    << "n=" << n << " levels=" << nLevels << " rgb=" << c[0] << ',' << c[1] << ',' << c[2];
+                // Channels that are no bytes are not cut to some.
+                constexpr int kOdd[] = {-1, -256, 256, 257, 65536, 65791, -65281, INT32_MAX, INT32_MIN};
+                c[k % 3] = kOdd[random() % std::size(kOdd)];
+                if (k % 4 == 0) c[(k + 1) % 3] = c[(k + 2) % 3] = c[k % 3];
                 ASSERT_EQ(R_FindPaletteIndex(table.data(), uint32_t(n), c[0], c[1], c[2]),
                           walk(table, c[0], c[1], c[2]))
                     << "n=" << n << " levels=" << nLevels << " rgb=" << c[0] << ',' << c[1] << ',' << c[2];
@@ -159,9 +168,12 @@ TEST(Palette, GreyKinds) {
     EXPECT_EQ(kind(greys({255})), GRAYKIND_DESCENDING);
     EXPECT_EQ(kind(greys({9})), GRAYKIND_UNORDERED);
     EXPECT_EQ(kind({rgb(0, 0, 0), rgb(255, 255, 254)}), GRAYKIND_NONE);
-    RGBQUAD* p = R_CreateGrayPalette(0);
-    EXPECT_EQ(R_IsGrayScalePalette(p, 256), GRAYKIND_ASCENDING);
-    R_GlobalFree(p);
+    for (int32_t nBits = 1; nBits <= 8; ++nBits) {
+        RGBQUAD* p = R_CreateGrayPalette(nBits);
+        const bool bWholeSteps = nBits == 1 || nBits == 2 || nBits == 4 || nBits == 8;
+        EXPECT_EQ(R_IsGrayScalePalette(p, 1u << nBits), bWholeSteps ? GRAYKIND_ASCENDING : GRAYKIND_UNORDERED) << nBits;
+        R_GlobalFree(p);
+    }
 }
 
 TEST(Palette, TranslationTables) {
@@ -387,6 +399,84 @@ TEST_F(PaletteOfBitmap, ColoursInAndOut) {
     EXPECT_EQ(R_GetBitmapColors(&bm, 15, 1, out.data()), 1);  // needs no storage
     bm.BitsPerPixel = 24;
     EXPECT_EQ(R_GetBitmapColors(&bm, 15, 1, out.data()), -13);
+}
+
+// An nColors above 256, which a caller may set, reaches no further than the table does.
+TEST_F(PaletteOfBitmap, MoreColoursThanATableHolds) {
+    const Table in = randomTable(512, 12, 99);
+    Table out(512, rgb(1, 2, 3));
+    for (const bool bTable : {false, true}) {
+        if (bTable) set(bm, Table(in.begin(), in.begin() + 256));
+        bm.nColors = 512;
+        EXPECT_EQ(R_PutBitmapColors(&bm, 250, 7, in.data()), -13);
+        EXPECT_EQ(R_PutBitmapColors(&bm, 256, 1, in.data()), -13);
+        EXPECT_EQ(R_PutBitmapColors(&bm, 0, 512, in.data()), -13);
+        EXPECT_EQ(bm.pPalette != nullptr, bTable);
+        EXPECT_EQ(R_PutBitmapColors(&bm, 250, 6, &in[250]), 1);
+        EXPECT_EQ(std::memcmp(bm.pPalette + 250, &in[250], 6 * sizeof(RGBQUAD)), 0);
+    }
+    EXPECT_EQ(R_GetBitmapColors(&bm, 255, 2, out.data()), -13);
+    EXPECT_EQ(R_GetBitmapColors(&bm, 256, 1, out.data()), -13);
+    EXPECT_EQ(colorOf(out[0]), cr(1, 2, 3));
+    EXPECT_EQ(R_GetBitmapColors(&bm, 0, 256, out.data()), 1);
+    EXPECT_EQ(std::memcmp(out.data(), in.data(), 256 * sizeof(RGBQUAD)), 0);
+    EXPECT_EQ(R_CompareBitmapToPalette(&bm, in.data(), 512), 1);
+    EXPECT_EQ(R_GetTrueColorValue(&bm, ref(255)), colorOf(in[255]));
+    BITMAPRECORD deep = bm;
+    deep.BitsPerPixel = 24;
+    EXPECT_EQ(R_TranslateBitmapColor(&deep, &bm, ref(256)), 0u);  // no such entry: black
+    EXPECT_EQ(R_DupBitmapPalette(&bm), nullptr);
+    EXPECT_EQ(R_GetNearestPaletteIndex(&bm, colorOf(in[7])), 0);
+}
+
+// Fails the first allocation, then the second, until the call gets through. op works on a bitmap that has a table or
+// none; a failed call leaves none, and nothing else.
+TEST_F(PaletteOfBitmap, ShortOfMemory) {
+    if (!faults::available()) GTEST_SKIP() << "allocations can't be refused in this build";
+    const Table in = randomTable(16, 13, 99);
+    set(other, in);
+    const auto run = [&](const char* name, bool bTable, uint32_t nColors, const std::function<int32_t()>& op) {
+        for (int k = 0;; ++k) {
+            ASSERT_LT(k, 10) << name << " never gets through";
+            rv::replaceTable(bm, nullptr);
+            bm.nColors = 32;
+            const long nBlocks = faults::liveBlocks();
+            if (bTable) rv::replaceTable(bm, rv::newTable());
+            faults::FailFromNthAllocation fail(k);
+            const int32_t nStatus = op();
+            fail.stop();
+            EXPECT_EQ(bm.nColors, nColors) << name;
+            if (!fail.fired()) {
+                EXPECT_GT(k, 0) << name << " allocates nothing";
+                EXPECT_EQ(nStatus, 1) << name;
+                EXPECT_NE(bm.pPalette, nullptr) << name;
+                return;
+            }
+            EXPECT_EQ(nStatus, -1) << name << " at allocation " << k;
+            EXPECT_EQ(bm.pPalette, nullptr) << name << " at allocation " << k;
+            EXPECT_EQ(faults::liveBlocks(), nBlocks) << name << " at allocation " << k;
+        }
+    };
+    run("fixed", true, 32, [&] { return R_CreateBitmapFixedPalette(&bm); });
+    run("grey", true, 256, [&] { return R_CreateBitmapGrayPalette(&bm); });
+    run("new", true, 16, [&] { return R_SetBitmapNewPalette(&bm, in.data(), 16); });
+    run("put", false, 32, [&] { return R_PutBitmapColors(&bm, 2, 16, in.data()); });
+    run("copy", true, 16, [&] { return R_CopyBitmapPalette(&bm, &other); });
+    EXPECT_EQ(std::memcmp(other.pPalette, in.data(), sizeof(RGBQUAD) * 16), 0);
+
+    const Table many = randomTable(256, 14, 3);  // a tree of three levels
+    for (int k = 0, bDone = 0; !bDone; ++k) {
+        ASSERT_LT(k, 50);
+        const long nBlocks = faults::liveBlocks();
+        faults::FailFromNthAllocation fail(k);
+        rv::MatchCell* pRoot = rv::buildMatchTable(many.data(), 256);
+        fail.stop();
+        bDone = !fail.fired();
+        EXPECT_EQ(pRoot != nullptr, bool(bDone)) << k;
+        EXPECT_EQ(bool(bDone), k == 1 + 3 + 9) << k;
+        rv::freeMatchTable(pRoot);
+        EXPECT_EQ(faults::liveBlocks(), nBlocks) << k;
+    }
 }
 
 TEST_F(PaletteOfBitmap, ColourReferences) {

@@ -157,10 +157,11 @@ TEST(Cleanup, RegistryServesThreads) {
     EXPECT_EQ(nRan, 4 * 50);
 }
 
-TEST(Cleanup, LazyLockIsMadeOnceAndDiesWithThePass) {
+TEST(Cleanup, LazyLockIsMadeOnceByThreadsAndDiesWithThePass) {
     static rv::LazyLock lock;
     static int nShared;
     for (int nRound = 1; nRound <= 2; ++nRound) {  // after the pass it is made anew
+        EXPECT_FALSE(lock.isReady()) << nRound;
         nShared = 0;
         std::vector<std::thread> threads;
         for (int i = 0; i < 4; ++i)
@@ -173,8 +174,10 @@ TEST(Cleanup, LazyLockIsMadeOnceAndDiesWithThePass) {
             });
         for (std::thread& t : threads) t.join();
         EXPECT_EQ(nShared, 4000) << nRound;
+        EXPECT_TRUE(lock.isReady()) << nRound;
         rv::runCleanupPass();
     }
+    EXPECT_FALSE(lock.isReady());
 }
 
 TEST(CleanupDeathTest, RunsAtExitBeforeStaticObjectsOfBefore) {

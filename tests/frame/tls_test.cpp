@@ -34,6 +34,20 @@ TEST(Tls, ValuesBelongToThreads) {
     EXPECT_EQ(R_TlsSetValue(UINT32_MAX, 1), 0);
 }
 
+// Freeing clears the value of the thread that frees; what another one left is there again once the slot is handed out.
+TEST(Tls, ReusedSlotKeepsWhatAnotherThreadLeft) {
+    const uint32_t uIndex = R_TlsAlloc();
+    ASSERT_EQ(R_TlsSetValue(uIndex, 77), 1);
+    std::thread([uIndex] {
+        EXPECT_EQ(R_TlsSetValue(uIndex, 5), 1);
+        EXPECT_EQ(R_TlsFree(uIndex), 1);
+        EXPECT_EQ(R_TlsAlloc(), uIndex);  // it was the highest
+        EXPECT_EQ(R_TlsGetValue(uIndex), 0u);
+    }).join();
+    EXPECT_EQ(R_TlsGetValue(uIndex), 77u);
+    EXPECT_EQ(R_TlsFree(uIndex), 1);
+}
+
 TEST(Tls, SlotsAreReusedOnlyAfterTheTableHasFilledOnce) {
     std::vector<uint32_t> slots;
     const uint32_t uFirst = R_TlsAlloc();

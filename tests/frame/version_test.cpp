@@ -1,4 +1,6 @@
 #include <gtest/gtest.h>
+#include <langinfo.h>
+#include <locale.h>
 
 #include <cerrno>
 #include <cstring>
@@ -6,6 +8,7 @@
 #include <string>
 
 #include "internal/diagnostics.h"
+#include "internal/rvsystem_.h"
 #include "ravokit/frame.h"
 #include "ravokit/memory.h"
 
@@ -116,6 +119,23 @@ TEST(Diagnostics, TraceSurvivesOddText) {
     rv::Trace("%5000d %s", 1, "\xFF\xFE");
     rv::Trace("%ls", L"\x6F22\x5B57");  // not representable in the C locale
     EXPECT_EQ(errno, 7);
+}
+
+TEST(Diagnostics, LocaleLastsForOnePieceOfCode) {
+    const locale_t before = uselocale(locale_t{});
+    const std::string set = nl_langinfo(CODESET);
+    ASSERT_NE(set, "UTF-8") << "the tests run in the C locale";
+    std::string seen;
+    const auto look = [](void* p) { *static_cast<std::string*>(p) = nl_langinfo(CODESET); };
+    EXPECT_TRUE(rv::sysWithLocale("C.UTF-8", look, &seen));
+    EXPECT_EQ(seen, "UTF-8");
+    EXPECT_EQ(uselocale(locale_t{}), before);
+    EXPECT_EQ(nl_langinfo(CODESET), set);
+
+    seen.clear();
+    EXPECT_FALSE(rv::sysWithLocale("no such language", look, &seen));
+    EXPECT_EQ(seen, "");
+    EXPECT_EQ(uselocale(locale_t{}), before);
 }
 
 }  // namespace

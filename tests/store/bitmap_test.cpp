@@ -1,6 +1,8 @@
 // The record's life: initialising, allocating, locking, handing on, freeing.
 #include <gtest/gtest.h>
 
+#include "internal/rvsystem_.h"
+#include "internal/storage_.h"
 #include "support/bitmaps.h"
 
 using namespace test;
@@ -169,6 +171,21 @@ TEST(BitmapAllocate, FreshStorageIsClearAtEverySize) {
             ASSERT_EQ(nonzero, 0u) << height;
             std::memset(bm->pData, 0xFF, bm->Size);
         }
+    }
+}
+
+// No sum on the way to the system wraps round to a size that it would give.
+TEST(BitmapAllocate, AbsurdSizesAreRefused) {
+    for (const uint64_t n : {UINT64_MAX, UINT64_MAX - 100, UINT64_MAX - (2u << 20), uint64_t(PTRDIFF_MAX)})
+        EXPECT_EQ(rv::sysMemoryCreate(n), nullptr) << n;
+    for (const uint64_t n : {UINT64_MAX, UINT64_MAX - 30, UINT64_MAX - 31, UINT64_MAX - (2u << 20) - 31}) {
+        BITMAPRECORD bm;
+        ASSERT_EQ(R_InitBitmap(&bm, kSize, 10, 10, 24), 1);
+        bm.Size64 = n;
+        EXPECT_EQ(rv::createConventional(bm), -1) << n;
+        EXPECT_EQ(bm.hMemory, nullptr);
+        EXPECT_EQ(R_AllocateBitmap(&bm, BMMEM_NO_TILED | BMMEM_NO_DISK | BMMEM_CONVENTIONAL), -1) << n;
+        EXPECT_FALSE(bm.Flags & BMF_ALLOCATED);
     }
 }
 

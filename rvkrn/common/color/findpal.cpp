@@ -17,19 +17,23 @@
 namespace rv {
 namespace {
 
-uint32_t distance(const uint8_t* p, uint8_t c0, uint8_t c1, uint8_t c2) noexcept {
-    const int32_t d0 = p[0] - c0, d1 = p[1] - c1, d2 = p[2] - c2;
-    return uint32_t(d0 * d0 + d1 * d1 + d2 * d2);
+// Modulo 2^32, which only channels far outside 0 to 255 reach.
+uint32_t distance(const uint8_t* p, int32_t c0, int32_t c1, int32_t c2) noexcept {
+    const uint32_t d0 = p[0] - uint32_t(c0), d1 = p[1] - uint32_t(c1), d2 = p[2] - uint32_t(c2);
+    return d0 * d0 + d1 * d1 + d2 * d2;
 }
+
+bool areBytes(int32_t c0, int32_t c1, int32_t c2) noexcept { return ((c0 | c1 | c2) & ~255) == 0; }
 
 #ifdef RV_X86
 constexpr uint32_t kLanes = 8;
 
-// A distance has 18 bits, so one word holds it above an index: the least word of distance and index is the first of the
-// nearest, that of distance and 255 - index the last. The loads end with the table, so the last two may overlap, which
-// only repeats a word.
-RV_AVX2 Nearest nearestAvx2(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept {
-    if (nCount < kLanes || nCount > kMostColors) return nearestPlain(pEntries, nCount, c0, c1, c2);
+// The distance of bytes has 18 bits, so one word holds it above an index: the least word of distance and index is the
+// first of the nearest, that of distance and 255 - index the last. The loads end with the table, so the last two may
+// overlap, which only repeats a word.
+RV_AVX2 Nearest nearestAvx2(const uint8_t* pEntries, uint32_t nCount, int32_t c0, int32_t c1, int32_t c2) noexcept {
+    if (nCount < kLanes || nCount > kMostColors || !areBytes(c0, c1, c2))
+        return nearestPlain(pEntries, nCount, c0, c1, c2);
     const __m256i mask02 = _mm256_set1_epi32(0x00FF00FF), mask1 = _mm256_set1_epi32(0xFF);
     const __m256i want02 = _mm256_set1_epi32(c2 << 16 | c0), want1 = _mm256_set1_epi32(c1);
     const __m256i lanes = _mm256_setr_epi32(0, 1, 2, 3, 4, 5, 6, 7), top = _mm256_set1_epi32(255);
@@ -63,14 +67,14 @@ int32_t rankClass(int32_t nRed, int32_t nGreen, int32_t nBlue) noexcept {
 
 bool isGray(const RGBQUAD& q, uint8_t v) noexcept { return q.rgbRed == v && q.rgbGreen == v && q.rgbBlue == v; }
 
-int32_t findEntry(const RGBQUAD* pPalette, uint32_t nCount, uint8_t nRed, uint8_t nGreen, uint8_t nBlue,
+int32_t findEntry(const RGBQUAD* pPalette, uint32_t nCount, int32_t nRed, int32_t nGreen, int32_t nBlue,
                   NearestFn nearest) noexcept {
     if (nCount == 0) return -1;
     const uint32_t nEnd = nCount - 1;
     if ((nRed | nGreen | nBlue) == 0) {
         if (isGray(pPalette[0], 0)) return 0;
         if (isGray(pPalette[nEnd], 0)) return int32_t(nEnd);
-    } else if ((nRed & nGreen & nBlue) == 255) {
+    } else if (nRed == 255 && nGreen == 255 && nBlue == 255) {
         if (isGray(pPalette[nEnd], 255)) return int32_t(nEnd);
         if (isGray(pPalette[0], 255)) return 0;
     }
@@ -131,7 +135,7 @@ MatchCell* buildGreens(const RGBQUAD* pPalette, uint32_t nCount, uint8_t nBlue) 
 
 }  // namespace
 
-Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, uint8_t c0, uint8_t c1, uint8_t c2) noexcept {
+Nearest nearestPlain(const uint8_t* pEntries, uint32_t nCount, int32_t c0, int32_t c1, int32_t c2) noexcept {
     Nearest best{UINT32_MAX, 0, 0};
     for (uint32_t i = 0; i < nCount; ++i) {
         const uint32_t d = distance(pEntries + i * 4, c0, c1, c2);
@@ -204,7 +208,7 @@ extern "C" {
 int32_t R_FindPaletteIndex(const RGBQUAD* pPalette, uint32_t uCount, int32_t nRed, int32_t nGreen,
                            int32_t nBlue) noexcept {
     if (!pPalette) return 0;
-    return findEntry(pPalette, uCount, uint8_t(nRed), uint8_t(nGreen), uint8_t(nBlue), bestNearest());
+    return findEntry(pPalette, uCount, nRed, nGreen, nBlue, bestNearest());
 }
 
 uint32_t* R_CreateUserMatchTable(const RGBQUAD* pPalette, uint32_t uCount) noexcept {

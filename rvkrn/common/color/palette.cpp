@@ -20,10 +20,15 @@ bool isPaletted(const BITMAPRECORD& bm) noexcept { return bm.BitsPerPixel <= 8; 
 
 bool sameColor(const RGBQUAD& a, const RGBQUAD& b) noexcept { return plainColor(a) == plainColor(b); }
 
+// The entries that the bitmap's table holds, or would hold if it had one: nColors is the caller's word, and no table
+// has more than 256.
+uint32_t tableRoom(const BITMAPRECORD& bm) noexcept { return std::min(bm.nColors, kMostColors); }
+uint32_t tableCount(const BITMAPRECORD& bm) noexcept { return bm.pPalette ? tableRoom(bm) : 0; }
+
 // The entry that a reference's low 16 bits name, or null.
 const RGBQUAD* entryOf(const BITMAPRECORD& bm, COLORREF cr) noexcept {
     const uint32_t nIndex = cr & 0xFFFF;
-    return isPaletted(bm) && bm.pPalette && nIndex < bm.nColors ? bm.pPalette + nIndex : nullptr;
+    return isPaletted(bm) && nIndex < tableCount(bm) ? bm.pPalette + nIndex : nullptr;
 }
 
 // A plain colour as the destination has it.
@@ -38,8 +43,8 @@ COLORREF grayTo(const BITMAPRECORD& dst, COLORREF cr) noexcept {
     return paletteRef(uint32_t(R_FindPaletteIndex(dst.pLUT, nEntries, cr & 255, cr >> 8 & 255, cr >> 16 & 255)));
 }
 
-bool isTableRange(int32_t nIndex, int32_t nCount, uint32_t nColors) noexcept {
-    return nIndex >= 0 && nCount >= 0 && int64_t(nIndex) + nCount <= int64_t(nColors);
+bool isTableRange(int32_t nIndex, int32_t nCount, uint32_t nEntries) noexcept {
+    return nIndex >= 0 && nCount >= 0 && int64_t(nIndex) + nCount <= int64_t(nEntries);
 }
 
 }  // namespace
@@ -52,9 +57,8 @@ extern "C" {
 int32_t R_GetBitmapColors(const BITMAPRECORD* pBitmap, int32_t nIndex, int32_t nCount, RGBQUAD* pEntries) noexcept {
     if (!pBitmap) return -2;                                    // Invalid image
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
-    if (!pEntries || nCount == 0 || !isPaletted(*pBitmap) || !pBitmap->pPalette)
+    if (!pEntries || nCount == 0 || !isPaletted(*pBitmap) || !isTableRange(nIndex, nCount, tableCount(*pBitmap)))
         return -13;  // Invalid parameter passed
-    if (!isTableRange(nIndex, nCount, pBitmap->nColors)) return -13;
     std::memcpy(pEntries, pBitmap->pPalette + nIndex, size_t(nCount) * sizeof(RGBQUAD));
     return 1;
 }
@@ -67,11 +71,9 @@ int32_t R_GetBitmapPaletteEntries(const BITMAPRECORD* pBitmap, int32_t nIndex, i
 int32_t R_PutBitmapColors(BITMAPRECORD* pBitmap, int32_t nIndex, int32_t nCount, const RGBQUAD* pEntries) noexcept {
     if (!isAllocated(pBitmap)) return -2;                       // Invalid image
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
-    if (!isTableRange(nIndex, nCount, pBitmap->nColors) || !isPaletted(*pBitmap) || !pEntries) return -13;
-    if (!pBitmap->pPalette) {
-        if (pBitmap->nColors > kMostColors) return -13;    // Invalid parameter passed
-        if (!(pBitmap->pPalette = newTable())) return -1;  // Not enough memory available
-    }
+    if (!isTableRange(nIndex, nCount, tableRoom(*pBitmap)) || !isPaletted(*pBitmap) || !pEntries)
+        return -13;                                                          // Invalid parameter passed
+    if (!pBitmap->pPalette && !(pBitmap->pPalette = newTable())) return -1;  // Not enough memory available
     std::memmove(pBitmap->pPalette + nIndex, pEntries, size_t(nCount) * sizeof(RGBQUAD));
     return 1;
 }
@@ -108,7 +110,7 @@ int32_t R_CopyBitmapPalette(BITMAPRECORD* pBitmapDst, const BITMAPRECORD* pBitma
 
 int32_t R_CompareBitmapToPalette(const BITMAPRECORD* pBitmap, const RGBQUAD* pPalette, uint32_t uCount) noexcept {
     if (!isRecord(pBitmap)) return 0;
-    const uint32_t n = pBitmap->pPalette ? std::min(uCount, pBitmap->nColors) : 0;
+    const uint32_t n = std::min(uCount, tableCount(*pBitmap));
     if (n == 0) return 1;
     return pPalette && std::equal(pPalette, pPalette + n, pBitmap->pPalette, sameColor);
 }

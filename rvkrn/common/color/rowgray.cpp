@@ -10,7 +10,7 @@ namespace {
 
 template <bool RedFirst>
 uint32_t grayOf(const uint8_t* s) noexcept {
-    return (uint32_t(s[RedFirst ? 2 : 0]) + s[1] * 5u + (s[RedFirst ? 0 : 2] + 2u) * 2) >> 3;
+    return rv::grayOf(s[RedFirst ? 2 : 0], s[1], s[RedFirst ? 0 : 2]);
 }
 
 template <size_t SrcBytes, bool RedFirst>

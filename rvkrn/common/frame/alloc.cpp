@@ -1,4 +1,5 @@
 // Memory services: the plain heap, blocks with a back-pointer, movable-memory handles, and the closer of all handles.
+// All allocators are the generic form of three kinds.
 //
 // A block of kind 3 opens with a header of kBlockHeader bytes, whose last word is the address of the block's handle. So
 // the word before any data pointer tells whether it is such a block, and the data keeps the alignment of malloc. A mark
@@ -7,6 +8,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "internal/alloc.h"
 #include "internal/attachments.h"
 #include "internal/handles.h"
 #include "internal/rvsystem_.h"
@@ -18,14 +20,12 @@ namespace {
 constexpr size_t kBlockHeader = alignof(std::max_align_t);
 static_assert(kBlockHeader >= 2 * sizeof(uintptr_t), "mark and handle fit the header");
 constexpr uintptr_t kMark = uintptr_t(0x5A3C96E1'7B2D48F0);
-constexpr uint32_t kFlagZeroInit = 0x40, kFlagModify = 0x80, kFlagMovable = 2;
-constexpr uint32_t kOwnFlags = kFlagZeroInit | kFlagMovable;  // 66: where the library allocates for itself
 constexpr uint32_t kInvalidHandleFlags = 32768;
 
 bool isMemory(const MEMHANDLE* h) noexcept { return isHandleOf(h, kHandleMemory); }
 
 uint8_t* dataOf(const MEMHANDLE* h) noexcept {
-    return h->pBlock ? static_cast<uint8_t*>(h->pBlock) + kBlockHeader : nullptr;
+    return h && h->pBlock ? static_cast<uint8_t*>(h->pBlock) + kBlockHeader : nullptr;
 }
 
 // The two words before a pointer, wherever it points.
@@ -34,10 +34,12 @@ struct [[gnu::packed, gnu::may_alias]] BackPointer {
 };
 
 // The handle in the word before p, or null where none stands. p may be any block of the heap: the words are then the
-// heap's own, which checking builds would take for a read outside the block.
+// heap's own, which checking builds would take for a read outside the block. The mark is read only where a handle may
+// stand.
 [[gnu::no_sanitize("address", "thread")]] MEMHANDLE* handleBefore(const void* p) noexcept {
     const BackPointer* pBack = static_cast<const BackPointer*>(p) - 1;
     const uintptr_t uHandle = pBack->uHandle;
+    if (!uHandle || uHandle % alignof(MEMHANDLE)) return nullptr;  // all ones is not aligned
     return (pBack->uMark ^ kMark) == uHandle ? reinterpret_cast<MEMHANDLE*>(uHandle) : nullptr;
 }
 
@@ -46,14 +48,20 @@ void writeBackPointer(MEMHANDLE* h) noexcept {
     reinterpret_cast<BackPointer*>(dataOf(h))[-1] = {uHandle ^ kMark, uHandle};
 }
 
-MEMHANDLE* allocHandle(uint32_t uFlags, uint32_t nSize) noexcept {
+// Blocks of no bytes are blocks all the same.
+void* heapBlock(uint64_t nBytes, bool bClear) noexcept {
+    if (nBytes > PTRDIFF_MAX) return nullptr;
+    if (nBytes == 0) nBytes = 1;
+    return bClear ? std::calloc(1, size_t(nBytes)) : std::malloc(size_t(nBytes));
+}
+void* resizedBlock(void* p, uint64_t nBytes) noexcept {
+    return nBytes > PTRDIFF_MAX ? nullptr : std::realloc(p, nBytes ? size_t(nBytes) : 1);
+}
+
+MEMHANDLE* allocHandle(uint32_t uFlags, uint32_t nSize, bool bClear) noexcept {
     auto* h = newHandle(kHandleMemory);
     if (!h) return nullptr;
-    const uint64_t nBytes = uint64_t(nSize) + kBlockHeader;
-    if (nBytes > PTRDIFF_MAX)
-        h->pBlock = nullptr;
-    else
-        h->pBlock = uFlags & kFlagZeroInit ? std::calloc(1, size_t(nBytes)) : std::malloc(size_t(nBytes));
+    h->pBlock = heapBlock(uint64_t(nSize) + kBlockHeader, bClear || (uFlags & kMemoryZeroInit));
     if (!h->pBlock) {
         std::free(h);
         return nullptr;
@@ -65,17 +73,16 @@ MEMHANDLE* allocHandle(uint32_t uFlags, uint32_t nSize) noexcept {
 }
 
 MEMHANDLE* reallocHandle(MEMHANDLE* h, uint32_t nNewSize, uint32_t uFlags) noexcept {
-    if (!h) return allocHandle(nNewSize, uFlags);  // the arguments are crossed: that is this call's rule
+    if (!h) return allocHandle(nNewSize, uFlags, false);  // the arguments are crossed: that is this call's rule
     if (!isMemory(h)) return nullptr;
-    if (uFlags & kFlagModify) {
-        h->uFlags = uFlags & kFlagMovable;
+    if (uFlags & kMemoryModify) {
+        h->uFlags = uFlags & kMemoryMovable;
         return h;
     }
-    const uint64_t nBytes = uint64_t(nNewSize) + kBlockHeader;
-    void* pBlock = nBytes > PTRDIFF_MAX ? nullptr : std::realloc(h->pBlock, size_t(nBytes));
+    void* pBlock = resizedBlock(h->pBlock, uint64_t(nNewSize) + kBlockHeader);
     if (!pBlock) return nullptr;
     h->pBlock = pBlock;
-    if ((uFlags & kFlagZeroInit) && h->nLocks == 0 && nNewSize > h->nSize)
+    if ((uFlags & kMemoryZeroInit) && h->nLocks == 0 && nNewSize > h->nSize)
         std::memset(dataOf(h) + h->nSize, 0, nNewSize - h->nSize);
     h->nLocks = 0;
     h->nSize = nNewSize;
@@ -88,30 +95,37 @@ void freeMemory(MEMHANDLE* h) noexcept {
     std::free(h);
 }
 
-// The product of two 32-bit sizes; what overflows asks for the largest size, which no heap gives.
-size_t product(uint32_t nCount, uint32_t nSize) noexcept {
-    const uint64_t n = uint64_t(nCount) * nSize;
-    return n > UINT32_MAX || n > PTRDIFF_MAX ? SIZE_MAX : size_t(n);
-}
-
-// Heap blocks of no bytes are blocks all the same.
-void* plainBlock(size_t nBytes, bool bClear) noexcept {
-    if (nBytes == SIZE_MAX) return nullptr;
-    if (nBytes == 0) nBytes = 1;
-    return bClear ? std::calloc(1, nBytes) : std::malloc(nBytes);
-}
-
-void* globalBlock(uint32_t nCount, uint32_t nSize) noexcept {
-    const size_t n = product(nCount, nSize);
-    MEMHANDLE* h = n == SIZE_MAX ? nullptr : allocHandle(kOwnFlags, uint32_t(n));
-    return h ? dataOf(h) : nullptr;
-}
-
 void* nothing(void* p) noexcept { return p; }
 
 PFNCLOSEHANDLE g_pfnCloseOther = nullptr;
 
 }  // namespace
+
+void* MemoryAlloc(MemoryKind uKind, bool bClear, uint32_t uFlags, uint32_t nCount, uint32_t nSize, int32_t,
+                  const char*) noexcept {
+    const uint64_t nBytes = uint64_t(nCount) * nSize;
+    if (nBytes > UINT32_MAX) return nullptr;
+    if (uKind == MemoryKind::kPlain) return heapBlock(nBytes, bClear);
+    MEMHANDLE* h = allocHandle(uFlags, uint32_t(nBytes), bClear);
+    if (uKind == MemoryKind::kHandle) return h;
+    return dataOf(h);
+}
+
+void* MemoryRealloc(MemoryKind uKind, uint32_t uFlags, void* p, uint32_t nNewSize) noexcept {
+    if (uKind == MemoryKind::kPlain) return resizedBlock(p, nNewSize);
+    if (uKind == MemoryKind::kHandle) return reallocHandle(static_cast<MEMHANDLE*>(p), nNewSize, uFlags);
+    return dataOf(reallocHandle(WinGlobalHandle(p), nNewSize, uFlags));
+}
+
+int32_t MemoryFree(MemoryKind uKind, void* p) noexcept {
+    if (uKind == MemoryKind::kPlain) {
+        std::free(p);
+        return 1;
+    }
+    auto* h = uKind == MemoryKind::kHandle ? static_cast<MEMHANDLE*>(p) : handleBefore(p);
+    if (isMemory(h)) freeMemory(h);
+    return 1;
+}
 
 void setCloseHandleEx(PFNCLOSEHANDLE pfn) noexcept { g_pfnCloseOther = pfn; }
 
@@ -154,64 +168,64 @@ using namespace rv;
 
 extern "C" {
 
-void* R_LocalAlloc(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
-    return plainBlock(product(nCount, nSize), false);
+void* R_LocalAlloc(uint32_t nCount, uint32_t nSize, int32_t nLine, const char* pFile) noexcept {
+    return MemoryAlloc(MemoryKind::kPlain, false, 0, nCount, nSize, nLine, pFile);
 }
-void* R_LocalAllocInit(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
-    return plainBlock(product(nCount, nSize), true);
+void* R_LocalAllocInit(uint32_t nCount, uint32_t nSize, int32_t nLine, const char* pFile) noexcept {
+    return MemoryAlloc(MemoryKind::kPlain, true, 0, nCount, nSize, nLine, pFile);
 }
-void* R_LocalRealloc(void* p, uint32_t nNewSize, int32_t nLine, const char* pFile) noexcept {
-    if (!p) return R_LocalAlloc(1, nNewSize, nLine, pFile);
-    const size_t n = product(nNewSize, 1);
-    return n == SIZE_MAX ? nullptr : std::realloc(p, n ? n : 1);
+void* R_LocalRealloc(void* p, uint32_t nNewSize, int32_t, const char*) noexcept {
+    return MemoryRealloc(MemoryKind::kPlain, 0, p, nNewSize);
 }
 void* R_LocalReallocInit(void* p, uint32_t nOldSize, uint32_t nNewSize, int32_t nLine, const char* pFile) noexcept {
-    if (!p || !nOldSize) return R_LocalAllocInit(1, nNewSize, nLine, pFile);
-    auto* pNew = static_cast<uint8_t*>(R_LocalRealloc(p, nNewSize, nLine, pFile));
+    if (!p || !nOldSize) return MemoryAlloc(MemoryKind::kPlain, true, 0, 1, nNewSize, nLine, pFile);
+    auto* pNew = static_cast<uint8_t*>(MemoryRealloc(MemoryKind::kPlain, 0, p, nNewSize));
     if (pNew && nNewSize > nOldSize) std::memset(pNew + nOldSize, 0, nNewSize - nOldSize);
     return pNew;
 }
-void R_LocalFree(void* p) noexcept { std::free(p); }
-void R_KrnLocalFree(void* p) noexcept { std::free(p); }
-void R_FreeBuffer(void* p) noexcept { std::free(p); }
-void* R_KrnLocalAlloc(uint32_t nSize, int32_t bClear) noexcept { return plainBlock(product(nSize, 1), bClear != 0); }
-
-void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
-    return globalBlock(nCount, nSize);
+void R_LocalFree(void* p) noexcept { MemoryFree(MemoryKind::kPlain, p); }
+void R_KrnLocalFree(void* p) noexcept { MemoryFree(MemoryKind::kPlain, p); }
+void R_FreeBuffer(void* p) noexcept { MemoryFree(MemoryKind::kPlain, p); }
+void* R_KrnLocalAlloc(uint32_t nSize, int32_t bClear) noexcept {
+    return MemoryAlloc(MemoryKind::kPlain, bClear != 0, 0, nSize, 1, 0, nullptr);
 }
-void* R_GlobalAllocInit(uint32_t nCount, uint32_t nSize, int32_t, const char*) noexcept {
-    return globalBlock(nCount, nSize);
+
+void* R_GlobalAlloc(uint32_t nCount, uint32_t nSize, int32_t nLine, const char* pFile) noexcept {
+    return MemoryAlloc(MemoryKind::kBlock, false, kMemoryOwn, nCount, nSize, nLine, pFile);  // cleared by its flags
+}
+void* R_GlobalAllocInit(uint32_t nCount, uint32_t nSize, int32_t nLine, const char* pFile) noexcept {
+    return MemoryAlloc(MemoryKind::kBlock, true, kMemoryOwn, nCount, nSize, nLine, pFile);
 }
 void* R_GlobalRealloc(void* p, uint32_t nNewSize) noexcept {
-    MEMHANDLE* h = reallocHandle(WinGlobalHandle(p), nNewSize, kOwnFlags);
-    return h ? dataOf(h) : nullptr;
+    return MemoryRealloc(MemoryKind::kBlock, kMemoryOwn, p, nNewSize);
 }
-int32_t R_GlobalFree(void* p) noexcept {
-    if (MEMHANDLE* h = handleBefore(p); isMemory(h)) freeMemory(h);
-    return 1;
+int32_t R_GlobalFree(void* p) noexcept { return MemoryFree(MemoryKind::kBlock, p); }
+int32_t R_KrnGlobalFree(void* p) noexcept { return MemoryFree(MemoryKind::kBlock, p); }
+void* R_KrnGlobalAlloc(uint32_t nSize, int32_t bClear) noexcept {
+    return MemoryAlloc(MemoryKind::kBlock, bClear != 0, kMemoryOwn, nSize, 1, 0, nullptr);
 }
-int32_t R_KrnGlobalFree(void* p) noexcept { return R_GlobalFree(p); }
-void* R_KrnGlobalAlloc(uint32_t nSize, int32_t) noexcept { return globalBlock(nSize, 1); }  // cleared either way
 
-MEMHANDLE* R_OsAllocHandle(uint32_t uFlags, uint32_t nSize, int32_t, const char*) noexcept {
-    return allocHandle(uFlags, nSize);
+MEMHANDLE* R_OsAllocHandle(uint32_t uFlags, uint32_t nSize, int32_t nLine, const char* pFile) noexcept {
+    return static_cast<MEMHANDLE*>(MemoryAlloc(MemoryKind::kHandle, false, uFlags, 1, nSize, nLine, pFile));
 }
-MEMHANDLE* R_OsAllocHandleInit(uint32_t, uint32_t nSize, int32_t, const char*) noexcept {
-    return allocHandle(kOwnFlags, nSize);
+MEMHANDLE* R_OsAllocHandleInit(uint32_t, uint32_t nSize, int32_t nLine, const char* pFile) noexcept {
+    return static_cast<MEMHANDLE*>(MemoryAlloc(MemoryKind::kHandle, true, kMemoryOwn, 1, nSize, nLine, pFile));
 }
-MEMHANDLE* WinGlobalAlloc(uint32_t uFlags, uint32_t nSize) noexcept { return allocHandle(uFlags, nSize); }
+MEMHANDLE* WinGlobalAlloc(uint32_t uFlags, uint32_t nSize) noexcept {
+    return static_cast<MEMHANDLE*>(MemoryAlloc(MemoryKind::kHandle, false, uFlags, 1, nSize, 0, nullptr));
+}
 MEMHANDLE* R_OsReallocHandle(MEMHANDLE* h, uint32_t nNewSize, uint32_t uFlags) noexcept {
-    return reallocHandle(h, nNewSize, uFlags);
+    return static_cast<MEMHANDLE*>(MemoryRealloc(MemoryKind::kHandle, uFlags, h, nNewSize));
 }
 MEMHANDLE* WinGlobalReAlloc(MEMHANDLE* h, uint32_t nNewSize, uint32_t uFlags) noexcept {
-    return reallocHandle(h, nNewSize, uFlags);
+    return static_cast<MEMHANDLE*>(MemoryRealloc(MemoryKind::kHandle, uFlags, h, nNewSize));
 }
 void* R_OsLockHandle(MEMHANDLE* h) noexcept { return isMemory(h) ? dataOf(h) : nullptr; }
 void* WinGlobalLock(MEMHANDLE* h) noexcept { return R_OsLockHandle(h); }
 int32_t R_OsUnlockHandle(MEMHANDLE*) noexcept { return 1; }
 int32_t WinGlobalUnlock(MEMHANDLE*) noexcept { return 1; }
 int32_t R_OsFreeHandle(MEMHANDLE* h) noexcept {
-    if (isMemory(h)) freeMemory(h);
+    MemoryFree(MemoryKind::kHandle, h);
     return 0;
 }
 MEMHANDLE* WinGlobalFree(MEMHANDLE* h) noexcept {

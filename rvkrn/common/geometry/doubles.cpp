@@ -65,7 +65,9 @@ extern "C" int32_t R_Double_RectHasNaN(const RectD* r) noexcept {
 extern "C" int32_t R_Double_IsNaN(double a) noexcept { return std::isnan(a); }
 extern "C" int32_t R_Double_IsInfinity(double a) noexcept { return !std::isfinite(a); }
 
-// The remainder is what subtracting turn after turn leaves, since each of those differences is exact.
+// The remainder is what subtracting turn after turn leaves, as long as each of those differences is exact: up to 2^56.
+// From there on a turn gets lost in rounding, and in the end none would change the angle at all; the remainder stays
+// exact.
 extern "C" double R_Double_NormalizeAngle(double a) noexcept {
     if (a > 360) {
         a = std::fmod(a, 360);

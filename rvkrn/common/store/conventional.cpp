@@ -9,7 +9,9 @@ namespace rv {
 constexpr uintptr_t kDataAlignment = 32;
 
 int32_t createConventional(BITMAPRECORD& bm) noexcept {
-    SysMemory* pMemory = sysMemoryCreate(dataSize(bm) + kDataAlignment - 1);
+    constexpr uint64_t nSlack = kDataAlignment - 1;
+    const uint64_t nSize = dataSize(bm);
+    SysMemory* pMemory = nSize <= UINT64_MAX - nSlack ? sysMemoryCreate(nSize + nSlack) : nullptr;
     if (!pMemory) return -1;
     MEMHANDLE* h = R_CreateHandle(static_cast<SysObject*>(pMemory));
     if (!h) {
