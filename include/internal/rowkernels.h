@@ -42,8 +42,9 @@ struct GrayKernels {
                             const uint8_t* table) noexcept;
 
     RowKernel gray8From24[2], gray8From32[2];
-    RowKernel gray12From24[2], gray12From32[2];  // g x 4095 / 255; at an odd n the last high nibble stays
-    RowKernel gray16From24[2], gray16From32[2];  // g x 257
+    RowKernel gray12From24[2];                   // g x 4095 / 255; at an odd n the last high nibble stays
+    RowKernel gray12From32[2];                   // g << 4, likewise
+    RowKernel gray16From24[2], gray16From32[2];  // g x 257, and g << 8
     RowKernel gray16To8;                         // the high byte
     Levels gray16To8Cut;                         // (s >> nShift) & uMask, cut to a byte
     Levels gray16To8Scaled;                      // v x 255 / uMask, truncated; uMask is 2^k - 1, k 1 to 8

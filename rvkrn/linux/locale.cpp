@@ -72,11 +72,13 @@ public:
     }
 
     bool set(int nCategory, const char* pLocale) noexcept {
-        const locale_t base = duplocale(uselocale(locale_t{}));
-        if (!base) return false;
-        const locale_t changed = newlocale(nCategory == LC_ALL ? LC_ALL_MASK : 1 << nCategory, pLocale, base);
+        // Nothing of the old locale is wanted where all of it changes, and the system would lose it.
+        const bool bAll = nCategory == LC_ALL;
+        const locale_t base = bAll ? locale_t{} : duplocale(uselocale(locale_t{}));
+        if (!base && !bAll) return false;
+        const locale_t changed = newlocale(bAll ? LC_ALL_MASK : 1 << nCategory, pLocale, base);
         if (!changed) {
-            freelocale(base);
+            if (base) freelocale(base);
             return false;
         }
         uselocale(changed);

@@ -55,7 +55,7 @@ class ConvertReference {
     void keepTop(int high, int low, int limit) {
         kept = std::min(high - low + 1, limit);
         shift = high - kept + 1;
-        mask = (uint64_t(1) << kept) - 1;
+        mask = kept < 64 ? (uint64_t(1) << kept) - 1 : ~uint64_t(0);
     }
 
     void findKeptBits() {

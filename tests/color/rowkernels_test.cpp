@@ -34,11 +34,11 @@ struct Format {
     bool bRedLow;     // red in the first byte, or in the low bits
     uint32_t nGreen;  // bits of green, of 16-bit colours
 };
-constexpr Format kFormats[] = {{"bgr24", 24, false, 0},  {"rgb24", 24, true, 0},   {"bgr32", 32, false, 0},
-                               {"rgb32", 32, true, 0},   {"bgr48", 48, false, 0},  {"rgb48", 48, true, 0},
-                               {"bgr64", 64, false, 0},  {"rgb64", 64, true, 0},   {"rgb555", 16, true, 5},
-                               {"bgr555", 16, false, 5}, {"bgr565", 16, false, 6}, {"gray8", 8, false, 0},
-                               {"gray12", 12, false, 0}, {"gray16", 16, false, 0}};
+constexpr Format kFormats[] = {
+    {"bgr24", 24, false, 0},  {"rgb24", 24, true, 0},   {"bgr32", 32, false, 0},  {"rgb32", 32, true, 0},
+    {"bgr48", 48, false, 0},  {"rgb48", 48, true, 0},   {"bgr64", 64, false, 0},  {"rgb64", 64, true, 0},
+    {"rgb555", 16, true, 5},  {"bgr555", 16, false, 5}, {"bgr565", 16, false, 6}, {"gray8", 8, false, 0},
+    {"gray12", 12, false, 0}, {"gray16", 16, false, 0}, {"top12", 12, false, 0},  {"top16", 16, false, 0}};
 
 const Format& format(const std::string& name) {
     return *std::find_if(std::begin(kFormats), std::end(kFormats), [&](const Format& f) { return name == f.name; });
@@ -66,8 +66,10 @@ void writePixel(const Format& f, uint8_t* row, size_t x, Color p, bool bAlphaBit
         row[x] = uint8_t(gray);
     } else if (name == "gray16") {
         row[x * 2] = row[x * 2 + 1] = uint8_t(gray);
-    } else if (name == "gray12") {
-        const uint32_t v = gray * 4095 / 255;
+    } else if (name == "top16") {
+        row[x * 2] = 0, row[x * 2 + 1] = uint8_t(gray);
+    } else if (name == "gray12" || name == "top12") {
+        const uint32_t v = name == "top12" ? gray * 16 : gray * 4095 / 255;
         uint8_t* q = row + x / 2 * 3;
         if (x % 2) {
             q[1] = uint8_t(q[1] % 16 + v % 16 * 16), q[2] = uint8_t(v / 16);
@@ -158,17 +160,17 @@ TEST(RowKernels, GrayRowsMatchSinglePixels) {
     PAIR("rgb32", "gray8", gray.gray8From32[kRedFirst]);
     PAIR("bgr24", "gray12", gray.gray12From24[kBlueFirst]);
     PAIR("rgb24", "gray12", gray.gray12From24[kRedFirst]);
-    PAIR("bgr32", "gray12", gray.gray12From32[kBlueFirst]);
-    PAIR("rgb32", "gray12", gray.gray12From32[kRedFirst]);
+    PAIR("bgr32", "top12", gray.gray12From32[kBlueFirst]);
+    PAIR("rgb32", "top12", gray.gray12From32[kRedFirst]);
     PAIR("bgr24", "gray16", gray.gray16From24[kBlueFirst]);
     PAIR("rgb24", "gray16", gray.gray16From24[kRedFirst]);
-    PAIR("bgr32", "gray16", gray.gray16From32[kBlueFirst]);
-    PAIR("rgb32", "gray16", gray.gray16From32[kRedFirst]);
+    PAIR("bgr32", "top16", gray.gray16From32[kBlueFirst]);
+    PAIR("rgb32", "top16", gray.gray16From32[kRedFirst]);
 
     // Every level in every colour: grey r = g = b = v is v, and 12 and 16 bits scale it.
-    Bytes levels(256 * 4), got(512);
-    for (size_t v = 0; v < 256; ++v) std::fill_n(levels.begin() + ptrdiff_t(v * 4), 4, uint8_t(v));
-    bestRowKernels().gray.gray12From32[kBlueFirst](levels.data(), got.data(), 256);
+    Bytes levels(256 * 3), got(512);
+    for (size_t v = 0; v < 256; ++v) std::fill_n(levels.begin() + ptrdiff_t(v * 3), 3, uint8_t(v));
+    bestRowKernels().gray.gray12From24[kBlueFirst](levels.data(), got.data(), 256);
     for (uint32_t v = 0; v < 256; ++v) {
         const uint32_t word = got[v / 2 * 3 + v % 2] + got[v / 2 * 3 + v % 2 + 1] * 256u;
         ASSERT_EQ(v % 2 ? word >> 4 : word & 0xFFF, v * 4095 / 255);

@@ -82,6 +82,13 @@ TEST(Text, WhatIsNoCharacter) {
 }
 
 TEST(Text, RandomUnitsKeepToTheirSizes) {
+    // The least that isn't ASCII, at every place of texts longer than two blocks.
+    for (size_t i = 0; i < 40; ++i) {
+        const std::string narrow = std::string(i, '\0') + "\u0080" + std::string(40 - i, '\0');
+        const std::u16string wide = std::u16string(i, u'\0') + u"\u0080" + std::u16string(40 - i, u'\0');
+        EXPECT_EQ(toWide(narrow), wide) << i;
+        EXPECT_EQ(toUtf8(wide), narrow) << i;
+    }
     std::mt19937 random(11);
     for (int nRound = 0; nRound < 2000; ++nRound) {
         // Runs of ASCII, so that blocks begin and end at every place, between units of all kinds.

@@ -243,9 +243,10 @@ class Planner {
         return S == 16 ? a.nOrderSrc == a.nOrderDst : redFirst(a.nOrderSrc) == redFirst(a.nOrderDst);
     }
 
-    // The kernels to grey fill the sample of the destination.
+    // The kernels to grey fill the sample of the destination, those from 32 bits its top eight bits.
     bool addColorKernel() noexcept {
-        const bool bFull = !bGrayDst || D == 0 || (w.target.nBits == uint32_t(D) && w.target.nShift == 0);
+        const uint32_t nGray = S == 32 ? 8 : uint32_t(D);
+        const bool bFull = !bGrayDst || D == 0 || (w.target.nBits == nGray && w.target.nShift == uint32_t(D) - nGray);
         if (!bKernels || !bFull || leavesRomm() || (S == 24 && marksTransparent())) return false;
         w.pfnRow = colorKernel(S, sourceOrder(), D, a.nOrderDst);
         if (!w.pfnRow) return false;

@@ -18,15 +18,22 @@ void gray8(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
     eachPixel<SrcBytes, 1>(src, dst, n, [](const uint8_t* s, uint8_t* d) { *d = uint8_t(grayOf<RedFirst>(s)); });
 }
 
+// Grey from 24 bits fills a deeper sample, grey from 32 bits is its top eight bits: the converter keeps no more there.
+template <size_t SrcBytes, uint32_t Bits>
+constexpr uint32_t deepGray(uint32_t g) noexcept {
+    return SrcBytes == 3 ? g * ((1u << Bits) - 1) / 255 : g << (Bits - 8);
+}
+
 template <size_t SrcBytes, bool RedFirst>
 void gray12(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
-    for (size_t i = 0; i < n; ++i) Pixel<12>::put(dst, i, grayOf<RedFirst>(src + i * SrcBytes) * 4095 / 255);
+    for (size_t i = 0; i < n; ++i) Pixel<12>::put(dst, i, deepGray<SrcBytes, 12>(grayOf<RedFirst>(src + i * SrcBytes)));
 }
 
 template <size_t SrcBytes, bool RedFirst>
 void gray16(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
-    eachPixel<SrcBytes, 2>(src, dst, n,
-                           [](const uint8_t* s, uint8_t* d) { storeLittle(d, uint16_t(grayOf<RedFirst>(s) * 257)); });
+    eachPixel<SrcBytes, 2>(src, dst, n, [](const uint8_t* s, uint8_t* d) {
+        storeLittle(d, uint16_t(deepGray<SrcBytes, 16>(grayOf<RedFirst>(s))));
+    });
 }
 
 void gray16To8(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
@@ -94,11 +101,13 @@ struct Gray8 {
 };
 
 // The 12-bit levels of 16 pixels, eight of them in the low 12 bytes of each half.
+template <size_t SrcBytes>
 RV_AVX2_INLINE __m256i pack12(__m256i g) noexcept {
     static constexpr Bytes32 kPack = bytes32([](int i) { return i % 16 < 12 ? i % 16 / 3 * 4 + i % 16 % 3 : kNone; });
     g = _mm256_permute4x64_epi64(g, 0xD8);
+    __m256i level = _mm256_slli_epi16(g, 4);
     // g x 4095 / 255 is 16g + g / 17, and g x 3856 >> 16 is g / 17 for a byte
-    const __m256i level = _mm256_add_epi16(_mm256_slli_epi16(g, 4), _mm256_mulhi_epu16(g, _mm256_set1_epi16(3856)));
+    if constexpr (SrcBytes == 3) level = _mm256_add_epi16(level, _mm256_mulhi_epu16(g, _mm256_set1_epi16(3856)));
     const __m256i pairs = _mm256_madd_epi16(level, _mm256_set1_epi32(0x10000001));  // first + second x 4096
     return _mm256_shuffle_epi8(pairs, kPack.vector());
 }
@@ -109,9 +118,9 @@ struct Gray12 {
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
         __m256i v[4];
         loadColors<SrcBytes>(s, v);
-        const __m256i p0 = _mm256_permutevar8x32_epi32(pack12(grayWords<RedFirst>(v[0], v[1])),
+        const __m256i p0 = _mm256_permutevar8x32_epi32(pack12<SrcBytes>(grayWords<RedFirst>(v[0], v[1])),
                                                        _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
-        const __m256i p1 = _mm256_permutevar8x32_epi32(pack12(grayWords<RedFirst>(v[2], v[3])),
+        const __m256i p1 = _mm256_permutevar8x32_epi32(pack12<SrcBytes>(grayWords<RedFirst>(v[2], v[3])),
                                                        _mm256_setr_epi32(2, 4, 5, 6, 3, 7, 0, 1));
         store32(d, _mm256_blend_epi32(p0, p1, 0xC0));
         store16(d + 32, _mm256_castsi256_si128(p1));
@@ -124,7 +133,7 @@ struct Gray16 {
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
         __m256i v[4];
         loadColors<SrcBytes>(s, v);
-        const __m256i scale = _mm256_set1_epi16(257);
+        const __m256i scale = _mm256_set1_epi16(SrcBytes == 3 ? 257 : 256);
         const __m256i g0 = _mm256_mullo_epi16(grayWords<RedFirst>(v[0], v[1]), scale);
         const __m256i g1 = _mm256_mullo_epi16(grayWords<RedFirst>(v[2], v[3]), scale);
         store32(d, _mm256_permute4x64_epi64(g0, 0xD8));
