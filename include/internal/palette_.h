@@ -11,6 +11,10 @@ namespace rv {
 
 constexpr uint32_t kMostColors = 256;
 
+// The kind of a colour reference, its top byte; all kinds but these are plain colours.
+constexpr uint32_t kPaletteRef = 0x01, kGrayRef = 0x04;
+constexpr uint32_t kindOf(COLORREF cr) noexcept { return cr >> 24; }
+
 constexpr COLORREF plainColor(const RGBQUAD& q) noexcept {
     return COLORREF(q.rgbRed) | COLORREF(q.rgbGreen) << 8 | COLORREF(q.rgbBlue) << 16;
 }

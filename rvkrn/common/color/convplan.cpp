@@ -97,7 +97,7 @@ class Planner {
     // Pixels that equal crTransparent get uHit, others uMiss. bIndexed: a palette reference is compared with the level.
     void addTransparent(bool bWide, bool bIndexed, uint8_t uHit, uint8_t uMiss) noexcept {
         const COLORREF cr = a.crTransparent;
-        const bool bReference = cr >> 24 == 1;
+        const bool bReference = kindOf(cr) == kPaletteRef;
         w.uAlphaHit = uHit;
         w.uAlphaMiss = uMiss;
         if (!has(a, CONVERT_TRANSPARENT) || (bReference && !bIndexed)) {
@@ -357,7 +357,7 @@ class Planner {
     // By now the levels are scaled, and so is the one that a palette reference names.
     void addScaledTransparent() noexcept {
         addTransparent(true, true, 0, 255);
-        if (!has(a, CONVERT_TRANSPARENT) || a.crTransparent >> 24 != 1) return;
+        if (!has(a, CONVERT_TRANSPARENT) || kindOf(a.crTransparent) != kPaletteRef) return;
         const uint32_t uMask = w.source.mask();
         w.uTransparent = w.uTransparent <= uMask ? w.uTransparent * 65535 / uMask : UINT32_MAX;
     }

@@ -9,9 +9,6 @@
 namespace rv {
 namespace {
 
-constexpr uint32_t kPaletteRef = 0x01, kGrayRef = 0x04;
-
-constexpr uint32_t kindOf(COLORREF cr) noexcept { return cr >> 24; }
 constexpr COLORREF paletteRef(uint32_t nIndex) noexcept { return kPaletteRef << 24 | (nIndex & 0xFFFF); }
 
 bool isRecord(const BITMAPRECORD* pBitmap) noexcept { return pBitmap && isKnownRecordSize(pBitmap->uStructSize); }

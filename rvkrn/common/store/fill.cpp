@@ -5,6 +5,7 @@
 #include "internal/attachments.h"
 #include "internal/bitmap_.h"
 #include "internal/convert_.h"
+#include "internal/palette_.h"
 #include "internal/pixels.h"
 #include "internal/progress.h"
 #include "internal/rowaccess.h"
@@ -14,9 +15,6 @@
 
 namespace rv {
 namespace {
-
-constexpr uint32_t kKindPalette = 1, kKindGray = 4;
-constexpr uint32_t kindOf(COLORREF cr) noexcept { return cr >> 24; }
 
 // A level of nLevelBits at the place of the bit range that the bitmap displays, scaled to fill it. With 0
 // bits it is an index, which is only cut to the range.
@@ -31,11 +29,11 @@ uint32_t inBitRange(const BITMAPRECORD& bm, uint32_t nLevel, int32_t nLevelBits)
 
 // The index that a palette bitmap takes: a palette reference names it, any other colour its nearest entry.
 uint32_t paletteIndex(BITMAPRECORD& bm, COLORREF cr) noexcept {
-    if (kindOf(cr) == kKindPalette) {
+    if (kindOf(cr) == kPaletteRef) {
         if ((cr & 0xFFFF) < bm.nColors) return cr & 0xFFFF;
         cr = 0;  // no such entry: black
     }
-    if (kindOf(cr) == kKindGray) cr = (cr >> 8 & 0xFF) * 0x010101;
+    if (kindOf(cr) == kGrayRef) cr = (cr >> 8 & 0xFF) * 0x010101;
     return uint32_t(R_GetNearestPaletteIndex(&bm, cr));
 }
 
@@ -62,9 +60,9 @@ uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept {
     if (bm.BitsPerPixel <= 8) return paletteIndex(bm, cr);
     const bool bGray = bm.Order == ORDER_GRAY;
     cr = R_TranslateBitmapColor(&bm, &bm, cr);
-    if (bGray && kindOf(cr) == kKindPalette)
+    if (bGray && kindOf(cr) == kPaletteRef)
         return inBitRange(bm, cr & 0xFFFF, 0);                                     // an entry of the window-level table
-    if (bGray && kindOf(cr) == kKindGray) return inBitRange(bm, cr & 0xFFFF, 16);  // a level of 16 bits
+    if (bGray && kindOf(cr) == kGrayRef) return inBitRange(bm, cr & 0xFFFF, 16);  // a level of 16 bits
     uint8_t pixel[8] = {};
     convertedPixel(bm, cr, pixel);
     setAlpha(bm, pixel, uAlpha);
