@@ -308,6 +308,27 @@ TEST(Fill, EveryDepthTakesTheColour) {
         }
 }
 
+TEST(Fill, LargePartsOfABitmapAreFilledToTheirEdges) {
+    // A part of a bitmap that exceeds the caches, at an odd place: rows go past them.
+    Bitmap canvas(24, 4001, 3000);
+    BITMAPRECORD part;
+    ASSERT_EQ(R_CreateBitmap(&part, kSize, BMMEM_USER, 3971, 2990, 24, ORDER_BGR, nullptr, TOP_LEFT,
+                             canvas->pData + 5 * size_t(canvas->BytesPerLine) + 7 * 3, 0),
+              1);
+    part.BytesPerLine = canvas->BytesPerLine;
+    ASSERT_EQ(R_FillBitmap(&part, 0x332211), 1);
+    R_FreeBitmap(&part);
+    Bytes inside(4001 * 3), outside(canvas->BytesPerLine);
+    for (size_t x = 7; x < 7 + 3971; ++x)
+        for (size_t c = 0; c < 3; ++c) inside[x * 3 + c] = uint8_t(0x33 - 0x11 * c);
+    inside.resize(canvas->BytesPerLine);
+    for (int32_t y = 0; y < 3000; ++y) {
+        const uint8_t* row = canvas->pData + size_t(y) * canvas->BytesPerLine;
+        const Bytes& want = y >= 5 && y < 2995 ? inside : outside;
+        ASSERT_EQ(std::memcmp(row, want.data(), want.size()), 0) << y;
+    }
+}
+
 TEST(Fill, GrayRangesAndReferences) {
     Bitmap gray(16, 5, 2, Holding::conventional, ORDER_GRAY);
     gray->LowBit = 2;

@@ -12,12 +12,16 @@ Packed16 packed16(int32_t nOrder) noexcept {
     return nOrder == ORDER_BGR565 ? kBgr565 : nOrder == ORDER_BGR ? kBgr555 : kRgb555;
 }
 
-// The bytes of a colour in the order of the destination; alpha is opaque.
-RGBQUAD orderedEntry(const RGBQUAD& q, ByteOrder order) noexcept {
-    return order == kBlueFirst ? RGBQUAD{q.rgbBlue, q.rgbGreen, q.rgbRed, 255}
-                               : RGBQUAD{q.rgbRed, q.rgbGreen, q.rgbBlue, 255};
+// An entry with its bytes in the order of the destination; alpha is opaque.
+uint32_t entryWord(const RGBQUAD& q, ByteOrder order) noexcept {
+    const auto v = loadLittle<uint32_t>(&q.rgbBlue);
+    return (order == kBlueFirst ? v : (v & 0xFF) << 16 | (v & 0xFF00) | (v >> 16 & 0xFF)) | 0xFF000000;
 }
-uint32_t entryWord(const RGBQUAD& q) noexcept { return loadLittle<uint32_t>(&q.rgbBlue); }
+
+// All entries of a palette of 8 bits. A loop over words: it is run for every row.
+void orderEntries(const RGBQUAD* pFrom, RGBQUAD* pTo, ByteOrder order) noexcept {
+    for (size_t i = 0; i < 256; ++i) storeLittle(&pTo[i].rgbBlue, entryWord(pFrom[i], order));
+}
 
 bool addWhole(RowPlan& plan, Step step) noexcept {
     plan.bWhole = true;
@@ -81,8 +85,8 @@ bool addPaletteKernel(RowPlan& plan, RowWork& w, int32_t nBitsSrc, int32_t nBits
     const ByteOrder order = byteOrder(nOrderDst);
     if ((nBitsDst != 24 && nBitsDst != 32) || (nBitsSrc != 1 && nBitsSrc != 8)) return false;
     if (nBitsSrc == 1) {
-        w.uColor0 = entryWord(orderedEntry(w.pPaletteSrc[0], order));
-        w.uColor1 = entryWord(orderedEntry(w.pPaletteSrc[1], order));
+        w.uColor0 = entryWord(w.pPaletteSrc[0], order);
+        w.uColor1 = entryWord(w.pPaletteSrc[1], order);
         if (nBitsDst == 24)
             return addWhole(plan, [](RowWork& r, size_t n) noexcept {
                 bestRowKernels().palette.bit1To24(r.pSrc, r.pDst, n, r.uColor0, r.uColor1);
@@ -91,7 +95,11 @@ bool addPaletteKernel(RowPlan& plan, RowWork& w, int32_t nBitsSrc, int32_t nBits
             bestRowKernels().palette.bit1To32(r.pSrc, r.pDst, n, r.uColor0, r.uColor1);
         });
     }
-    for (size_t i = 0; i < 256; ++i) w.entries[i] = orderedEntry(w.pPaletteSrc[i], order);
+    if (nBitsDst == 24 && order == kBlueFirst)
+        return addWhole(plan, [](RowWork& r, size_t n) noexcept {
+            bestRowKernels().palette.pal8To24(r.pSrc, r.pDst, n, r.pPaletteSrc);
+        });
+    orderEntries(w.pPaletteSrc, w.entries, order);
     if (nBitsDst == 24)
         return addWhole(plan, [](RowWork& r, size_t n) noexcept {
             bestRowKernels().palette.pal8To24(r.pSrc, r.pDst, n, r.entries);

@@ -43,7 +43,7 @@ bool takesTargetOrder(int32_t nBits, int32_t nOrder, int32_t nBitsSrc) noexcept 
 }
 
 bool isWholeSample(const ConvertArgs& a, int32_t nBits) noexcept {
-    return a.nLowBit < 1 && (a.nHighBit < 0 || a.nHighBit == nBits - 1);
+    return a.nLowBit < 1 && (a.nHighBit < 0 || a.nHighBit == (nBits ? nBits : 8) - 1);
 }
 
 // Settles the flags by the orders and drops a range that is none; false for what can't be converted.
@@ -67,9 +67,27 @@ bool settle(ConvertArgs& a) noexcept {
            takesTargetOrder(a.nBitsDst, a.nOrderDst, a.nBitsSrc);
 }
 
+// The kernel of a pair of formats that no flag, table or order complicates, or null. It is asked before all else: to
+// settle a plan would take as long as some hundred pixels.
+RowKernel pairKernel(const ConvertArgs& a, ConvertLoops loops) noexcept {
+    if (loops != ConvertLoops::best || a.uFlags || a.pLUT16Src || a.nWidth <= 0) return nullptr;
+    const bool bSrc = isOneOf(a.nOrderSrc, ORDER_RGB, ORDER_BGR) || (a.nBitsSrc == 16 && a.nOrderSrc == ORDER_BGR565);
+    const bool bDst = isOneOf(a.nOrderDst, ORDER_RGB, ORDER_BGR) || (a.nBitsDst == 16 && a.nOrderDst == ORDER_BGR565) ||
+                      (a.nOrderDst == ORDER_GRAY && isOneOf(a.nBitsDst, 0, 12, 16));
+    if (bSrc && bDst && (a.nBitsSrc != a.nBitsDst || a.nOrderSrc != a.nOrderDst))
+        return colorKernel(a.nBitsSrc, a.nOrderSrc, a.nBitsDst, a.nOrderDst);
+    if (a.nBitsSrc == 16 && a.nOrderSrc == ORDER_GRAY && a.nBitsDst == 0 && bDst && !a.pPaletteSrc)
+        return bestRowKernels().gray.gray16To8;
+    return nullptr;
+}
+
 }  // namespace
 
 int32_t convertInPlace(ConvertArgs args, uint8_t* pBuffer, ConvertLoops loops) noexcept {
+    if (const RowKernel kernel = pairKernel(args, loops); kernel && pBuffer) {
+        kernel(pBuffer, pBuffer, size_t(args.nWidth));
+        return 1;
+    }
     if (!pBuffer || args.nWidth == 0 || !settle(args)) return -13;  // Invalid parameter passed
     const auto n = size_t(std::max(args.nWidth, 0));
     if (n) {
@@ -91,6 +109,10 @@ int32_t convertInPlace(ConvertArgs args, uint8_t* pBuffer, ConvertLoops loops) n
 }
 
 int32_t convertRow(ConvertArgs args, uint8_t* pDst, const uint8_t* pSrc, ConvertLoops loops) noexcept {
+    if (const RowKernel kernel = pairKernel(args, loops); kernel && pDst && pSrc) {
+        kernel(pSrc, pDst, size_t(args.nWidth));
+        return 1;
+    }
     if (!pDst || !pSrc || args.nWidth == 0 || args.nOrderSrc == ORDER_ROMM || args.nOrderDst == ORDER_ROMM ||
         !settle(args))
         return -13;  // Invalid parameter passed

@@ -9,6 +9,7 @@
 #include "internal/pixels.h"
 #include "internal/progress.h"
 #include "internal/rowaccess.h"
+#include "internal/rowstore.h"
 #include "ravokit/copy.h"
 #include "ravokit/extradata.h"
 #include "ravokit/palette.h"
@@ -61,7 +62,7 @@ uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept {
     const bool bGray = bm.Order == ORDER_GRAY;
     cr = R_TranslateBitmapColor(&bm, &bm, cr);
     if (bGray && kindOf(cr) == kPaletteRef)
-        return inBitRange(bm, cr & 0xFFFF, 0);                                     // an entry of the window-level table
+        return inBitRange(bm, cr & 0xFFFF, 0);                                    // an entry of the window-level table
     if (bGray && kindOf(cr) == kGrayRef) return inBitRange(bm, cr & 0xFFFF, 16);  // a level of 16 bits
     uint8_t pixel[8] = {};
     convertedPixel(bm, cr, pixel);
@@ -82,18 +83,30 @@ void fillRow(const BITMAPRECORD& bm, uint64_t uPixel, uint8_t* pRow) noexcept {
         std::memcpy(pRow + nDone, pRow, std::min(nDone, nBytes - nDone));
 }
 
+// Areas of more bytes than the caches hold are stored past them.
+constexpr uint64_t kStreamedArea = 24u << 20;
+
 // Writes the row over every row of the area, where the clip segments let it.
 int32_t putRows(BITMAPRECORD& bm, const RECT& area, const uint8_t* pRow, uint32_t* pWords, uint8_t* pScratch) noexcept {
     ProgressStepper progress(area.bottom - area.top);
     const bool bTell = bm.Flags & BMF_DISK;
     if (const int32_t n = bTell ? progress.start() : 1; n != 1) return n;
-    for (int32_t y = area.top; y < area.bottom; ++y) {
+    const uint64_t nRowBits = uint64_t(uint32_t(bm.Width)) * uint32_t(bm.BitsPerPixel);
+    const uint64_t nArea = nRowBits / 8 * uint32_t(std::max(area.bottom - area.top, 0));
+    const bool bStream = nArea > kStreamedArea && nRowBits % 8 == 0 && flatRow(bm, 0);
+    int32_t nStatus = 1;
+    for (int32_t y = area.top; y < area.bottom && nStatus == 1; ++y) {
         uint32_t nWords = 0;
-        if (const int32_t n = attachments().clipSegments(bm, y, pWords, &nWords); n != 1) return n;
-        if (const int32_t n = putRowSegments(bm, pRow, y, pWords, nWords, pScratch); n != 1) return n;
-        if (const int32_t n = bTell ? progress.step() : 1; n != 1) return n;
+        nStatus = attachments().clipSegments(bm, y, pWords, &nWords);
+        if (nStatus != 1) break;
+        if (bStream && nWords == 2 && pWords[0] == 0 && pWords[1] == uint32_t(bm.Width))
+            streamRow(flatRow(bm, y), pRow, size_t(nRowBits / 8));
+        else
+            nStatus = putRowSegments(bm, pRow, y, pWords, nWords, pScratch);
+        if (nStatus == 1 && bTell) nStatus = progress.step();
     }
-    return 1;
+    if (bStream) endStream();
+    return nStatus;
 }
 
 // The opening and the frame of both fills; makeRow builds the row.
