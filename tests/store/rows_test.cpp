@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "internal/rowaccess.h"
+#include "internal/rowstore.h"
 #include "support/bitmaps.h"
 
 using namespace test;
@@ -80,6 +81,20 @@ TEST(Rows, RandomReadsAndWritesMatchAModelInEveryHolding) {
             }
             R_ReleaseBitmap(&bm);
             ASSERT_EQ(contents(bm.record), model) << nameOf(holding) << " " << bits;
+        }
+}
+
+TEST(Rows, LongRowsArriveWholeAtEveryAlignment) {
+    const Bytes from = randomBytes(140000, 1);
+    for (const size_t n : {511u, 512u, 513u, 639u, 640u, 12000u, 131072u, 131073u})
+        for (const size_t shift : {0u, 1u, 31u, 32u, 63u}) {
+            for (const auto copy : {rv::copyRow, rv::streamRow}) {
+                Bytes got(n + 128, 0xA5), want = got;
+                copy(got.data() + shift, from.data() + 3, n);
+                rv::endStream();
+                std::memcpy(want.data() + shift, from.data() + 3, n);
+                ASSERT_EQ(got, want) << n << " bytes, shift " << shift;
+            }
         }
 }
 

@@ -1,10 +1,9 @@
 // Row access: the four calls that move bytes between a buffer and the rows of any storage class.
-#include <cstring>
-
 #include "internal/bitmap_.h"
 #include "internal/diagnostics.h"
 #include "internal/pixels.h"
 #include "internal/rowaccess.h"
+#include "internal/rowstore.h"
 
 namespace rv {
 namespace {
@@ -18,9 +17,9 @@ int32_t moveFlat(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int64_t nColumnB
     if (!bm.pData) return -2;
     uint8_t* p = bm.pData + (int64_t(bm.BytesPerLine) * nRow + nColumnByte);
     if constexpr (direction == Direction::get)
-        std::memcpy(pBuffer, p, nBytes);
+        copyRow(pBuffer, p, nBytes);
     else
-        std::memcpy(p, pBuffer, nBytes);
+        copyRow(p, pBuffer, nBytes);
     return int32_t(nBytes);
 }
 
