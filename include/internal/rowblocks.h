@@ -144,7 +144,7 @@ struct alignas(32) Bytes32 {
 };
 constexpr int kNone = 0x80;
 template <class Rule>
-consteval Bytes32 bytes32(Rule rule) {
+constexpr Bytes32 bytes32(Rule rule) {
     Bytes32 v{};
     for (int i = 0; i < 32; ++i) v.b[i] = uint8_t(rule(i));
     return v;
@@ -152,7 +152,7 @@ consteval Bytes32 bytes32(Rule rule) {
 
 // The bytes of eight three-byte pixels, which begin nLow bytes into the low half and nHigh bytes into the high half, as
 // eight dwords with a fourth byte of 0.
-consteval Bytes32 spread24(int nLow, int nHigh, bool bSwap) {
+constexpr Bytes32 spread24(int nLow, int nHigh, bool bSwap) {
     return bytes32([=](int i) {
         const int c = i % 4, nPixel = i / 4 % 4;
         return c == 3 ? kNone : nPixel * 3 + (bSwap ? 2 - c : c) + (i < 16 ? nLow : nHigh);

@@ -14,8 +14,6 @@ namespace ravo {
 
 namespace {
 
-constexpr COLORREF kIndexReference = 0x01000000;
-
 bool isGrayDepth(int32_t nBits) noexcept { return nBits == 12 || nBits == 16 || nBits == 32; }
 
 Palette copyPalette(const RGBQUAD* pEntries, int32_t nBits) {

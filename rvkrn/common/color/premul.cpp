@@ -29,7 +29,7 @@ using namespace avx2;
 
 // Brings bytes of a dword of each pixel to all four words of a pixel: of the two pixels in the low half of the 16
 // bytes, or of the two in the high half. kNone leaves 0.
-consteval Bytes32 toWords(int nLowByte, int nHighByte, bool bHighHalf) {
+constexpr Bytes32 toWords(int nLowByte, int nHighByte, bool bHighHalf) {
     return bytes32([=](int i) {
         const int nByte = i % 2 ? nHighByte : nLowByte;
         return nByte == kNone ? kNone : i % 16 / 8 * 4 + (bHighHalf ? 8 : 0) + nByte;

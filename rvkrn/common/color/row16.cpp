@@ -76,11 +76,11 @@ struct Expand32 {
 // Three planes of 32 pixels as 96 bytes. In thirds a byte stays in its half of the vector, and the places of a plane
 // differ from third to third, so that one shuffle of the plane serves all of them.
 RV_AVX2_INLINE void storePlanes(uint8_t* d, __m256i c0, __m256i c1, __m256i c2) noexcept {
-    const auto places = [](int c) consteval {
+    const auto places = [](int c) constexpr {
         return bytes32([=](int i) { return (16 * ((c + 2 * (i % 16)) % 3) + i % 16) / 3; });
     };
     static constexpr Bytes32 kPlaces[3] = {places(0), places(1), places(2)};
-    const auto isPlane = [](int r) consteval {
+    const auto isPlane = [](int r) constexpr {
         return bytes32([=](int i) { return i % 16 % 3 == r ? 0xFF : 0; });
     };
     static constexpr Bytes32 kResidue[3] = {isPlane(0), isPlane(1), isPlane(2)};

@@ -77,10 +77,10 @@ RV_AVX2_INLINE __m256i broadcast32Bits(const uint8_t* s) noexcept { return _mm25
 template <int DstBytes>
 struct Bit1 {
     static constexpr size_t kPixels = 32, kSrcBytes = 4, kDstBytes = 32 * DstBytes;
-    static consteval Bytes32 byteOf(int nVector) {
+    static constexpr Bytes32 byteOf(int nVector) {
         return bytes32([=](int i) { return (nVector * 32 + i) / DstBytes / 8; });
     }
-    static consteval Bytes32 bitOf(int nVector) {
+    static constexpr Bytes32 bitOf(int nVector) {
         return bytes32([=](int i) { return 0x80 >> ((nVector * 32 + i) / DstBytes % 8); });
     }
     static constexpr Bytes32 kByte[3] = {byteOf(0), byteOf(1), byteOf(2)}, kBit[3] = {bitOf(0), bitOf(1), bitOf(2)};

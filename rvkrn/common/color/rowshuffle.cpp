@@ -71,13 +71,13 @@ using namespace avx2;
 // The first and third byte of each pixel change places. In thirds but one byte comes from a neighbour at each of the
 // two seams inside a group.
 RV_AVX2_INLINE void swapThirds(__m256i (&t)[3]) noexcept {
-    const auto inner = [](int nThird) consteval {
+    const auto inner = [](int nThird) constexpr {
         return bytes32([=](int i) {
             const int at = i % 16 + nThird * 16, from = at + (at % 3 == 0 ? 2 : at % 3 == 2 ? -2 : 0) - nThird * 16;
             return from >= 0 && from < 16 ? from : kNone;
         });
     };
-    const auto single = [](int nTo, int nFrom) consteval {
+    const auto single = [](int nTo, int nFrom) constexpr {
         return bytes32([=](int i) { return i % 16 == nTo ? nFrom : kNone; });
     };
     static constexpr Bytes32 kInner[3] = {inner(0), inner(1), inner(2)};

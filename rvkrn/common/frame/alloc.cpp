@@ -36,7 +36,7 @@ struct [[gnu::packed, gnu::may_alias]] BackPointer {
 // The handle in the word before p, or null where none stands. p may be any block of the heap: the words are then the
 // heap's own, which checking builds would take for a read outside the block. The mark is read only where a handle may
 // stand.
-[[gnu::no_sanitize("address", "thread")]] MEMHANDLE* handleBefore(const void* p) noexcept {
+__attribute__((no_sanitize("address", "thread"))) MEMHANDLE* handleBefore(const void* p) noexcept {
     const BackPointer* pBack = static_cast<const BackPointer*>(p) - 1;
     const uintptr_t uHandle = pBack->uHandle;
     if (!uHandle || uHandle % alignof(MEMHANDLE)) return nullptr;  // all ones is not aligned
