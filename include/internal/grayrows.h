@@ -8,7 +8,8 @@ namespace rv {
 
 // The level v = (sample >> nShift) & uMask of samples of 12 or 16 bits becomes grey of 8, 12 or 16 bits: that of entry
 // v of pLUT16, else of pPalette, at the full scale of the destination, or without a table v x full scale / uMask,
-// truncated. uMask is 2^n - 1. The rows may start at the same byte.
+// truncated, where uMask is less than the full scale, else v cut to the depth; 12 bits to 12 are scaled by any mask.
+// uMask is 2^n - 1 of up to 16 bits. The rows may start at the same byte.
 void grayRow(int32_t nBitsSrc, int32_t nBitsDst, size_t nCount, const RGBQUAD* pPalette, const RGBQUAD64* pLUT16,
              const uint8_t* pSrc, uint8_t* pDst, uint32_t uMask, uint32_t nShift) noexcept;
 

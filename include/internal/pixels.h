@@ -27,6 +27,10 @@ constexpr uint32_t grayOf(uint32_t nBlue, uint32_t nGreen, uint32_t nRed) noexce
     return (nBlue + 5 * nGreen + 2 * (nRed + 2)) >> 3;
 }
 
+// The low 5 or 6 bits as a byte: the top bits again below.
+constexpr uint8_t expand5(uint32_t v) noexcept { return uint8_t((v & 31) << 3 | (v & 31) >> 2); }
+constexpr uint8_t expand6(uint32_t v) noexcept { return uint8_t((v & 63) << 2 | (v & 63) >> 4); }
+
 template <class T>
 T loadLittle(const uint8_t* p) noexcept {
     T v;

@@ -63,7 +63,8 @@ RV_API int32_t R_ConvertBuffer(uint8_t* pBuffer, int32_t nWidth, int32_t nBitsPe
 /// range. nLowBit above nHighBit keeps one bit.
 ///
 /// Grey without a table becomes deeper grey, with no range given, by v x M / m, truncated, with the full scales M and
-/// m.
+/// m. With CONVERT_SRC_BITRANGE m is the full scale of the kept bits; then 32-bit samples round to nearest into depths
+/// 0, 12 and 16, and all other pairs of grey truncate.
 ///
 /// Returns as R_ConvertBuffer, and in the same place as unknown depths: -13 both ranges, or CONVERT_DST_BITRANGE for a
 /// destination that is not grey. CONVERT_SRC_BITRANGE of a source that is not grey is dropped.
@@ -82,9 +83,10 @@ RV_API int32_t R_ConvertBufferExt2(uint8_t* pBuffer, int32_t nWidth, int32_t nBi
 
 /// The same with the colour of CONVERT_TRANSPARENT. A colour of kind 1 names, by its low byte, a palette index of the
 /// source, a level of a grey source with a table (at 12 bits to 64 also without), or a grey of depth 0; pixels of 24
-/// and 48 bits never match it. Any other kind is compared by its three bytes, with the high bytes of wide samples. The
-/// flag changes nothing between depths of 32 and 64, from 16-bit colour, from 16 and 32-bit grey to 64 bits, and from
-/// grey without a table to 32 bits.
+/// and 48 bits never match it. Any other kind is compared by its three bytes, with the high bytes of wide samples. From
+/// depth 0 to 64 bits alpha is the other way round: 65535 where the grey equals the colour, else 0. The flag changes
+/// nothing between depths of 32 and 64, from 16-bit colour, from 16 and 32-bit grey to 64 bits, and from grey without a
+/// table to 32 bits.
 RV_API int32_t R_ConvertBufferExt3(uint8_t* pBuffer, int32_t nWidth, int32_t nBitsPerPixelSrc, int32_t nBitsPerPixelDst,
                                    int32_t nOrderSrc, int32_t nOrderDst, const RGBQUAD* pPaletteSrc,
                                    const RGBQUAD* pPaletteDst, const RGBQUAD64* pLUT16Src, uint32_t uLUT16Length,

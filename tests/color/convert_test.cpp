@@ -6,6 +6,7 @@
 
 #include "convert_reference.h"
 #include "internal/grayrows.h"
+#include "internal/muldiv.h"
 #include "support/bitmaps.h"
 
 namespace test {
@@ -259,8 +260,6 @@ TEST(Convert, AlphaExamples) {
 
 TEST(Convert, BitsBehindTheLastPixelStay) {
     EXPECT_EQ(converted({255, 255, 255, 255, 255, 255, 255, 255, 255}, 3, {24, ORDER_BGR}, {3, 0})[1], 255);
-    Bytes row(9, 0);
-    row.push_back(0x5A);
     EXPECT_EQ(converted({0, 0, 0, 0x5A, 0, 0, 0, 0, 0}, 3, {24, ORDER_BGR}, {3, 0}),
               (Bytes{0, 0, 0, 0x5A, 0, 0, 0, 0, 0}));
     Bytes odd{0x11, 0xA2};
@@ -424,30 +423,55 @@ TEST(Convert, PaddedRange) {
     EXPECT_EQ(R_PadPixelData(row.data(), 12, 1, 11, 0, 1), -13);
 }
 
-TEST(Convert, Gray32Rows) {
-    const uint32_t samples[] = {0, 5, 10, 0x7FFFFFFF, 0xFFFFFFFF, 0x00012345};
-    const auto rows = [&](uint32_t uMask, int32_t nShift, int64_t Min, int64_t Max) {
-        Bytes src(24), to8(7, 0xCD), to16(14, 0xCD), to12(10, 0xCD), all;
-        std::memcpy(src.data(), samples, 24);
-        R_Gray32To8(6, src.data(), to8.data(), uMask, nShift, Min, Max);
-        R_Gray32To16(6, src.data(), to16.data(), uMask, nShift, Min, Max);
-        rv::gray32To12(6, src.data(), to12.data(), uMask, nShift, Min, Max);
-        EXPECT_TRUE(to8[6] == 0xCD && to16[12] == 0xCD && to12[9] == 0xCD);
-        for (size_t i = 0; i < 6; ++i) {  // rounding to nearest of the three scales, worked out in halves
-            const double v = double(samples[i] >> nShift & uMask), dMin = double(Min), dRange = double(Max) - dMin;
-            const auto nearest = [&](double dScale) { return uint32_t(std::lround((v - dMin) * dScale / dRange)); };
-            if (v < dMin || v > double(Max)) continue;
-            EXPECT_EQ(to8[i], nearest(255)) << i;
-            EXPECT_EQ(rv::Pixel<16>::get(to16.data(), i), nearest(65535)) << i;
-            EXPECT_EQ(rv::Pixel<12>::get(to12.data(), i), nearest(4095)) << i;
-        }
-    };
-    rows(0xFFFFFFFF, 0, 0, 0xFFFFFFFF);
-    rows(0xFFFFFFFF, 0, 0, 10);
-    rows(0xFFFF, 4, 0, 0xFFFF);
-    rows(0xFFFFFFFF, 0, 5, 0x7FFFFFFF);
-    rows(0xFFFFFFFF, 0, -1000000, 3000000000);
-    rows(0xFFFFFFFF, 0, INT64_MIN / 70000, INT64_MAX / 70000);  // past what floating point holds
+TEST(Convert, MulDiv) {
+    EXPECT_EQ(rv::mulDiv(5, 7, 2), 18);
+    EXPECT_EQ(rv::mulDiv(-5, 7, 2), -18);
+    EXPECT_EQ(rv::mulDiv(-5, -7, -2), -18);
+    EXPECT_EQ(rv::mulDiv(4, 1, 3), 1);
+    EXPECT_EQ(rv::mulDiv(-5, 1, 3), -2);
+    EXPECT_EQ(rv::mulDiv(INT_MAX, INT_MAX, INT_MAX), INT_MAX);
+    EXPECT_EQ(rv::mulDiv(INT_MIN, INT_MIN, INT_MIN), INT_MIN);
+    EXPECT_EQ(rv::mulDiv(INT_MIN, 2, -2), -1) << "2^31 is one too many";
+    EXPECT_EQ(rv::mulDiv(INT_MAX, 3, 2), -1);
+    EXPECT_EQ(rv::mulDiv(6, 7, 0), -1);
+}
+
+// The three rows of 32-bit samples, apart and in place, with a byte behind them.
+template <int Bits>
+std::vector<int64_t> gray32Row(const std::vector<int64_t>& samples, int64_t Min, int64_t Max,
+                               uint32_t uMask = 0xFFFFFFFF, int32_t nShift = 0) {
+    const size_t n = samples.size(), nUsed = (n * Bits + 7) / 8;
+    Bytes row(n * 4), apart(nUsed + 1, 0xCD);
+    for (size_t i = 0; i < n; ++i) rv::Pixel<32>::put(row.data(), i, uint32_t(samples[i]));
+    const auto pfnRow = Bits == 8 ? R_Gray32To8 : Bits == 12 ? rv::gray32To12 : R_Gray32To16;
+    pfnRow(uint32_t(n), row.data(), apart.data(), uMask, nShift, Min, Max);
+    pfnRow(uint32_t(n), row.data(), row.data(), uMask, nShift, Min, Max);
+    EXPECT_EQ(apart[nUsed], 0xCD);
+    std::vector<int64_t> got(n);
+    for (size_t i = 0; i < n; ++i) {
+        got[i] = rv::Pixel<Bits>::get(apart.data(), i);
+        EXPECT_EQ(rv::Pixel<Bits>::get(row.data(), i), got[i]) << "in place, " << i;
+    }
+    return got;
+}
+
+TEST(Convert, Gray32Examples) {
+    using Levels = std::vector<int64_t>;
+    const Levels window{-1000, -1, 0, 1000};  // 999 of 2000 is below the middle, 1000 a tie
+    EXPECT_EQ(gray32Row<8>(window, -1000, 1000), (Levels{0, 127, 128, 255}));
+    EXPECT_EQ(gray32Row<12>(window, -1000, 1000), (Levels{0, 2045, 2048, 4095}));
+    EXPECT_EQ(gray32Row<16>(window, -1000, 1000), (Levels{0, 32735, 32768, 65535}));
+    EXPECT_EQ(gray32Row<8>(window, -1000, 1000, 0xFFFF), (Levels{0xA4, 0x23, 128, 255}));  // no signs: 8356, 8483
+
+    const Levels ties{1, 3, -1, -3};  // 0.5, 1.5, -0.5, -1.5
+    EXPECT_EQ(gray32Row<8>(ties, 0, 510), (Levels{1, 2, 0xFF, 0xFE}));
+    EXPECT_EQ(gray32Row<12>(ties, 0, 8190), (Levels{1, 2, 0xFFF, 0xFFE}));
+    EXPECT_EQ(gray32Row<16>(ties, 0, 131070), (Levels{1, 2, 0xFFFF, 0xFFFE}));
+    EXPECT_EQ(gray32Row<8>(ties, 0, -510), (Levels{0xFF, 0xFE, 1, 2}));
+    EXPECT_EQ(gray32Row<8>(ties, -1 - (int64_t(1) << 32), 509), (Levels{1, 2, 0, 0xFF}));  // 2, 4, 0, -2 of 510
+
+    EXPECT_EQ(gray32Row<8>({0x7FFFFF, 0x1000000, -0x1000000}, 0, 1), (Levels{1, 0xFF, 0xFF}));  // too large: -1
+    EXPECT_EQ(gray32Row<12>({7, 0}, -(int64_t(1) << 32), 0), (Levels{0xFFF, 0xFFF}));           // no range is left
 
     Bytes src(24), out(14, 0);
     R_Gray32To16(6, src.data(), out.data(), 1, 0, 3, 3);
@@ -456,20 +480,70 @@ TEST(Convert, Gray32Rows) {
     R_Gray32To8(6, src.data(), out.data(), 1, -1, INT64_MIN + 1, INT64_MIN);
 }
 
+TEST(Convert, Gray32Rows) {
+    std::mt19937 random(31);
+    std::vector<int64_t> samples(600);
+    for (auto& v : samples) v = int64_t(random() >> random() % 32) * (random() & 1 ? 1 : -1);
+    const auto rows = [&](int64_t Min, int64_t Max, uint32_t uMask = 0xFFFFFFFF, int32_t nShift = 0) {
+        const auto compare = [&](const std::vector<int64_t>& got, int64_t nScale) {
+            const int64_t nRange = Max - Min;
+            for (size_t i = 0; i < got.size(); ++i) {
+                const int64_t d = int64_t(uint32_t(samples[i]) >> nShift & uMask) - Min;
+                const int64_t want = Max == int32_t(Max) ? rv::mulDiv(int32_t(d), int32_t(nScale), int32_t(nRange))
+                                                         : (d * nScale + nRange / 2) / nRange;
+                ASSERT_EQ(got[i], want & nScale) << samples[i] << " from " << Min << " to " << Max;
+            }
+        };
+        compare(gray32Row<8>(samples, Min, Max, uMask, nShift), 255);
+        compare(gray32Row<12>(samples, Min, Max, uMask, nShift), 4095);
+        compare(gray32Row<16>(samples, Min, Max, uMask, nShift), 65535);
+    };
+    rows(0, 65535, 65535, 4);
+    for (const int64_t Max : {-1, 1, 2, -3, 10, 1000, -1000, 65536, 131071, INT_MAX, INT_MIN})
+        for (const int64_t Min : {0, 5, -999, INT_MIN}) {
+            if (Min != Max) rows(Min, Max);
+            rows(Min + (int64_t(1) << 33), Max);
+        }
+    rows(0, 0xFFFFFFFF);
+    rows(-1000000, 3000000000);
+    rows(-1000000, -3000000000);
+    rows(INT64_MIN / 70000, INT64_MAX / 70000);  // past what floating point holds
+}
+
 TEST(Convert, GrayRows) {
     const Tables tables;
+    const auto rule = [](auto q) { return (q.rgbBlue + 5u * q.rgbGreen + 2u * (q.rgbRed + 2u)) / 8; };
+    const auto expected = [&](int32_t nSrc, int32_t nDst, int use, uint32_t v, uint32_t uMask) -> uint64_t {
+        const uint64_t wide = v;
+        if (use == 2) return rule(tables.wide[v]) >> (16 - nDst);
+        if (use == 1) {
+            const uint32_t g = rule(tables.source[v]);
+            return nDst == 8 ? g : nDst == 16 ? g * 257 : nSrc == 12 ? (g << 4) + g / 17 : g * 4095 / 255;
+        }
+        if (nDst == 8) return uMask < 255 ? wide * 255 / uMask : v;
+        if (nDst == 16) return wide * 65535 / uMask;
+        return nSrc == 12 || uMask < 4095 ? wide * 4095 / uMask : v;
+    };
     for (const int32_t nSrc : {12, 16}) {
         for (const int32_t nDst : {8, 12, 16}) {
-            for (const int use : {0, 1, 2}) {
-                const RGBQUAD* pPalette = use == 1 ? tables.source.data() : nullptr;
-                const RGBQUAD64* pWide = use == 2 ? tables.wide.data() : nullptr;
-                // The converter makes the same of a source range, on which the limits of the destination leave 8 bits.
-                Bytes row = randomBytes(1200, 21), apart(1200, 0x3C);
-                rv::grayRow(nSrc, nDst, 500, pPalette, pWide, row.data(), apart.data(), 255, 2);
-                Bytes want(1200, 0x3C);
-                ConvertArgs args{500, nSrc, nDst, ORDER_GRAY, ORDER_GRAY, pPalette, nullptr, pWide, kSrc, 2, 9};
-                ConvertReference(args).run(row, want);
-                EXPECT_EQ(apart, want) << nSrc << " to " << nDst << " table " << use;
+            for (const uint32_t uMask : {15u, 255u, 4095u, 65535u}) {
+                for (const int use : {0, 1, 2}) {
+                    const uint32_t nShift = uMask == 4095 ? 0 : 2;
+                    const RGBQUAD* pPalette = use == 1 ? tables.source.data() : nullptr;
+                    const RGBQUAD64* pWide = use == 2 ? tables.wide.data() : nullptr;
+                    Bytes row = randomBytes(1200, 21), got(1200, 0x3C), want = got;
+                    rv::visitDepth(nDst, [&](auto bits) {
+                        for (size_t i = 0; i < 500; ++i) {
+                            const uint32_t s =
+                                nSrc == 12 ? rv::Pixel<12>::get(row.data(), i) : rv::Pixel<16>::get(row.data(), i);
+                            const uint64_t v = expected(nSrc, nDst, use, s >> nShift & uMask, uMask);
+                            using Packed = rv::Pixel<decltype(bits)::value>;
+                            Packed::put(want.data(), i, typename Packed::Value(v & Packed::kMax));
+                        }
+                    });
+                    rv::grayRow(nSrc, nDst, 500, pPalette, pWide, row.data(), got.data(), uMask, nShift);
+                    EXPECT_EQ(got, want) << nSrc << " to " << nDst << " mask " << uMask << " table " << use;
+                }
             }
         }
     }

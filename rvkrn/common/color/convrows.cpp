@@ -20,9 +20,6 @@ void writeLevels(RowWork& w, size_t n) noexcept {
 
 // ---- 16-bit colour -----------------------------------------------------------------------------------------------
 
-constexpr uint8_t expand5(uint32_t x) noexcept { return uint8_t((x & 31) << 3 | (x & 31) >> 2); }
-constexpr uint8_t expand6(uint32_t x) noexcept { return uint8_t((x & 63) << 2 | (x & 63) >> 4); }
-
 template <int Order>
 void readPacked16(RowWork& w, size_t n) noexcept {
     const uint8_t* src = w.pSrc;

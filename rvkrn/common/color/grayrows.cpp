@@ -2,6 +2,7 @@
 // 12, 16 and 32-bit samples made of that.
 #include "internal/grayrows.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
@@ -126,6 +127,7 @@ void grayRow(int32_t nBitsSrc, int32_t nBitsDst, size_t nCount, const RGBQUAD* p
     plan.add(levelReader(nBitsSrc));
     plan.add(cutLevel);
     addLevelsToGray(plan, w, nBitsDst, pPalette, pLUT16);
+    if (nBitsSrc == 12 && nBitsDst == 12 && uMask > 4095 && !pPalette && !pLUT16) plan.add(scaleLevel);
     plan.add(levelWriter(nBitsDst));
     runPlan(plan, w, nCount, nBitsSrc, nBitsDst, pDst, pSrc);
 }
@@ -134,38 +136,57 @@ void grayRow(int32_t nBitsSrc, int32_t nBitsDst, size_t nCount, const RGBQUAD* p
 
 namespace {
 
+// mulDiv of every number, with a scale of 16 bits: so the sums stay below 2^53, and their quotients are exact once
+// truncated. The divisor isn't zero.
+RV_CLONES void mulDivRow(uint32_t* p, size_t n, int32_t nScale, int32_t nDivisor) noexcept {
+    const double dScale = nScale, dDivisor = nDivisor, dHalf = double(std::abs(int64_t(nDivisor)) / 2);
+    for (size_t i = 0; i < n; ++i) {
+        const double dProduct = int32_t(p[i]) * dScale;
+        const double dQuotient = (dProduct + (dProduct < 0 ? -dHalf : dHalf)) / dDivisor;
+        p[i] = uint32_t(int32_t(dQuotient > -2147483649.0 && dQuotient < 2147483648.0 ? dQuotient : -1.0));
+    }
+}
+
 // In two's complement, whatever the bounds.
 int64_t wrap(uint64_t v) noexcept { return int64_t(v); }
 
-// (v - Min) x scale / (Max - Min), rounded: away from zero at ties where Max fits 31 bits and a sign, as a product and
-// quotient of such numbers has always been; else by adding half the divisor. Bounds near the range of a sample go by
-// floating point, whose quotients of integers below 2^53 are exact once truncated.
+// (v - Min) x scale / (Max - Min). With Max in the range of a signed 32-bit number both differences are cut to such
+// numbers, which makes signed samples of unsigned ones, and go by mulDiv. Else all is done in 64 bits, rounding by half
+// the divisor; bounds near the range of a sample again go by floating point.
 template <int Bits>
 void gray32Row(uint32_t nCount, const uint8_t* pSrc, uint8_t* pDst, uint32_t uMask, int32_t nShift, int64_t Min,
                int64_t Max) noexcept {
-    constexpr int64_t kScale = Pixel<Bits>::kMax, kNear = int64_t(1) << 33;
+    constexpr int32_t kScale = Pixel<Bits>::kMax;
+    constexpr int64_t kNear = int64_t(1) << 33;
     const bool bShift = nShift >= 0 && nShift < 32;
-    const auto level = [&](size_t i) {
-        const uint32_t v = Pixel<32>::get(pSrc, i);
-        return int64_t(bShift ? v >> nShift & uMask : 0);
-    };
-    if (Min > -kNear && Min < kNear && Max > -kNear && Max < kNear) {
-        const bool bSmall = Max >= INT32_MIN && Max <= INT32_MAX;
-        const int64_t nSign = bSmall && Max < Min ? -1 : 1, nRange = (Max - Min) * nSign, nHalf = nRange / 2;
-        const double dRange = double(nRange);
+    const uint32_t uCut = bShift ? uMask : 0, nDown = bShift ? uint32_t(nShift) : 0;
+    const auto level = [=](size_t i) { return Pixel<32>::get(pSrc, i) >> nDown & uCut; };
+    const int64_t nRange = wrap(uint64_t(Max) - uint64_t(Min));
+
+    if (Max >= INT32_MIN && Max <= INT32_MAX) {
+        const auto nDivisor = int32_t(uint32_t(nRange));
+        uint32_t values[kChunk];  // of which all are read before one is written
+        for (size_t iFirst = 0; iFirst < nCount; iFirst += kChunk) {
+            const size_t n = std::min(kChunk, nCount - iFirst);
+            for (size_t i = 0; i < n; ++i) values[i] = level(iFirst + i) - uint32_t(Min);
+            if (nDivisor)
+                mulDivRow(values, n, kScale, nDivisor);
+            else
+                std::fill_n(values, n, ~0u);
+            for (size_t i = 0; i < n; ++i) Pixel<Bits>::put(pDst, iFirst + i, values[i]);
+        }
+    } else if (Min > -kNear && Min < kNear && Max > -kNear && Max < kNear) {
+        const double dHalf = double(nRange / 2), dRange = double(nRange);
         for (size_t i = 0; i < nCount; ++i) {
-            const int64_t d = (level(i) - Min) * nSign;
-            const double dSum = double(d * kScale + (d < 0 && bSmall ? -nHalf : nHalf));
+            const double dSum = double((level(i) - Min) * kScale) + dHalf;
             Pixel<Bits>::put(pDst, i, uint32_t(int64_t(dSum / dRange)));
         }
-        return;
-    }
-    const int64_t nRange = wrap(uint64_t(Max) - uint64_t(Min));
-    for (size_t i = 0; i < nCount; ++i) {
-        const uint64_t d = uint64_t(level(i)) - uint64_t(Min);
-        const int64_t nSum = wrap(d * uint64_t(kScale) + uint64_t(nRange / 2));
-        const int64_t q = nRange == -1 ? wrap(0 - uint64_t(nSum)) : nSum / nRange;  // the one quotient that overflows
-        Pixel<Bits>::put(pDst, i, uint32_t(q));
+    } else {
+        for (size_t i = 0; i < nCount; ++i) {
+            const int64_t nSum = wrap((level(i) - uint64_t(Min)) * kScale + uint64_t(nRange / 2));
+            const int64_t q = nRange == -1 ? wrap(0 - uint64_t(nSum)) : nSum / nRange;  // the one quotient too large
+            Pixel<Bits>::put(pDst, i, uint32_t(q));
+        }
     }
 }
 

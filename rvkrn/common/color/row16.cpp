@@ -11,9 +11,6 @@ namespace {
 
 // --- plain forms -----------------------------------------------------------------------------------------------------
 
-constexpr uint8_t expand5(uint32_t v) noexcept { return uint8_t((v & 31) << 3 | (v & 31) >> 2); }
-constexpr uint8_t expand6(uint32_t v) noexcept { return uint8_t((v & 63) << 2 | (v & 63) >> 4); }
-
 // Green has GreenBits bits from bit 5.
 template <int GreenBits, bool LowFirst, size_t DstBytes>
 void expand16(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
@@ -128,6 +125,7 @@ RV_AVX2_INLINE __m256i packDwords(__m256i v) noexcept {
 template <int GreenBits, bool LowFirst, size_t SrcBytes>
 struct Pack16 {
     static constexpr size_t kPixels = 32, kSrcBytes = 32 * SrcBytes, kDstBytes = 64;
+    static constexpr bool kAlpha = SrcBytes == 4 && GreenBits == 5;
     RV_AVX2_INLINE void operator()(const uint8_t* s, uint8_t* d) const noexcept {
         __m256i v[4];
         if constexpr (SrcBytes == 3) {
@@ -135,7 +133,7 @@ struct Pack16 {
         } else {
             for (int k = 0; k < 4; ++k) v[k] = load32(s + k * 32);
         }
-        for (__m256i& x : v) x = packDwords < GreenBits, LowFirst, SrcBytes == 4 && GreenBits == 5 > (x);
+        for (__m256i& x : v) x = packDwords<GreenBits, LowFirst, kAlpha>(x);
         store32(d, _mm256_permute4x64_epi64(_mm256_packus_epi32(v[0], v[1]), 0xD8));
         store32(d + 32, _mm256_permute4x64_epi64(_mm256_packus_epi32(v[2], v[3]), 0xD8));
     }
