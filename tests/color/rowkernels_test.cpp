@@ -259,7 +259,8 @@ TEST(RowKernels, GraySamplesToBytes) {
         "high bytes", 16, 8,
         [](const RowKernels& k, const uint8_t* s, uint8_t* d, size_t n) { k.gray.gray16To8(s, d, n); },
         [&](const uint8_t* s, uint8_t* d, size_t x) { d[x] = uint8_t(sample(s, x) / 256); });
-    for (const auto& [nShift, uMask] : {std::pair(0u, 255u), {4u, 255u}, {11u, 31u}, {3u, 0xFFFu}}) {
+    for (const auto& levels : {std::pair(0u, 255u), {4u, 255u}, {11u, 31u}, {3u, 0xFFFu}}) {
+        const uint32_t nShift = levels.first, uMask = levels.second;
         const Bytes table = randomBytes(uMask + 1, 9);
         expectRows(
             "shift and mask", 16, 8,
