@@ -71,6 +71,7 @@ bool settle(ConvertArgs& a) noexcept {
 // settle a plan would take as long as some hundred pixels.
 RowKernel pairKernel(const ConvertArgs& a, ConvertLoops loops) noexcept {
     if (loops != ConvertLoops::best || a.uFlags || a.pLUT16Src || a.nWidth <= 0) return nullptr;
+    if (!isConvertDepth(a.nBitsSrc) || !isConvertDepth(a.nBitsDst)) return nullptr;
     const bool bSrc = isOneOf(a.nOrderSrc, ORDER_RGB, ORDER_BGR) || (a.nBitsSrc == 16 && a.nOrderSrc == ORDER_BGR565);
     const bool bDst = isOneOf(a.nOrderDst, ORDER_RGB, ORDER_BGR) || (a.nBitsDst == 16 && a.nOrderDst == ORDER_BGR565) ||
                       (a.nOrderDst == ORDER_GRAY && isOneOf(a.nBitsDst, 0, 12, 16));
