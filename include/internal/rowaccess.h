@@ -53,6 +53,12 @@ public:
 int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nCol, int32_t nRows,
                        bool bReverse) noexcept;
 
+// Whether clip segments are the whole row, and the row ends on a byte: then it needs no merging.
+inline bool isWholeRow(const BITMAPRECORD& bm, const uint32_t* pWords, uint32_t nWords) noexcept {
+    return nWords == 2 && pWords[0] == 0 && pWords[1] == uint32_t(bm.Width) &&
+           uint64_t(pWords[1]) * uint32_t(bm.BitsPerPixel) % 8 == 0;
+}
+
 // Writes the stretches of a row that the words tell, in pairs (start, end), end exclusive; all other pixels stay. pRow
 // is a whole row in the bitmap's format, pScratch a buffer of BytesPerLine bytes. 1, or the status of a row call.
 int32_t putRowSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, const uint32_t* pWords, uint32_t nWords,

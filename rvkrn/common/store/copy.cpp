@@ -8,7 +8,6 @@
 #include "internal/progress.h"
 #include "internal/rowaccess.h"
 #include "ravokit/copy.h"
-#include "ravokit/extradata.h"
 
 namespace rv {
 namespace {
@@ -16,6 +15,16 @@ namespace {
 constexpr uint32_t kDuplicateAll = 191;        // all of its own, for a copy
 constexpr uint32_t kDuplicateInPlace = 127;    // all of its own, in place of the source
 constexpr uint32_t kDuplicateBelongings = 14;  // without storage
+
+// Runs body with both bitmaps locked. The worst status wins.
+template <class Body>
+int32_t withBothLocked(BITMAPRECORD& dst, BITMAPRECORD& src, Body&& body) noexcept {
+    BitmapLock lockSrc(src);
+    if (lockSrc.status() != 1) return lockSrc.status();
+    BitmapLock lockDst(dst);
+    if (lockDst.status() != 1) return lockSrc.release(lockDst.status());
+    return lockSrc.release(lockDst.release(body()));
+}
 
 int32_t copyRows(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
     // A put takes a whole row of the destination; what the source lacks of it is read from a buffer that is cleared.
@@ -59,10 +68,23 @@ int32_t duplicateInto(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize
     return nStatus;
 }
 
-int32_t copyWhole(BITMAPRECORD& dst, BITMAPRECORD& src, int32_t nDuplicated) noexcept {
-    if (nDuplicated != 1) return nDuplicated;
-    const int32_t nStatus = R_CopyBitmapData(&dst, &src);
-    if (nStatus != 1) R_FreeBitmap(&dst);
+// A new bitmap like src with storage; puMemoryFlags null: of the source's class.
+int32_t duplicate(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize, int32_t nWidth, int32_t nHeight,
+                  const uint32_t* puMemoryFlags, bool bReplace) noexcept {
+    if (puMemoryFlags) return duplicateInto(dst, src, uStructSize, nWidth, nHeight, *puMemoryFlags, bReplace);
+    return R_DupBitmapNewDim(&dst, &src, uStructSize, nWidth, nHeight, src.BitsPerPixel,
+                             bReplace ? kDuplicateInPlace : kDuplicateAll);
+}
+
+int32_t copyWhole(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize,
+                  const uint32_t* puMemoryFlags) noexcept {
+    if (!pDst || !isAllocated(pSrc)) return -13;
+    if (pDst == pSrc) return 1;
+    if (!isKnownRecordSize(pSrc->uStructSize) || !isKnownRecordSize(uStructSize)) return -789;
+    int32_t nStatus = duplicate(*pDst, *pSrc, uStructSize, pSrc->Width, pSrc->Height, puMemoryFlags, false);
+    if (nStatus != 1) return nStatus;
+    nStatus = R_CopyBitmapData(pDst, pSrc);
+    if (nStatus != 1) R_FreeBitmap(pDst);
     return nStatus;
 }
 
@@ -125,14 +147,9 @@ constexpr int32_t negated(int32_t n) noexcept { return n == INT32_MIN ? INT32_MA
 int32_t cropInto(BITMAPRECORD& dst, BITMAPRECORD& src, int32_t nCol, int32_t nRow, const Crop& crop) noexcept {
     if (dst.pRgnInfo) attachments().offsetRegion(dst, negated(nCol), negated(nRow));
     if (dst.pOverlays) attachments().offsetOverlays(dst, negated(nCol), negated(nRow));
-    BitmapLock lockSrc(src);
-    if (lockSrc.status() != 1) return lockSrc.status();
-    BitmapLock lockDst(dst);
-    if (lockDst.status() != 1) return lockSrc.release(lockDst.status());
-    return lockSrc.release(lockDst.release(cropRows(dst, src, crop)));
+    return withBothLocked(dst, src, [&] { return cropRows(dst, src, crop); });
 }
 
-// uMemoryFlags null: storage of the source's class.
 int32_t copyRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, int32_t nCol, int32_t nRow,
                  int32_t nWidth, int32_t nHeight, const uint32_t* puMemoryFlags) noexcept {
     if (!isAllocated(pSrc)) return -13;
@@ -141,10 +158,7 @@ int32_t copyRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, i
     BITMAPRECORD fresh;
     BITMAPRECORD& dst = bInPlace ? fresh : *pDst;
     if (bInPlace) uStructSize = pSrc->uStructSize;
-    const uint32_t uDuplicate = bInPlace ? kDuplicateInPlace : kDuplicateAll;
-    int32_t nStatus = puMemoryFlags
-                          ? duplicateInto(dst, *pSrc, uStructSize, nWidth, nHeight, *puMemoryFlags, bInPlace)
-                          : R_DupBitmapNewDim(&dst, pSrc, uStructSize, nWidth, nHeight, pSrc->BitsPerPixel, uDuplicate);
+    int32_t nStatus = duplicate(dst, *pSrc, uStructSize, nWidth, nHeight, puMemoryFlags, bInPlace);
     if (nStatus != 1) return nStatus;
     nStatus = cropInto(dst, *pSrc, nCol, nRow, intersect(*pSrc, nCol, nRow, nWidth, nHeight));
     if (nStatus != 1) {
@@ -167,28 +181,15 @@ int32_t R_CopyBitmapData(BITMAPRECORD* pDst, BITMAPRECORD* pSrc) noexcept {
     if (!isAllocated(pDst) || !isAllocated(pSrc)) return -2;
     if (pDst == pSrc) return 1;
     if (!isKnownRecordSize(pDst->uStructSize) || !isKnownRecordSize(pSrc->uStructSize)) return -789;
-    BitmapLock lockSrc(*pSrc);
-    if (lockSrc.status() != 1) return lockSrc.status();
-    BitmapLock lockDst(*pDst);
-    if (lockDst.status() != 1) return lockSrc.release(lockDst.status());
-    return lockSrc.release(lockDst.release(copyRows(*pDst, *pSrc)));
+    return withBothLocked(*pDst, *pSrc, [&] { return copyRows(*pDst, *pSrc); });
 }
 
 int32_t R_CopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize) noexcept {
-    if (!pDst || !isAllocated(pSrc)) return -13;
-    if (pDst == pSrc) return 1;
-    if (!isKnownRecordSize(pSrc->uStructSize) || !isKnownRecordSize(uStructSize)) return -789;
-    return copyWhole(
-        *pDst, *pSrc,
-        R_DupBitmapNewDim(pDst, pSrc, uStructSize, pSrc->Width, pSrc->Height, pSrc->BitsPerPixel, kDuplicateAll));
+    return copyWhole(pDst, pSrc, uStructSize, nullptr);
 }
 
 int32_t R_CopyBitmap2(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, uint32_t uMemoryFlags) noexcept {
-    if (!pDst || !isAllocated(pSrc)) return -13;
-    if (pDst == pSrc) return 1;
-    if (!isKnownRecordSize(pSrc->uStructSize) || !isKnownRecordSize(uStructSize)) return -789;
-    return copyWhole(*pDst, *pSrc,
-                     duplicateInto(*pDst, *pSrc, uStructSize, pSrc->Width, pSrc->Height, uMemoryFlags, false));
+    return copyWhole(pDst, pSrc, uStructSize, &uMemoryFlags);
 }
 
 int32_t R_CopyBitmapRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, int32_t nCol, int32_t nRow,

@@ -4,9 +4,8 @@
 #include <cstring>
 #include <utility>
 
-#include "internal/opening.h"
+#include "internal/bitmap_.h"
 #include "internal/pixels.h"
-#include "ravokit/memory.h"
 
 namespace rv {
 namespace {
@@ -16,10 +15,8 @@ constexpr uint32_t kEntryHeader = 8;  // size and tag
 
 constexpr uint8_t kMagic[4] = {'R', 'A', 'V', 'O'};
 
-uint8_t* newBlock(uint32_t nSize) noexcept { return static_cast<uint8_t*>(R_GlobalAlloc(1, nSize, 0, nullptr)); }
-
 void replaceBlock(BITMAPRECORD& bm, uint8_t* pBlock, uint32_t nSize) noexcept {
-    if (bm.pExtraData) R_GlobalFree(bm.pExtraData);
+    freeBlock(bm.pExtraData);
     bm.pExtraData = pBlock;
     bm.ExtraDataSize = nSize;
 }
@@ -71,7 +68,7 @@ int32_t R_AllocateBitmapExtraData(BITMAPRECORD* pBitmap, uint32_t uReserved, uin
     if (uReserved != 0) return -13;  // Invalid parameter passed
     replaceBlock(*pBitmap, nullptr, 0);
     if (nSize == 0) return 1;
-    uint8_t* pBlock = newBlock(nSize);
+    uint8_t* pBlock = newBlock<uint8_t>(nSize);
     if (!pBlock) return -1;  // Not enough memory available
     replaceBlock(*pBitmap, pBlock, nSize);
     return 1;
@@ -86,7 +83,7 @@ int32_t R_FreeBitmapExtraData(BITMAPRECORD* pBitmap) noexcept {
 int32_t R_CopyBitmapExtraData(BITMAPRECORD* pDst, const BITMAPRECORD* pSrc, uint32_t uReserved) noexcept {
     if (uReserved != 0 || !pDst || !pSrc || pDst == pSrc) return -13;  // Invalid parameter passed
     const uint32_t nSize = pSrc->pExtraData ? pSrc->ExtraDataSize : 0;
-    uint8_t* pBlock = nSize ? newBlock(nSize) : nullptr;
+    uint8_t* pBlock = nSize ? newBlock<uint8_t>(nSize) : nullptr;
     if (nSize && !pBlock) return -1;  // Not enough memory available
     if (pBlock) std::memcpy(pBlock, pSrc->pExtraData, nSize);
     if (pDst->pExtraData == pSrc->pExtraData) pDst->pExtraData = nullptr;  // it stays with the source
@@ -111,8 +108,8 @@ int32_t R_SetBitmapExtraData(BITMAPRECORD* pBitmap, uint32_t uTag, uint32_t nSiz
     const uint32_t nPlace = walk.nFound ? walk.nFound : walk.nEnd, nBehind = nPlace + walk.nFoundBytes;
     const uint32_t nEntryBytes = nSize ? kEntryHeader + nSize : 0;
     const uint64_t nNew = uint64_t(walk.nEnd) - walk.nFoundBytes + nSize + (nSize ? kEntryHeader : 0);
-    uint8_t* pBlock = nNew <= UINT32_MAX ? newBlock(uint32_t(nNew)) : nullptr;
-    if (!pBlock) return -1;  // Not enough memory available
+    uint8_t* pBlock = newBlock<uint8_t>(nNew);  // null too for what 32 bits can't tell
+    if (!pBlock) return -1;                     // Not enough memory available
     std::memcpy(pBlock, kMagic, sizeof kMagic);
     storeLittle<uint32_t>(pBlock + 4, walk.nEntries + (walk.nFound ? 0 : 1) - (nSize ? 0 : 1));
     if (pOld) std::memcpy(pBlock + kHeader, pOld + kHeader, nPlace - kHeader);

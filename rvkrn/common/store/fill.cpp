@@ -11,14 +11,13 @@
 #include "internal/rowaccess.h"
 #include "internal/rowstore.h"
 #include "ravokit/copy.h"
-#include "ravokit/extradata.h"
 #include "ravokit/palette.h"
 
 namespace rv {
 namespace {
 
-// A level of nLevelBits at the place of the bit range that the bitmap displays, scaled to fill it. With 0
-// bits it is an index, which is only cut to the range.
+// A level of nLevelBits at the place of the bit range that the bitmap displays, scaled to fill it. With 0 bits it is an
+// index, which is only cut to the range.
 uint32_t inBitRange(const BITMAPRECORD& bm, uint32_t nLevel, int32_t nLevelBits) noexcept {
     const int32_t nHigh = bm.HighBit < 0 ? bm.BitsPerPixel - 1 : std::min(bm.HighBit, bm.BitsPerPixel - 1);
     const int32_t nLow = std::clamp(bm.LowBit, 0, nHigh), nRange = nHigh - nLow + 1;
@@ -91,16 +90,15 @@ int32_t putRows(BITMAPRECORD& bm, const RECT& area, const uint8_t* pRow, uint32_
     ProgressStepper progress(area.bottom - area.top);
     const bool bTell = bm.Flags & BMF_DISK;
     if (const int32_t n = bTell ? progress.start() : 1; n != 1) return n;
-    const uint64_t nRowBits = uint64_t(uint32_t(bm.Width)) * uint32_t(bm.BitsPerPixel);
-    const uint64_t nArea = nRowBits / 8 * uint32_t(std::max(area.bottom - area.top, 0));
-    const bool bStream = nArea > kStreamedArea && nRowBits % 8 == 0 && flatRow(bm, 0);
+    const uint64_t nRowBytes = packedBytes(uint32_t(bm.Width), uint32_t(bm.BitsPerPixel));
+    const bool bStream = nRowBytes * uint32_t(std::max(area.bottom - area.top, 0)) > kStreamedArea && flatRow(bm, 0);
     int32_t nStatus = 1;
     for (int32_t y = area.top; y < area.bottom && nStatus == 1; ++y) {
         uint32_t nWords = 0;
         nStatus = attachments().clipSegments(bm, y, pWords, &nWords);
         if (nStatus != 1) break;
-        if (bStream && nWords == 2 && pWords[0] == 0 && pWords[1] == uint32_t(bm.Width))
-            streamRow(flatRow(bm, y), pRow, size_t(nRowBits / 8));
+        if (bStream && isWholeRow(bm, pWords, nWords))
+            streamRow(flatRow(bm, y), pRow, size_t(nRowBytes));
         else
             nStatus = putRowSegments(bm, pRow, y, pWords, nWords, pScratch);
         if (nStatus == 1 && bTell) nStatus = progress.step();
