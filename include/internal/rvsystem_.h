@@ -27,6 +27,17 @@ void sysLockDelete(SysLock& lock) noexcept;
 void sysLockEnter(SysLock& lock) noexcept;
 void sysLockLeave(SysLock& lock) noexcept;
 
+// A lock of many readers or one writer, not recursive.
+struct SysRwLock {
+    alignas(std::max_align_t) unsigned char storage[64];
+};
+bool sysRwLockInit(SysRwLock& lock) noexcept;
+void sysRwLockDelete(SysRwLock& lock) noexcept;
+void sysRwLockEnterShared(SysRwLock& lock) noexcept;
+void sysRwLockLeaveShared(SysRwLock& lock) noexcept;
+void sysRwLockEnterExclusive(SysRwLock& lock) noexcept;
+void sysRwLockLeaveExclusive(SysRwLock& lock) noexcept;
+
 // ---- objects behind handles of kind 9 ----------------------------------------------------------------------------
 
 enum class SysWait { kSignalled, kAbandoned, kTimedOut, kFailed };  // abandoned: signalled, by its owner's end
@@ -109,6 +120,32 @@ int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept;
 enum : uint32_t { kSysMoveReplace = 1, kSysMoveCopy = 2, kSysMoveWriteThrough = 8 };
 bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept;
 
+// Reads or writes at the position, which moves along. The count, less than asked at the end of the file or of the disk's
+// room; -1 on an error.
+int64_t sysFileRead(void* hFile, void* pBuffer, size_t nBytes) noexcept;
+int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept;
+// The file ends at its position from now on.
+bool sysFileSetEnd(void* hFile) noexcept;
+// Takes the disk room of the first nSize bytes now, and makes the file that long if it is shorter.
+bool sysFileReserve(void* hFile, uint64_t nSize) noexcept;
+bool sysFileDelete(const char* pName) noexcept;
+
+enum class SysFileKind { none, file, directory };
+SysFileKind sysFileKind(const char* pName) noexcept;
+
+// Bytes free for this user on the disk of a directory; false when the system can't tell.
+bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept;
+
+// The directory for temporary files, ending in a slash; false when it doesn't fit.
+bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept;
+// Makes an empty file of a new name in a directory: prefix, something unique, ".tmp". pName receives its whole name.
+bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept;
+
+// The reason of the last failure by its published number: 2 not found, 5 access denied, 8 no memory, 29 write fault,
+// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give the system's own number.
+uint32_t sysLastError() noexcept;
+void sysSetLastError(uint32_t nError) noexcept;
+
 // A mapping of a file, or of cleared memory where hFile is kSysNoHandle; nSize 0 is the size of the file.
 enum class SysProtect { kRead, kReadWrite, kWriteCopy };
 SysObject* sysMappingCreate(void* hFile, SysProtect protect, uint64_t nSize, const char16_t* pName) noexcept;
@@ -116,6 +153,14 @@ SysObject* sysMappingCreate(void* hFile, SysProtect protect, uint64_t nSize, con
 // them. Null when the system refuses. The view outlives its mapping, and is given back with its size.
 void* sysMapView(SysObject& mapping, uint64_t nOffset, size_t nBytes) noexcept;
 void sysUnmapView(void* pView, size_t nBytes) noexcept;
+
+// ---- modules -----------------------------------------------------------------------------------------------------
+
+// Loads a shared library by the name of its file or by its bare name; null with *pbNoMemory telling why. The code stays
+// as long as it has not been given back as often as it was loaded.
+void* sysModuleOpen(const char* pName, bool* pbNoMemory) noexcept;
+void* sysModuleSymbol(void* hModule, const char* pName) noexcept;  // null when it has none
+bool sysModuleClose(void* hModule) noexcept;
 
 // ---- clock and diagnostics ---------------------------------------------------------------------------------------
 

@@ -1,4 +1,4 @@
-// Storage classes as the allocator and the freeing of a bitmap see them: one pair of functions each.
+// Storage classes as the allocator, row access and the freeing of a bitmap see them.
 #pragma once
 
 #include "ravokit/bitmap.h"
@@ -18,15 +18,55 @@ uint64_t globalConventionalLimit() noexcept;  // 0 is none
 // Whether temporary files are switched off.
 bool temporaryFilesOff() noexcept;
 
-// ---- classes: each creation gives 1 and has set hMemory, pData and nDataOffset, or a status, with the record as it
-// was
+// ---- creation: gives 1 and has set hMemory, pData and nDataOffset, or a status, with the record as it was. Freeing
+// gives all of it back.
 
 int32_t createConventional(BITMAPRECORD& bm) noexcept;
 void freeConventional(BITMAPRECORD& bm) noexcept;
 
+// Tiles of nTileSize bytes, of which as many as nMemory bytes hold are memory; bNoDisk: all are.
 int32_t createTiles(BITMAPRECORD& bm, uint64_t nTileSize, uint64_t nMemory, bool bNoDisk) noexcept;
+void freeTiles(BITMAPRECORD& bm) noexcept;
+
 int32_t createDiskFile(BITMAPRECORD& bm) noexcept;
+void freeDiskFile(BITMAPRECORD& bm) noexcept;
+
 int32_t createRunLists(BITMAPRECORD& bm) noexcept;
+void freeRunLists(BITMAPRECORD& bm) noexcept;
+
 int32_t createStrips(BITMAPRECORD& bm) noexcept;
+void freeStrips(BITMAPRECORD& bm) noexcept;
+
+// ---- rows: what row access does in each class, after its opening. Each gives the count moved or a negative status. A
+// length beyond the rest of the row runs on into the rows that follow. nColumnByte is the byte of the column in its
+// row.
+
+int32_t getDiskBytes(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, int64_t nColumnByte, uint32_t nBytes) noexcept;
+int32_t putDiskBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, int64_t nColumnByte,
+                     uint32_t nBytes) noexcept;
+int32_t getTileBytes(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, int64_t nColumnByte, uint32_t nBytes) noexcept;
+int32_t putTileBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, int64_t nColumnByte,
+                     uint32_t nBytes) noexcept;
+int32_t getRunListBytes(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept;
+int32_t putRunListBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept;
+int32_t getStripBytes(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept;
+int32_t putStripBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept;
+
+// The row in a tile's view, which is mapped if need be; null when the tile has none.
+uint8_t* tileRow(BITMAPRECORD& bm, int32_t nRow) noexcept;
+// The row in the open strip, which is opened if need be and taken as written where bWrite; null on failure.
+uint8_t* stripRow(BITMAPRECORD& bm, int32_t nRow, bool bWrite) noexcept;
+
+// ---- size and height. A change of height gives 1, or a status; Height is stored by it.
+
+uint64_t runListSize(const BITMAPRECORD& bm) noexcept;
+uint64_t stripSize(const BITMAPRECORD& bm) noexcept;
+int32_t changeRunListHeight(BITMAPRECORD& bm, int32_t nHeight) noexcept;
+int32_t changeStripHeight(BITMAPRECORD& bm, int32_t nHeight) noexcept;
+
+// ---- files
+
+// A file of nSize bytes that is gone with its handle, its disk room taken; null when there is no such room or name.
+RVHANDLE newTemporaryFile(uint64_t nSize) noexcept;
 
 }  // namespace rv

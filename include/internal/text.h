@@ -26,6 +26,17 @@ class Utf8Text {
 
 public:
     explicit Utf8Text(const char16_t* pWide) noexcept;
+    char* get() const noexcept { return m_text.get(); }
+};
+// A file's name as the system takes it: UTF-8, with "/" where the caller may have written "\\". Null as above.
+class FileName {
+    Utf8Text m_text;
+
+public:
+    explicit FileName(const char16_t* pWide) noexcept : m_text(pWide) {
+        for (char* p = m_text.get(); p && *p; ++p)
+            if (*p == '\\') *p = '/';
+    }
     const char* get() const noexcept { return m_text.get(); }
 };
 class WideText {

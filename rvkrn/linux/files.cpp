@@ -1,53 +1,20 @@
-// Files on Linux: opening, the position, moving, and mappings.
+// Files on Linux: opening, reading, writing, moving, names and directories.
 #define _FILE_OFFSET_BITS 64  // positions of 64 bits in the 32-bit build too
-#include <errno.h>
 #include <fcntl.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <sys/mman.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <unistd.h>
 
 #include <cstring>
-#include <new>
-#include <utility>
 
-#include "rvkrn/linux/named.h"
+#include "internal/rvclasses_.h"
+#include "rvkrn/linux/descriptor.h"
 
 namespace rv {
 namespace {
-
-// A descriptor that is closed with its scope, unless it was handed on.
-class Descriptor {
-    int m_fd;
-
-public:
-    explicit Descriptor(int fd) noexcept : m_fd(fd) {}
-    Descriptor(Descriptor&& other) noexcept : m_fd(std::exchange(other.m_fd, -1)) {}
-    Descriptor& operator=(Descriptor&& other) noexcept {
-        std::swap(m_fd, other.m_fd);
-        return *this;
-    }
-    ~Descriptor() {
-        const int nError = errno;  // the reason of the failure that ends the scope
-        if (m_fd >= 0) ::close(m_fd);
-        errno = nError;
-    }
-    int get() const noexcept { return m_fd; }
-    int release() noexcept { return std::exchange(m_fd, -1); }
-    explicit operator bool() const noexcept { return m_fd >= 0; }
-};
-
-bool fail(int nError) noexcept {
-    errno = nError;
-    return false;
-}
-
-bool isDescriptor(const void* hFile) noexcept {
-    return reinterpret_cast<uintptr_t>(hFile) < kSysDescriptorEnd || fail(EBADF);
-}
-int descriptorOf(const void* hFile) noexcept { return int(reinterpret_cast<uintptr_t>(hFile)); }
 
 // The open flags of an access and a disposition; -1 for what is neither.
 int openFlags(uint32_t uAccess, uint32_t uDisposition) noexcept {
@@ -143,41 +110,20 @@ bool moveByCopy(const char* pOld, const char* pNew, uint32_t uFlags) noexcept {
     return true;
 }
 
-class Mapping final : public NamedObject {
-    const Descriptor m_file;
-    const SysProtect m_protect;
-    const uint64_t m_nSize;
-
-public:
-    Mapping(Descriptor&& file, SysProtect protect, uint64_t nSize) noexcept
-        : m_file(std::move(file)), m_protect(protect), m_nSize(nSize) {}
-
-    void* view(uint64_t nOffset, size_t nBytes) noexcept {
-        if (!nBytes || nOffset > m_nSize || nBytes > m_nSize - nOffset) return nullptr;
-        const int nProtect = m_protect == SysProtect::kRead ? PROT_READ : PROT_READ | PROT_WRITE;
-        const int nShared = m_protect == SysProtect::kWriteCopy ? MAP_PRIVATE : MAP_SHARED;
-        void* p = ::mmap(nullptr, nBytes, nProtect, nShared, m_file.get(), off_t(nOffset));
-        return p == MAP_FAILED ? nullptr : p;
+// Goes on until all is moved, the other side has no more, or an error comes before the first byte.
+template <class Byte, class Move>
+int64_t moveBytes(Byte* p, size_t nBytes, Move move) noexcept {
+    constexpr size_t kPiece = size_t(1) << 30;  // the system moves less than 2 GiB at a time
+    size_t nDone = 0;
+    while (nDone < nBytes) {
+        const size_t nLeft = nBytes - nDone;
+        const ssize_t n = move(p + nDone, nLeft < kPiece ? nLeft : kPiece);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0 && nDone == 0) return -1;
+        if (n <= 0) break;
+        nDone += size_t(n);
     }
-};
-
-Mapping* makeMapping(void* hFile, SysProtect protect, uint64_t nSize) noexcept {
-    const bool bMemory = hFile == kSysNoHandle;
-    if (nSize > INT64_MAX || (bMemory && !nSize) || (!bMemory && !isDescriptor(hFile))) return nullptr;
-    Descriptor file(bMemory ? ::memfd_create("ravokit", MFD_CLOEXEC)
-                            : ::fcntl(descriptorOf(hFile), F_DUPFD_CLOEXEC, 1));
-    struct stat info;
-    if (!file || ::fstat(file.get(), &info) != 0) return nullptr;
-    const int nAccess = ::fcntl(file.get(), F_GETFL);
-    const bool bMayRead = !(nAccess & O_PATH) && (nAccess & O_ACCMODE) != O_WRONLY;
-    const bool bMayWrite = (nAccess & O_ACCMODE) == O_RDWR;
-    if (!S_ISREG(info.st_mode) || !bMayRead || (protect == SysProtect::kReadWrite && !bMayWrite)) return nullptr;
-    const auto nFile = uint64_t(info.st_size);
-    if (nSize == 0) nSize = nFile;
-    if (nSize == 0) return nullptr;
-    if (nSize > nFile && !bMemory && protect != SysProtect::kReadWrite) return nullptr;
-    if (nSize > nFile && ::ftruncate(file.get(), off_t(nSize)) != 0) return nullptr;
-    return new (std::nothrow) Mapping(std::move(file), protect, nSize);
+    return int64_t(nDone);
 }
 
 }  // namespace
@@ -207,6 +153,68 @@ int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept {
     return ::lseek(descriptorOf(hFile), nOffset, kOrigins[uOrigin]);
 }
 
+int64_t sysFileRead(void* hFile, void* pBuffer, size_t nBytes) noexcept {
+    return isDescriptor(hFile) ? moveBytes(static_cast<uint8_t*>(pBuffer), nBytes,
+                                           [=](uint8_t* p, size_t n) { return ::read(descriptorOf(hFile), p, n); })
+                               : -1;
+}
+int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept {
+    return isDescriptor(hFile) ? moveBytes(static_cast<const uint8_t*>(pBuffer), nBytes,
+                                           [=](const uint8_t* p, size_t n) { return ::write(descriptorOf(hFile), p, n); })
+                               : -1;
+}
+
+bool sysFileSetEnd(void* hFile) noexcept {
+    if (!isDescriptor(hFile)) return false;
+    const off_t n = ::lseek(descriptorOf(hFile), 0, SEEK_CUR);
+    return n >= 0 && ::ftruncate(descriptorOf(hFile), n) == 0;
+}
+
+bool sysFileReserve(void* hFile, uint64_t nSize) noexcept {
+    if (!isDescriptor(hFile) || nSize == 0) return nSize == 0;
+    if (nSize > INT64_MAX) return fail(EFBIG);
+    if (::fallocate(descriptorOf(hFile), 0, 0, off_t(nSize)) == 0) return true;
+    if (errno != EOPNOTSUPP && errno != ENOSYS) return false;
+    // A file system without that call: the last byte makes the length at least.
+    struct stat info;
+    if (::fstat(descriptorOf(hFile), &info) != 0) return false;
+    return uint64_t(info.st_size) >= nSize || ::pwrite(descriptorOf(hFile), "", 1, off_t(nSize) - 1) == 1;
+}
+
+bool sysFileDelete(const char* pName) noexcept { return ::unlink(pName) == 0; }
+
+SysFileKind sysFileKind(const char* pName) noexcept {
+    struct stat info;
+    if (::stat(pName, &info) != 0) return SysFileKind::none;
+    return S_ISDIR(info.st_mode) ? SysFileKind::directory : SysFileKind::file;
+}
+
+bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept {
+    struct statvfs info;
+    if (::statvfs(pDirectory, &info) != 0) return false;
+    nBytes = uint64_t(info.f_bavail) * info.f_frsize;
+    return true;
+}
+
+bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept {
+    const char* pSet = ::getenv("TMPDIR");
+    const char* pDirectory = pSet && sysFileKind(pSet) == SysFileKind::directory ? pSet : P_tmpdir;
+    const size_t n = std::strlen(pDirectory);
+    if (n + 2 > nRoom) return fail(ENAMETOOLONG);
+    std::memcpy(pBuffer, pDirectory, n + 1);
+    if (n && pDirectory[n - 1] != '/') std::memcpy(pBuffer + n, "/", 2);
+    return true;
+}
+
+bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept {
+    static constexpr char kEnding[] = ".tmp";
+    const size_t n = std::strlen(pDirectory);
+    const char* pSlash = n && pDirectory[n - 1] != '/' ? "/" : "";
+    const int nLength = std::snprintf(pName, nRoom, "%s%s%sXXXXXX%s", pDirectory, pSlash, pPrefix, kEnding);
+    if (nLength < 0 || size_t(nLength) >= nRoom) return fail(ENAMETOOLONG);
+    return bool(Descriptor(::mkostemps(pName, int(sizeof kEnding - 1), O_CLOEXEC)));
+}
+
 bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept {
     if (uFlags & ~uint32_t(kSysMoveReplace | kSysMoveCopy | kSysMoveWriteThrough)) return fail(EINVAL);
     bool bDone = rename(pOld, pNew, uFlags & kSysMoveReplace);
@@ -217,15 +225,5 @@ bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept {
     }
     return bDone;
 }
-
-SysObject* sysMappingCreate(void* hFile, SysProtect protect, uint64_t nSize, const char16_t* pName) noexcept {
-    return NamedObject::openOrMake<Mapping>(pName, [=] { return makeMapping(hFile, protect, nSize); });
-}
-
-void* sysMapView(SysObject& mapping, uint64_t nOffset, size_t nBytes) noexcept {
-    auto* p = dynamic_cast<Mapping*>(&mapping);
-    return p ? p->view(nOffset, nBytes) : nullptr;
-}
-void sysUnmapView(void* pView, size_t nBytes) noexcept { ::munmap(pView, nBytes); }
 
 }  // namespace rv

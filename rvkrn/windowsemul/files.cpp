@@ -21,7 +21,7 @@ extern "C" {
 
 RVHANDLE R_WinCreateFileW(const char16_t* pszName, uint32_t uAccess, uint32_t, const void*, uint32_t uDisposition,
                           uint32_t uFlags, RVHANDLE) noexcept {
-    const Utf8Text name(pszName);
+    const FileName name(pszName);
     RVHANDLE h = name.get() ? wrapHandle(sysFileOpen(name.get(), uAccess, uDisposition, uFlags)) : nullptr;
     return h ? h : kNoFile;
 }
@@ -48,7 +48,7 @@ uint32_t R_SetFilePointer(RVHANDLE hFile, int32_t nLow, int32_t* pHigh, uint32_t
 }
 
 int32_t R_MoveFileEx(const char16_t* pszOld, const char16_t* pszNew, uint32_t uFlags) noexcept {
-    const Utf8Text nameOld(pszOld), nameNew(pszNew);
+    const FileName nameOld(pszOld), nameNew(pszNew);
     return nameOld.get() && nameNew.get() && sysFileMove(nameOld.get(), nameNew.get(), uFlags) ? 1 : 0;
 }
 

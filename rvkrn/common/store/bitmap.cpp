@@ -59,11 +59,17 @@ void freeStorage(BITMAPRECORD& bm) noexcept {
     if (bm.Flags & BMF_USER_DATA) {
         bm.Flags &= ~kStorageFlags;
     } else if (bm.Flags & BMF_CONVENTIONAL) {
-        freeConventional(bm);
-        bm.Flags &= ~uint32_t(BMF_CONVENTIONAL | BMF_GLOBAL | BMF_LOCKED);
+        if (bm.Flags & BMF_COMPRESSED)
+            freeRunLists(bm);
+        else if (bm.Flags & BMF_TILED)
+            freeTiles(bm);
+        else if (bm.Flags & BMF_SUPERCOMPRESSED)
+            freeStrips(bm);
+        else
+            freeConventional(bm);
+        bm.Flags &= ~uint32_t(BMF_CONVENTIONAL | BMF_GLOBAL | BMF_LOCKED | kClassFlags);
     } else if (bm.Flags & BMF_DISK) {
-        closeHandle(bm.hMemory);
-        bm.hMemory = nullptr;
+        freeDiskFile(bm);
         bm.Flags &= ~uint32_t(BMF_DISK);
     }
 }
@@ -276,7 +282,11 @@ int32_t R_SetBitmapDataPointer(BITMAPRECORD* pBitmap, uint8_t* pData, uint32_t d
 
 int32_t R_UpdateBitmapSize(BITMAPRECORD* pBitmap, uint32_t) noexcept {
     if (!isAllocated(pBitmap)) return -2;
-    return storeDataSize(*pBitmap, uint64_t(pBitmap->BytesPerLine) * uint32_t(pBitmap->Height)) ? 1 : -3;
+    const BITMAPRECORD& bm = *pBitmap;
+    const uint64_t nSize = bm.Flags & BMF_COMPRESSED        ? runListSize(bm)
+                           : bm.Flags & BMF_SUPERCOMPRESSED ? stripSize(bm)
+                                                            : uint64_t(bm.BytesPerLine) * uint32_t(bm.Height);
+    return storeDataSize(*pBitmap, nSize) ? 1 : -3;
 }
 
 }  // extern "C"

@@ -31,10 +31,4 @@ void freeConventional(BITMAPRECORD& bm) noexcept {
     bm.pData = nullptr;
 }
 
-// The classes below are not built here; their steps fail as an allocation that the machine refuses.
-int32_t createTiles(BITMAPRECORD&, uint64_t, uint64_t, bool) noexcept { return -1; }
-int32_t createDiskFile(BITMAPRECORD&) noexcept { return -1; }
-int32_t createRunLists(BITMAPRECORD&) noexcept { return -1; }
-int32_t createStrips(BITMAPRECORD&) noexcept { return -1; }
-
 }  // namespace rv

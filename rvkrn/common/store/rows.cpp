@@ -4,16 +4,16 @@
 #include "internal/pixels.h"
 #include "internal/rowaccess.h"
 #include "internal/rowstore.h"
+#include "internal/storage_.h"
 
 namespace rv {
 namespace {
 
 enum class Direction { get, put };
 
-// Flat storage sees a range of bytes only: what is longer than the row runs on into the next.
+// Flat memory sees a range of bytes only: what is longer than the row runs on into the next.
 template <Direction direction, class Byte>
 int32_t moveFlat(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int64_t nColumnByte, uint32_t nBytes) noexcept {
-    if (!(bm.Flags & BMF_CONVENTIONAL)) return -1;
     if (!bm.pData) return -2;
     uint8_t* p = bm.pData + (int64_t(bm.BytesPerLine) * nRow + nColumnByte);
     if constexpr (direction == Direction::get)
@@ -21,6 +21,27 @@ int32_t moveFlat(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int64_t nColumnB
     else
         copyRow(p, pBuffer, nBytes);
     return int32_t(nBytes);
+}
+
+// The dispatch on the storage class.
+template <Direction direction, class Byte>
+int32_t moveStored(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept {
+    constexpr bool bGet = direction == Direction::get;
+    const auto ask = [&](auto get, auto put, auto nWhere) {
+        if constexpr (bGet)
+            return get(bm, pBuffer, nRow, nWhere, nBytes);
+        else
+            return put(bm, pBuffer, nRow, nWhere, nBytes);
+    };
+    const uint32_t uFlags = bm.Flags;
+    if (uFlags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) {
+        if (uFlags & BMF_COMPRESSED) return ask(getRunListBytes, putRunListBytes, nCol);
+        if (uFlags & BMF_TILED) return ask(getTileBytes, putTileBytes, columnByte(nCol, bm.BitsPerPixel));
+        return ask(getStripBytes, putStripBytes, nCol);
+    }
+    const int64_t nColumnByte = nCol ? columnByte(nCol, bm.BitsPerPixel) : 0;
+    if (uFlags & BMF_CONVENTIONAL) return moveFlat<direction>(bm, pBuffer, nRow, nColumnByte, nBytes);
+    return uFlags & BMF_DISK ? ask(getDiskBytes, putDiskBytes, nColumnByte) : -1;
 }
 
 template <Direction direction, class Byte>
@@ -41,7 +62,7 @@ int32_t moveRow(BITMAPRECORD* pBitmap, Byte* pBuffer, int32_t nRow, int32_t nCol
         }
         if (nResult != 0) return nResult;
     }
-    return moveFlat<direction>(bm, pBuffer, nRow, nCol ? columnByte(nCol, bm.BitsPerPixel) : 0, nBytes);
+    return moveStored<direction>(bm, pBuffer, nRow, nCol, nBytes);
 }
 
 // One column of a flat bitmap, a loop per depth.
@@ -83,25 +104,6 @@ int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nC
         putFlatColumn<bits>(bm, pBuffer, nCol, nRows, bReverse);
         return 1;
     });
-}
-
-int32_t putRowSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, const uint32_t* pWords, uint32_t nWords,
-                       uint8_t* pScratch) noexcept {
-    const auto put = [&](const uint8_t* p, uint32_t nBytes) {
-        const int32_t n = R_PutBitmapRow(&bm, p, nRow, nBytes);
-        return n < 0 ? n : n == int32_t(nBytes) ? 1 : -1;
-    };
-    if (isWholeRow(bm, pWords, nWords))
-        return put(pRow, uint32_t(packedBytes(uint32_t(bm.Width), uint32_t(bm.BitsPerPixel))));
-    uint8_t* pFlat = flatRow(bm, nRow);
-    uint8_t* pTo = pFlat ? pFlat : pScratch;
-    if (!pFlat) {
-        if (const int32_t n = readRow(bm, pTo, nRow, bm.BytesPerLine); n < 0) return n;
-    }
-    for (uint32_t i = 0; i + 1 < nWords; i += 2)
-        if (pWords[i] < pWords[i + 1])
-            copyPixels(bm.BitsPerPixel, pTo, pWords[i], pRow, pWords[i], pWords[i + 1] - pWords[i]);
-    return pFlat ? 1 : put(pTo, bm.BytesPerLine);
 }
 
 }  // namespace rv
