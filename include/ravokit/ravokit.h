@@ -12,6 +12,7 @@
 #include "memory.h"
 #include "numeric.h"
 #include "objects.h"
+#include "optpal.h"
 #include "palette.h"
 #include "rows.h"
 #include "storage.h"
