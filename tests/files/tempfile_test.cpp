@@ -13,7 +13,6 @@
 #include "internal/redirect_.h"
 #include "internal/storage_.h"
 #include "internal/tempfile_.h"
-#include "ravokit/files.h"
 #include "support/bitmaps.h"
 #include "support/faults.h"
 
@@ -23,7 +22,8 @@ namespace fs = std::filesystem;
 using Name = std::u16string;
 using test::Bytes;
 
-constexpr int32_t kRead = 0, kReadWrite = 2, kAppend = 8, kTemporary = 0x40, kCreate = 0x100, kCut = 0x200;
+using rv::kOpenCreate, rv::kOpenRead, rv::kOpenReadWrite, rv::kOpenTemporary, rv::kOpenTruncate;
+constexpr int32_t kAppend = 8;
 constexpr uint32_t kMiB = 1 << 20;
 
 Name made(const char16_t* pszPrefix = u"t") {
@@ -36,7 +36,7 @@ Name madeWith(const char16_t* pszExtension, const char16_t* pszPrefix = u"t") {
     EXPECT_EQ(R_GetTempFileName3(sz, RV_TEMP_NAME_SIZE, pszPrefix, pszExtension), 1);
     return sz;
 }
-RVFILE open(const Name& name, int32_t nFlags = kReadWrite | kCreate) {
+RVFILE open(const Name& name, int32_t nFlags = kOpenReadWrite | kOpenCreate) {
     return R_RedirectedTempFileOpen(name.c_str(), nFlags, 0x180);
 }
 int32_t write(RVFILE h, const Bytes& bytes) {
@@ -243,7 +243,7 @@ void runModel(uint32_t uMode, uint32_t uBlockMB, uint32_t uSeed) {
     ASSERT_EQ(contents(h), model);
     EXPECT_EQ(R_RedirectedTempFileClose(h), 0);
     if (uMode == 3) {  // it has outlived its handle
-        ASSERT_TRUE(rv::isOpenFile(h = open(name, kRead)));
+        ASSERT_TRUE(rv::isOpenFile(h = open(name, kOpenRead)));
         EXPECT_EQ(contents(h), model);
         EXPECT_EQ(R_RedirectedTempFileClose(h), 0);
     }
@@ -306,9 +306,9 @@ TEST_F(TempFile, BudgetsAreCountedByTheOptionsAtOpen) {
 TEST_F(TempFile, MemoryOnlyFilesNeedToBeCreatedAndHaveNoLimit) {
     setOptions(3, 1, 1, 1);
     const Name name = made();
-    EXPECT_FALSE(rv::isOpenFile(open(name, kReadWrite)));
+    EXPECT_FALSE(rv::isOpenFile(open(name, kOpenReadWrite)));
     EXPECT_FALSE(rv::isOpenFile(open(u"")));
-    EXPECT_FALSE(rv::isOpenFile(R_RedirectedTempFileOpen(nullptr, kReadWrite | kCreate, 0)));
+    EXPECT_FALSE(rv::isOpenFile(R_RedirectedTempFileOpen(nullptr, kOpenReadWrite | kOpenCreate, 0)));
     RVFILE h = open(name);
     const Bytes all = test::randomBytes(3 * kMiB + 5, 3);
     EXPECT_EQ(write(h, all), int32_t(all.size()));
@@ -328,14 +328,14 @@ TEST_F(TempFile, MemoryOnlyFilesNeedToBeCreatedAndHaveNoLimit) {
     EXPECT_EQ(R_RedirectedTempFileClose(h), 0);
     EXPECT_TRUE(fs::is_empty(directory));
 
-    ASSERT_TRUE(rv::isOpenFile(h = open(name, kRead | kCut)));  // that it is emptied is the open's doing
+    ASSERT_TRUE(rv::isOpenFile(h = open(name, kOpenRead | kOpenTruncate)));  // that it is emptied is the open's doing
     EXPECT_EQ(rv::memoryFileTotal(), 0u);
     EXPECT_EQ(write(h, Bytes(1)), -1);
     EXPECT_EQ(R_RedirectedTempFileClose(h), 0);
     EXPECT_EQ(R_DeleteTempFile(name.c_str()), 1);
-    EXPECT_FALSE(rv::isOpenFile(open(name, kReadWrite)));
+    EXPECT_FALSE(rv::isOpenFile(open(name, kOpenReadWrite)));
 
-    h = open(name, kReadWrite | kCreate | kTemporary);
+    h = open(name, kOpenReadWrite | kOpenCreate | kOpenTemporary);
     EXPECT_TRUE(R_FileExists(name.c_str()));
     EXPECT_EQ(write(h, Bytes(3000, 0xFF)), 3000);
     seek(h, 8);
@@ -355,10 +355,10 @@ TEST_F(TempFile, TwoOpensOfANameAreOneFile) {
     const RVFILE h1 = open(name);
     EXPECT_EQ(write(h1, {1, 2, 3}), 3);
     std::replace(name.begin(), name.end(), u'/', u'\\');  // the same name
-    const RVFILE h2 = open(name, kReadWrite);
+    const RVFILE h2 = open(name, kOpenReadWrite);
     EXPECT_EQ(positionOf(h1), 0);
     EXPECT_EQ(contents(h2), (Bytes{1, 2, 3}));
-    const RVFILE h3 = open(name, kReadWrite | kAppend);
+    const RVFILE h3 = open(name, kOpenReadWrite | kAppend);
     EXPECT_EQ(write(h3, {4}), 1);
     EXPECT_EQ(contents(h1), (Bytes{1, 2, 3, 4}));
     EXPECT_EQ(R_RedirectedTempFileClose(h3), 0);
@@ -381,6 +381,19 @@ TEST_F(TempFile, TheLayerKnowsItsHandles) {
         EXPECT_EQ(layer.pfnSeek(h, 0, 0, nullptr), -1);
         EXPECT_EQ(layer.pfnClose(h, nullptr), h ? -261 : -814);
     }
+    // A pseudo name has a table of its own.
+    REDIRECTIO table{};
+    table.uStructSize = sizeof table;
+    table.pfnOpen = [](const char16_t*, int32_t, int32_t, void* p) { return p; };
+    table.pOpenUserData = notOurs;
+    table.pfnClose = [](RVFILE, void*) { return 0; };
+    char16_t szPseudo[RV_REDIRECT_NAME_SIZE] = u"";
+    ASSERT_EQ(R_SetGlobalRedirectFunctions(szPseudo, RV_REDIRECT_NAME_SIZE, &table), 1);
+    const RVFILE hPseudo = open(szPseudo);
+    EXPECT_EQ(R_ExtractRedirectedFileHandle(hPseudo), RVFILE(notOurs));
+    EXPECT_EQ(R_RedirectedTempFileClose(hPseudo), 0);
+    EXPECT_EQ(R_SetGlobalRedirectFunctions(szPseudo, RV_REDIRECT_NAME_SIZE, nullptr), 1);
+
     // What was not given back is at the end of the process; an open file goes when it is closed.
     setOptions(3);
     const Name kept = made(), opened = made();
@@ -389,7 +402,7 @@ TEST_F(TempFile, TheLayerKnowsItsHandles) {
     EXPECT_EQ(write(h, {1}), 1);
     rv::runCleanupPass();
     EXPECT_FALSE(rv::isTemporaryName(kept.c_str()));
-    EXPECT_FALSE(rv::isOpenFile(open(kept, kRead)));
+    EXPECT_FALSE(rv::isOpenFile(open(kept, kOpenRead)));
     EXPECT_EQ(contents(h), Bytes{1});
     EXPECT_EQ(R_RedirectedTempFileClose(h), 0);
 }
@@ -436,7 +449,7 @@ TEST_F(TempFile, AFileThatCannotMoveToDiskStaysAsItWas) {
     REDIRECTIO table = disk.table();
     ASSERT_EQ(R_SetRedirectFunctions(&table, 1, 0), 1);
     const Name name = (directory / "some.tmp").u16string();
-    const RVFILE h = open(name, kReadWrite | kCreate | kTemporary | kCut | 0x4000);
+    const RVFILE h = open(name, kOpenReadWrite | kOpenCreate | kOpenTemporary | kOpenTruncate | 0x4000);
     Bytes all = test::randomBytes(kMiB, 5);
     EXPECT_EQ(write(h, all), int32_t(kMiB));
     EXPECT_EQ(seek(h, kMiB - 2), kMiB - 2);
@@ -453,7 +466,7 @@ TEST_F(TempFile, AFileThatCannotMoveToDiskStaysAsItWas) {
     }
     disk.fault = Faulty::none;
     EXPECT_EQ(write(h, {1, 2, 3}), 3);
-    EXPECT_EQ(disk.nFlags, kReadWrite | kCreate | kTemporary | 0x4000);
+    EXPECT_EQ(disk.nFlags, kOpenReadWrite | kOpenCreate | kOpenTemporary | 0x4000);
     EXPECT_EQ(rv::memoryFileTotal(), 0u);
     all.resize(kMiB - 2);
     all.insert(all.end(), {1, 2, 3});
@@ -507,7 +520,8 @@ TEST_F(ThreadTempFile, NamesAndListsAreShared) {
             for (int i = 0; i < 40; ++i) {
                 const Name& name = names[t].emplace_back(madeWith(i % 2 ? u"tmp" : u"dat"));
                 const Bytes bytes = test::randomBytes(5000, uint32_t(t * 100 + size_t(i)));
-                const RVFILE h = open(name), hShared = open(shared, kRead | kCreate | (i % 3 ? 0 : kTemporary));
+                const RVFILE h = open(name),
+                             hShared = open(shared, kOpenRead | kOpenCreate | (i % 3 ? 0 : kOpenTemporary));
                 EXPECT_EQ(write(h, bytes), 5000);
                 EXPECT_EQ(contents(h), bytes);
                 EXPECT_EQ(R_RedirectedTempFileClose(h), 0);

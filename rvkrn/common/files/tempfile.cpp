@@ -9,12 +9,11 @@
 #include "internal/redirect_.h"
 #include "internal/tempfile_.h"
 #include "internal/text.h"
-#include "ravokit/files.h"
 
 namespace rv {
 namespace {
 
-constexpr int32_t kAccess = 3, kAppend = 0x08, kTemporary = 0x40, kCreate = 0x100, kTruncate = 0x200;
+constexpr int32_t kAccess = 3, kAppend = 0x08;  // of the open flags
 constexpr int32_t kKeptBySpill = 0xC003;
 
 struct RTEMPFILE {
@@ -50,7 +49,7 @@ MEMTEMPFILE* shareLocked(const char16_t* pszName, int32_t nFlags) noexcept {
     MEMTEMPFILE* p = findMemoryFile(pszName);
     if (!p) return nullptr;
     ++p->nRefCount;
-    if (nFlags & kTruncate) emptyMemoryFile(*p);
+    if (nFlags & kOpenTruncate) emptyMemoryFile(*p);
     p->nPosition = nFlags & kAppend ? p->nLength : 0;
     return p;
 }
@@ -85,7 +84,7 @@ MEMTEMPFILE* createMemoryFile(const char16_t* pszName, int32_t nFlags, uint32_t 
     const size_t nRoom = wideLength(pszName) + 1;
     if (!fresh || !fresh->name.allocate(nRoom)) return nullptr;
     copyText(fresh->name.get(), pszName, nRoom);
-    fresh->bDeleteOnClose = (nFlags & kTemporary) && (nFlags & kCreate);
+    fresh->bDeleteOnClose = (nFlags & kOpenTemporary) && (nFlags & kOpenCreate);
     {
         const std::scoped_lock lock(g_memoryFiles);
         if (MEMTEMPFILE* p = shareLocked(pszName, nFlags)) return p;  // another thread was first
@@ -136,7 +135,7 @@ int32_t spill(RTEMPFILE& file) noexcept {
     MEMTEMPFILE& mem = *file.pMemFile;
     const REDIRECTIO& table = file.table;
     if (!table.pfnOpen) return -1;
-    const int32_t nFlags = (file.nFlags & kKeptBySpill) | kCreate | (mem.bDeleteOnClose ? kTemporary : 0);
+    const int32_t nFlags = (file.nFlags & kKeptBySpill) | kOpenCreate | (mem.bDeleteOnClose ? kOpenTemporary : 0);
     const RVFILE hFile = table.pfnOpen(mem.name.get(), nFlags, file.nMode, table.pOpenUserData);
     if (hFile == RV_INVALID_FILE) return -1;
     const int32_t nStatus = copyToDisk(mem, table, hFile);
@@ -156,7 +155,7 @@ bool openIn(RTEMPFILE& file, const char16_t* pszName) noexcept {
     file.pMemFile = shareMemoryFile(pszName, file.nFlags);
     if (file.pMemFile) return true;
     const uint32_t uMode = file.options.uMode;
-    if (uMode == 3 && !(file.nFlags & kCreate)) return false;
+    if (uMode == 3 && !(file.nFlags & kOpenCreate)) return false;
     if (uMode == 3 || (uMode == 2 && memoryFileTotal() < uint64_t(file.options.uTotalMemoryMB) << 20)) {
         file.pMemFile = createMemoryFile(pszName, file.nFlags, file.options.uBlockMB);
         return file.pMemFile;
@@ -264,12 +263,8 @@ int32_t R_DeleteTempFileA(const char* pszName) noexcept { return withWideName(ps
 int32_t R_DeleteTempFileUTF8(const char* pszName) noexcept { return withWideName(pszName, R_DeleteTempFile, -1); }
 
 RVFILE R_RedirectedTempFileOpen(const char16_t* pszName, int32_t nFlags, int32_t nMode) noexcept {
-    if (!pszName) return RV_INVALID_FILE;
-    if (!isSchemeName(pszName))
-        return openWrapped(pszName, nFlags, nMode, temporaryLayerTable(), RedirectKind::temporary);
-    REDIRECTIO table;
-    if (!registeredTable(pszName, table)) return RV_INVALID_FILE;
-    return openWrapped(pszName, nFlags, nMode, table, RedirectKind::registered);
+    if (isSchemeName(pszName)) return R_RedirectedOpen(pszName, nFlags, nMode);
+    return openWrapped(pszName, nFlags, nMode, temporaryLayerTable(), RedirectKind::temporary);
 }
 RVFILE R_RedirectedTempFileOpenA(const char* pszName, int32_t nFlags, int32_t nMode) noexcept {
     return openNarrow(pszName, nFlags, nMode);
