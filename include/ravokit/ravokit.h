@@ -18,5 +18,6 @@
 #include "redirect.h"
 #include "rows.h"
 #include "storage.h"
+#include "tempfile.h"
 #include "text.h"
 #include "types.h"
