@@ -36,9 +36,6 @@ Thresholds threadThresholds() noexcept {
 
 uint64_t globalConventionalLimit() noexcept { return g_nGlobalLimit; }
 
-// Temporary files are always allowed as long as nothing can switch them off.
-bool temporaryFilesOff() noexcept { return false; }
-
 }  // namespace rv
 
 using namespace rv;
