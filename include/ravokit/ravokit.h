@@ -9,6 +9,7 @@
 #include "files.h"
 #include "frame.h"
 #include "grayscale.h"
+#include "hugemem.h"
 #include "list.h"
 #include "memory.h"
 #include "numeric.h"
