@@ -4,6 +4,7 @@
 #include <numeric>
 
 #include "internal/runlists_.h"
+#include "internal/storage_.h"
 #include "support/bitmaps.h"
 #include "support/faults.h"
 
@@ -262,6 +263,242 @@ TEST(RunLists, RandomWritesMatchAFlatModel) {
         }
         R_ReleaseBitmap(&bm);
     }
+}
+
+TEST(RunLists, RowsNeverWrittenAreWhite) {
+    Compressed narrow(300, 3), wide(70000, 70000);
+    Runs got(70003);
+    uint8_t bits[8] = {1, 1, 1, 1, 1, 1, 1, 1};
+    EXPECT_EQ(R_GetBitmapRow(&narrow, bits, 1, 8), 8);
+    EXPECT_EQ(rv::loadLittle<uint64_t>(bits), 0u);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&narrow, nullptr, got.data(), 1, 1), 1);
+    EXPECT_EQ(values(got), Runs{300});
+    EXPECT_EQ(R_GetBitmapRowCompressed(&wide, nullptr, got.data(), 69999, 5), 1) << "cut to the last row";
+    EXPECT_EQ(values(got), (Runs{65535, 0, 4465}));
+    EXPECT_EQ(R_GetBitmapRowColCompressed(&wide, nullptr, got.data(), 40000, 0, 70000), 1);
+    EXPECT_EQ(values(got), (Runs{32767, 32767, 4466}));
+    EXPECT_EQ(R_GetBitmapRowColCompressed(&wide, nullptr, got.data(), 40000, 100, 69000), 1);
+    EXPECT_EQ(values(got), (Runs{65535, 0, 3465}));
+    EXPECT_EQ(wide.Size64, 3u * 0x400000) << "a heap for every 32768 rows";
+
+    // A row whose pixels are set and cleared again still reads white.
+    const uint8_t ink[] = {0xFF}, none[] = {0};
+    EXPECT_EQ(R_PutBitmapRowCol(&wide, ink, 69999, 69000, 1), 1);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&wide, nullptr, got.data(), 69999, 1), 1);
+    EXPECT_EQ(values(got), (Runs{65535, 0, 3465, 8, 992}));
+    EXPECT_EQ(R_PutBitmapRowCol(&wide, none, 69999, 69000, 1), 1);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&wide, nullptr, got.data(), 69999, 1), 1);
+    EXPECT_EQ(values(got), (Runs{65535, 0, 4465}));
+    EXPECT_TRUE(rv::isWellFormedRunLists(wide));
+}
+
+TEST(RunLists, ListsAreStoredAsTheyAreWhereTheyFit) {
+    Compressed bm(16, 70000);
+    Runs got(40);
+    const auto stored = [&](const Runs& list) {
+        EXPECT_EQ(R_PutBitmapRowColCompressed(&bm, nullptr, record(list).data(), 33000, 0, 16), 1);
+        EXPECT_EQ(R_GetBitmapRowCompressed(&bm, nullptr, got.data(), 33000, 1), 1);
+        EXPECT_TRUE(rv::isWellFormedRunLists(bm));
+        return values(got);
+    };
+    EXPECT_EQ(stored({3, 0, 5, 8}), (Runs{3, 0, 5, 8}));
+    EXPECT_EQ(stored({3, 20}), (Runs{3, 13})) << "too long";
+    EXPECT_EQ(stored({3, 2}), (Runs{3, 2, 11})) << "too short";
+    EXPECT_EQ(stored({}), Runs{16});
+    Runs zeros(30, 0);
+    zeros.back() = 16;
+    EXPECT_EQ(stored(zeros), (Runs{0, 16})) << "more values than a row may have";
+    // A list with as many runs of length 0 as fit gives way when pixels need the room.
+    zeros.assign(17, 0);
+    zeros.back() = 16;
+    EXPECT_EQ(stored(zeros), zeros);
+    const uint8_t comb[] = {0x55};
+    EXPECT_EQ(R_PutBitmapRowCol(&bm, comb, 33000, 8, 1), 1);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&bm, nullptr, got.data(), 33000, 1), 1);
+    EXPECT_EQ(values(got), (Runs{9, 1, 1, 1, 1, 1, 1, 1}));
+    EXPECT_TRUE(rv::isWellFormedRunLists(bm));
+}
+
+TEST(RunLists, MoveThroughEveryOtherHolding) {
+    for (const Holding holding : kHoldings) {
+        Bitmap flat(1, 77, 4, holding);
+        const Bytes before = fillRandom(flat.record, 5);
+        Runs got(80 * 4);
+        R_AccessBitmap(&flat);
+        ASSERT_EQ(R_GetBitmapRowCompressed(&flat, nullptr, got.data(), 0, 9), 1);
+        const uint16_t* p = got.data();
+        for (size_t y = 0; y < 4; ++y, p = rv::nextRecord(p))
+            ASSERT_EQ(Runs(p + 2, rv::nextRecord(p)), slowRuns(&before[y * 12], 0, 77)) << nameOf(holding);
+        R_FlipCompressedBuffer(Runs(got).data(), got.data(), 4);
+        ASSERT_EQ(R_PutBitmapRowCompressed(&flat, nullptr, got.data(), 0, 4), 1);
+        Bytes row(12);
+        R_GetBitmapRow(&flat, row.data(), 3, 12);
+        for (size_t x = 0; x < 77; ++x) ASSERT_EQ(bitAt(row.data(), x), bitAt(before.data(), x)) << nameOf(holding);
+        ASSERT_EQ(R_GetBitmapRowColCompressed(&flat, row.data(), got.data(), 3, 13, 70), 1) << "cut at the width";
+        ASSERT_EQ(values(got), slowRuns(before.data(), 13, 64)) << nameOf(holding);
+        ASSERT_EQ(R_PutBitmapRowColCompressed(&flat, nullptr, record({0, 5}).data(), 0, 19, 10), 1);
+        R_GetBitmapRow(&flat, row.data(), 0, 12);
+        EXPECT_EQ(row[2], 0xF8) << "whole bytes from that of the column";
+        EXPECT_EQ(row[3], 0);
+        R_ReleaseBitmap(&flat);
+    }
+}
+
+TEST(RunLists, StatusesInOrder) {
+    Compressed bm(40, 40);
+    Bitmap flat(1, 40, 40), deep(8, 40, 40);
+    BITMAPRECORD bad = bm;
+    bad.uStructSize = 5;
+    uint16_t rec[50] = {1, 0, 40};
+    uint8_t bits[400] = {};
+    EXPECT_EQ(R_GetBitmapRowCompressed(nullptr, nullptr, rec, 0, 1), -13);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&bad, nullptr, nullptr, 0, 1), -13);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&bad, nullptr, rec, 0, 1), -789);
+    EXPECT_EQ(R_GetBitmapRowCompressed(&bm, nullptr, rec, -1, 1), -13);
+    for (BITMAPRECORD* p : {static_cast<BITMAPRECORD*>(&bm), &flat}) {
+        rec[0] = 0xABC;
+        EXPECT_EQ(R_GetBitmapRowCompressed(p, nullptr, rec, 40, 1), 1) << "no rows left";
+        EXPECT_EQ(R_PutBitmapRowCompressed(p, nullptr, rec, 41, 1), 1);
+        EXPECT_EQ(R_PutBitmapRowCompressed(p, nullptr, rec, 0, 0), 1);
+        EXPECT_EQ(rec[0], 0xABC);
+        EXPECT_EQ(R_GetBitmapRowColCompressed(p, nullptr, rec, 0, 40, 1), -13);
+        EXPECT_EQ(R_PutBitmapRowColCompressed(p, nullptr, rec, 40, 0, 1), -13);
+    }
+    EXPECT_EQ(R_PutBitmapRowCompressed(&bm, nullptr, nullptr, 0, 1), -13);
+    EXPECT_EQ(R_PutBitmapRowColCompressed(&bad, nullptr, rec, 0, 0, 1), -789);
+    EXPECT_EQ(R_GetBitmapRowCol(&bm, bits, 0, 40, 1), -13);
+    EXPECT_EQ(R_PutBitmapRowCol(&bm, bits, 0, -1, 1), -13);
+    EXPECT_EQ(R_GetBitmapRow(&bm, bits, 40, 1), -13);
+    EXPECT_EQ(R_GetBitmapRow(&bm, bits, 39, 400), 400) << "rows past the last one are zeros";
+
+    EXPECT_EQ(R_ChangeBitmapCompression(nullptr, 1), -2);
+    EXPECT_EQ(R_ChangeBitmapCompression(&bad, 7), -789);
+    EXPECT_EQ(R_ChangeBitmapCompression(&bm, 7), -13);
+    EXPECT_EQ(R_ChangeBitmapCompression(&deep, 1), -13);
+    EXPECT_EQ(R_ChangeBitmapCompression(&deep, 0), 1);
+    EXPECT_EQ(R_ToggleBitmapCompression(&deep), -2);
+    EXPECT_EQ(R_ToggleBitmapCompression(&bad), -789);
+    EXPECT_EQ(R_TrimBitmapHeap(&flat, 0), -13);
+    EXPECT_EQ(R_TrimBitmapHeap(&bad, 0), -789);
+    EXPECT_EQ(R_GrowBitmapHeap(nullptr, 0), -13);
+}
+
+TEST(RunLists, CompressionComesAndGoes) {
+    Bitmap bm(1, 1000, 3000);
+    Bytes page;
+    for (uint32_t y = 0; y < 3000; ++y) {
+        const Bytes row = randomRow(1000, 100, y);
+        page.insert(page.end(), row.begin(), row.end());
+    }
+    for (size_t i = 124; i < page.size(); i += 128) std::memset(&page[i], 0, 4), page[i] = 0x80;
+    for (size_t i = 125; i < page.size(); i += 128) page[i] = 0;
+    setContents(bm.record, page);
+    const Bytes before = contents(bm.record);
+    R_AccessBitmap(&bm);
+    ASSERT_EQ(R_ToggleBitmapCompression(&bm), 1);
+    EXPECT_TRUE(bm->Flags & BMF_COMPRESSED);
+    EXPECT_EQ(bm->nLockCount, 1);
+    EXPECT_EQ(contents(bm.record), before);
+    EXPECT_LT(bm->Size, 0x40000u) << "trimmed";
+    EXPECT_TRUE(rv::isWellFormedRunLists(bm.record));
+
+    BITMAPRECORD copy;
+    ASSERT_EQ(R_CopyBitmap(&copy, &bm, kSize), 1);
+    EXPECT_TRUE(copy.Flags & BMF_COMPRESSED);
+    EXPECT_EQ(contents(copy), before);
+    EXPECT_TRUE(rv::isWellFormedRunLists(copy));
+    R_FreeBitmap(&copy);
+    EXPECT_EQ(copy.Size64, uint64_t(copy.BytesPerLine) * 3000) << "its geometry can be allocated again";
+
+    // Noise put as lists until they take more than the rows would.
+    Runs list(1003);
+    int32_t y = 0;
+    for (; y < 3000 && bm->Flags & BMF_COMPRESSED; ++y) {
+        R_CompressRow(list.data(), randomRow(1000, 1, uint32_t(y)).data(), 0, 1000);
+        ASSERT_EQ(R_PutBitmapRowCompressed(&bm, nullptr, list.data(), y, 1), 1);
+    }
+    EXPECT_TRUE(y > 10 && y < 3000) << y;
+    EXPECT_EQ(bm->Size, uint32_t(before.size()));
+    const Bytes after = contents(bm.record);
+    EXPECT_EQ(Bytes(after.begin() + y * 128, after.end()), Bytes(before.begin() + y * 128, before.end()));
+    R_ReleaseBitmap(&bm);
+}
+
+TEST(RunLists, HeightsAndHeapsChange) {
+    Compressed bm(100, 40000);
+    const Bytes row = randomRow(100, 3, 1);
+    for (int32_t y = 0; y < 40000; y += 7) R_PutBitmapRow(&bm, row.data(), y, 16);
+    const auto isRow = [&](int32_t y, bool set) {
+        Bytes got(16), want = set ? row : Bytes(16);
+        for (size_t x = 100; x < 128; ++x) setBit(want.data(), x, false);
+        return R_GetBitmapRow(&bm, got.data(), y, 16) == 16 && got == want;
+    };
+    EXPECT_TRUE(rv::isWellFormedRunLists(bm));
+    EXPECT_EQ(R_GrowBitmapHeap(&bm, 0x100000), 1);
+    EXPECT_GE(bm.Size64, 2u * 0x80000);
+    EXPECT_EQ(R_TrimBitmapHeap(&bm, 0), 1);
+    EXPECT_EQ(R_TrimBitmapHeap(&bm, 0), 0) << "nothing left to give";
+    EXPECT_TRUE(rv::isWellFormedRunLists(bm));
+    for (const int32_t height : {32769, 20000, 32768, 100000, 1, 40000}) {
+        const int32_t old = bm.Height;
+        ASSERT_EQ(rv::changeRunListHeight(bm, height), 1);
+        EXPECT_EQ(bm.Height, height);
+        EXPECT_TRUE(rv::isWellFormedRunLists(bm)) << height;
+        if (height > old) {
+            EXPECT_TRUE(isRow(old + (7 - old % 7) % 7, false)) << "a new row is white: " << height;
+        }
+        EXPECT_TRUE(isRow(0, true));
+        ASSERT_EQ(R_PutBitmapRow(&bm, row.data(), height - 1, 16), 16);
+        EXPECT_TRUE(isRow(height - 1, true));
+    }
+    Compressed fresh(100, 100);
+    EXPECT_EQ(R_TrimBitmapHeap(&fresh, 0), 1);
+    EXPECT_EQ(fresh.Size64, 188u);
+}
+
+TEST(RunLists, ShortMemoryLeavesTheRowsAsTheyWere) {
+    if (!faults::available()) GTEST_SKIP() << "allocations can't be refused in this build";
+    const auto walk = [](const char* name, auto&& op) {
+        for (int k = 0;; ++k) {
+            ASSERT_LT(k, 40) << name << " never gets through";
+            Compressed bm(4000, 40);
+            for (int32_t y = 0; y < 40; ++y) R_PutBitmapRow(&bm, randomRow(4000, 30, uint32_t(y)).data(), y, 500);
+            R_TrimBitmapHeap(&bm, 0);  // no room for what comes
+            const Bytes before = contents(bm), noise = randomRow(4000, 0, 3);
+            Runs list(4003);
+            R_CompressRow(list.data(), noise.data(), 0, 4000);
+            const long blocks = faults::liveBlocks();
+            faults::FailFromNthAllocation fail(k);
+            const int32_t status = op(bm, noise, list);
+            fail.stop();
+            if (!fail.fired()) {
+                EXPECT_GE(status, 1) << name;
+                return;
+            }
+            EXPECT_EQ(status, -1) << name << " " << k;
+            EXPECT_EQ(faults::liveBlocks(), blocks) << name << " " << k;
+            EXPECT_TRUE(rv::isWellFormedRunLists(bm)) << name << " " << k;
+            ASSERT_EQ(contents(bm), before) << name << " " << k;
+        }
+    };
+    walk("row", [](auto& bm, auto& noise, auto&) { return R_PutBitmapRow(&bm, noise.data(), 3, 500); });
+    walk("stretch", [](auto& bm, auto& noise, auto&) { return R_PutBitmapRowCol(&bm, noise.data(), 3, 800, 300); });
+    walk("stretch of a list", [](auto& bm, auto&, auto& list) {
+        return R_PutBitmapRowColCompressed(&bm, nullptr, list.data(), 3, 11, 3000);
+    });
+    walk("segments", [](auto& bm, auto& noise, auto&) {
+        const uint32_t words[] = {5, 1500, 1700, 3900};
+        return R_PutBitmapRowSegments(&bm, noise.data(), 3, 0, words, 4, 0);
+    });
+    walk("height", [](auto& bm, auto&, auto&) { return rv::changeRunListHeight(bm, 70000); });
+    walk("no compression", [](auto& bm, auto&, auto&) { return R_ChangeBitmapCompression(&bm, 0); });
+    walk("allocation", [](auto&, auto&, auto&) {
+        BITMAPRECORD other;
+        R_InitBitmap(&other, kSize, 70000, 70000, 1);
+        const int32_t status = R_AllocateBitmap(&other, BMMEM_COMPRESSED);
+        R_FreeBitmap(&other);
+        return status;
+    });
 }
 
 }  // namespace

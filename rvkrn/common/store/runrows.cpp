@@ -27,6 +27,24 @@ bool storeRuns(const RowPlace& row, const uint16_t* pList, uint32_t nWords) noex
     return true;
 }
 
+// Room for a list that is changed in part: it will be changed again, and room to spare saves most of the moves.
+constexpr uint64_t roomFor(uint32_t nWords) noexcept { return uint64_t(nWords) * sizeof(uint16_t) * 5 / 4 + 64; }
+
+bool growNode(const RowPlace& row, uint32_t nWords) noexcept {
+    if (heapNode(row.block.pHeap, row.entry.nOffset).nSize >= uint64_t(nWords) * sizeof(uint16_t)) return true;
+    const uint64_t nRoom = roomFor(nWords);
+    const uint32_t nOffset = nRoom <= UINT32_MAX ? heapRealloc(row.block.pHeap, row.entry.nOffset, uint32_t(nRoom)) : 0;
+    if (nOffset) row.entry.nOffset = nOffset;
+    return nOffset != 0;
+}
+
+// Gives room back once more than half of it lies idle.
+void cutNode(const RowPlace& row) noexcept {
+    const uint64_t nRoom = roomFor(row.entry.nWords);
+    if (heapNode(row.block.pHeap, row.entry.nOffset).nSize > 2 * nRoom)
+        heapRealloc(row.block.pHeap, row.entry.nOffset, uint32_t(nRoom));
+}
+
 // Takes out the runs of length 0 that a list had where it was put, so that it keeps to the values that it may have.
 void compactRuns(const RowPlace& row, uint32_t nWidth) noexcept {
     uint16_t* pList = heapRuns(row.block.pHeap, row.entry.nOffset);
@@ -34,7 +52,6 @@ void compactRuns(const RowPlace& row, uint32_t nWidth) noexcept {
     RunCursor cursor(pList, row.entry.nWords);
     writer.addRuns(cursor, nWidth);
     row.entry.nWords = uint32_t(writer.finish() - pList);
-    heapRealloc(row.block.pHeap, row.entry.nOffset, row.entry.nWords * uint32_t(sizeof *pList));
 }
 
 // Replaces n pixels of a row from nCol on by those that build adds to a writer. False when memory is short, and the
@@ -70,17 +87,13 @@ bool splice(const RowPlace& row, uint32_t nWidth, uint32_t nCol, uint32_t n, Bui
     const auto nNew = uint32_t(writer.finish() - pScratch);
     const uint32_t nTail = row.entry.nWords - nFirst - nOld, nWords = nFirst + nNew + nTail;
     constexpr uint32_t kBytes = sizeof(uint16_t);
-    if (nNew > nOld) {
-        const uint32_t nOffset = heapRealloc(row.block.pHeap, row.entry.nOffset, nWords * kBytes);
-        if (!nOffset) return false;
-        row.entry.nOffset = nOffset;
-    }
+    if (nNew > nOld && !growNode(row, nWords)) return false;
     uint16_t* const p = heapRuns(row.block.pHeap, row.entry.nOffset) + nFirst;
     if (nNew != nOld) std::memmove(p + nNew, p + nOld, nTail * kBytes);
     std::memcpy(p, pScratch, nNew * kBytes);
-    if (nNew < nOld) heapRealloc(row.block.pHeap, row.entry.nOffset, nWords * kBytes);
     row.entry.nWords = nWords;
     if (nWords > mostRuns(nWidth)) compactRuns(row, nWidth);
+    if (nNew < nOld) cutNode(row);
     return true;
 }
 
