@@ -128,7 +128,7 @@ inline RunCursor recordRuns(const uint16_t* pRecord) noexcept { return {pRecord 
 
 // Stores the count of a record whose values end at pEnd; gives pEnd, where the next record starts.
 inline uint16_t* closeRecord(uint16_t* pRecord, uint16_t* pEnd) noexcept {
-    storeLittle(reinterpret_cast<uint8_t*>(pRecord), uint32_t(pEnd - pRecord - kRecordHead));
+    storeLittle(reinterpret_cast<uint8_t*>(pRecord), uint32_t(pEnd - pRecord) - kRecordHead);
     return pEnd;
 }
 // The record of nWidth pixels from bit nFirstBit of *pBits on; gives the place behind it.
