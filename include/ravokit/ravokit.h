@@ -5,6 +5,7 @@
 #include "bitmap.h"
 #include "convert.h"
 #include "copy.h"
+#include "dither.h"
 #include "extradata.h"
 #include "frame.h"
 #include "grayscale.h"
