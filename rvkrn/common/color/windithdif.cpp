@@ -21,6 +21,9 @@
 #include <emmintrin.h>
 #endif
 
+// Steps are parts of one loop; left out of line, the state of the walkers would go through memory.
+#define RV_INLINE __attribute__((always_inline)) inline
+
 namespace rv {
 namespace {
 
@@ -63,23 +66,27 @@ constexpr int largestSum(const DiffusionKernel& k) noexcept {
 
 // ---- four channels at once ---------------------------------------------------------------------------------------
 
+// Lanes of kCount pixels, which lie nApart places from each other.
 struct PlainLanes {
     using Word = int32_t;
+    static constexpr size_t kCount = 1;
+    static constexpr bool kDecides = false;
     Word v[4];
 
-    static PlainLanes load(const Word* p) noexcept { return {{p[0], p[1], p[2], p[3]}}; }
-    void store(Word* p) const noexcept {
+    static PlainLanes zero() noexcept { return {{0, 0, 0, 0}}; }
+    static PlainLanes load(const Word* p, size_t) noexcept { return {{p[0], p[1], p[2], p[3]}}; }
+    void store(Word* p, size_t) const noexcept {
         for (int i = 0; i < 4; ++i) p[i] = v[i];
     }
-    static PlainLanes ofPixel(uint32_t u) noexcept {
+    static uint32_t pixels(const uint8_t* p, size_t) noexcept { return loadLittle<uint32_t>(p); }
+    static PlainLanes of(uint32_t u) noexcept {
         return {{Word(u & 255), Word(u >> 8 & 255), Word(u >> 16 & 255), Word(u >> 24)}};
     }
-    // The pixel moved by the addend, within 0 to 255.
-    static uint32_t moved(uint32_t uPixel, const PlainLanes& addend) noexcept {
-        uint32_t u = 0;
-        for (int i = 0; i < 4; ++i)
-            u |= uint32_t(std::clamp(Word(uPixel >> 8 * i & 255) + addend.v[i], 0, 255)) << 8 * i;
-        return u;
+    // Pixels moved by the addend, within 0 to 255.
+    static uint32_t moved(uint32_t u, const PlainLanes& addend) noexcept {
+        uint32_t out = 0;
+        for (int i = 0; i < 4; ++i) out |= uint32_t(std::clamp(Word(u >> 8 * i & 255) + addend.v[i], 0, 255)) << 8 * i;
+        return out;
     }
     template <int Weight>
     PlainLanes times() const noexcept {
@@ -99,19 +106,30 @@ struct PlainLanes {
 };
 
 #ifdef RV_X86
-// For kernels whose sums fit 16 bits.
+// Two pixels in words, for kernels whose sums fit them.
 struct WordLanes {
     using Word = int16_t;
+    static constexpr size_t kCount = 2;
+    static constexpr bool kDecides = true;
     __m128i v;
 
-    static WordLanes load(const Word* p) noexcept { return {_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))}; }
-    void store(Word* p) const noexcept { _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v); }
-    static WordLanes ofPixel(uint32_t u) noexcept {
-        return {_mm_unpacklo_epi8(_mm_cvtsi32_si128(int32_t(u)), _mm_setzero_si128())};
+    static WordLanes zero() noexcept { return {_mm_setzero_si128()}; }
+    static WordLanes load(const Word* p, size_t nApart) noexcept {
+        const __m128i low = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        return {_mm_unpacklo_epi64(low, _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + nApart * 4)))};
     }
-    static uint32_t moved(uint32_t uPixel, const WordLanes& addend) noexcept {
-        const __m128i sum = _mm_add_epi16(ofPixel(uPixel).v, addend.v);
-        return uint32_t(_mm_cvtsi128_si32(_mm_packus_epi16(sum, sum)));
+    void store(Word* p, size_t nApart) const noexcept {
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p), v);
+        _mm_storel_epi64(reinterpret_cast<__m128i*>(p + nApart * 4), _mm_unpackhi_epi64(v, v));
+    }
+    static __m128i pixels(const uint8_t* p, size_t nApart) noexcept {
+        return _mm_unpacklo_epi32(_mm_cvtsi32_si128(loadLittle<int32_t>(p)),
+                                  _mm_cvtsi32_si128(loadLittle<int32_t>(p + nApart * 4)));
+    }
+    static WordLanes of(__m128i u) noexcept { return {_mm_unpacklo_epi8(u, _mm_setzero_si128())}; }
+    static __m128i moved(__m128i u, const WordLanes& addend) noexcept {
+        const __m128i sum = _mm_add_epi16(of(u).v, addend.v);
+        return _mm_packus_epi16(sum, sum);
     }
     template <int Weight>
     WordLanes times() const noexcept {
@@ -131,8 +149,15 @@ struct WordLanes {
             return {_mm_sub_epi16(_mm_srai_epi16(product, 4), _mm_srai_epi16(v, 15))};
         }
     }
+    // Which of two colours a pixel gets, all ones for the second, without leaving the vector.
+    static __m128i isSecond(const WordLanes& color) noexcept {
+        const __m128i halves = _mm_madd_epi16(color.v, _mm_setr_epi16(1, 5, 2, 0, 1, 5, 2, 0));
+        const __m128i weighed = _mm_add_epi32(halves, _mm_shuffle_epi32(halves, 0xB1));  // in both halves
+        return _mm_cmpgt_epi32(weighed, _mm_set1_epi32(1023 - 4));
+    }
     friend WordLanes operator+(const WordLanes& a, const WordLanes& b) noexcept { return {_mm_add_epi16(a.v, b.v)}; }
     friend WordLanes operator-(const WordLanes& a, const WordLanes& b) noexcept { return {_mm_sub_epi16(a.v, b.v)}; }
+    friend WordLanes operator&(const WordLanes& a, __m128i mask) noexcept { return {_mm_and_si128(a.v, mask)}; }
 };
 template <int Method>
 using LanesOf = std::conditional_t<(largestSum(kKernel<Method>) < 13000), WordLanes, PlainLanes>;
@@ -144,162 +169,230 @@ using LanesOf = PlainLanes;
 // ---- a walk ------------------------------------------------------------------------------------------------------
 
 // A row, the error rows that it reads, and those that it writes. Column c of row k is at (k * nLength + nSide + c) * 4.
-template <class Word>
+template <class Lanes>
 struct WalkRow {
     const uint8_t* pPixels;
     uint8_t* pIndices;
-    const Word* pFrom;
-    Word* pTo;
+    const typename Lanes::Word* pFrom;
+    typename Lanes::Word* pTo;
     size_t nLength;
+    Lanes first, second;  // two colours: the first, and what takes it to the second
 };
 
+// Goes along Lanes::kCount places of a row at once.
 template <int Method, int Kind>
 struct Walker {
     static constexpr const DiffusionKernel& k = kKernel<Method>;
     using Lanes = LanesOf<Method>;
     using Word = typename Lanes::Word;
-    using Row = WalkRow<Word>;
+    using Row = WalkRow<Lanes>;
+    using Find = Finder<Kind>;
 
     Lanes ahead[k.nAhead];              // sums of columns x on
     Lanes below[k.nRows][2 * k.nSide];  // sums of columns x - nSide on
 
     // The error that came down into column x + nOffset of row nRow; the row past the last one is empty.
     template <int Row_>
-    static Lanes from(const Row& row, size_t x, int nOffset) noexcept {
-        if constexpr (Row_ >= k.nRows) return Lanes::ofPixel(0);
-        return Lanes::load(row.pFrom + (Row_ * row.nLength + x + size_t(k.nSide + nOffset)) * 4);
+    RV_INLINE static Lanes from(const Row& row, size_t x, size_t nApart, int nOffset) noexcept {
+        if constexpr (Row_ >= k.nRows)
+            return Lanes::zero();
+        else
+            return Lanes::load(row.pFrom + (Row_ * row.nLength + x + size_t(k.nSide + nOffset)) * 4, nApart);
     }
 
     // At the start of the row this is the state; elsewhere a guess, from which the shares of this row are missing.
-    void start(const Row& row, size_t x) noexcept {
-        for (int i = 0; i < k.nAhead; ++i) ahead[i] = from<0>(row, x, i);
-        startBelow<0>(row, x);
-    }
-    template <int Row_>
-    void startBelow(const Row& row, size_t x) noexcept {
-        if constexpr (Row_ < k.nRows) {
-            for (int i = 0; i < 2 * k.nSide; ++i) below[Row_][i] = from<Row_ + 1>(row, x, i - k.nSide);
-            startBelow<Row_ + 1>(row, x);
-        }
+    template <int Row_ = 0>
+    void start(const Row& row, size_t x, size_t nApart) noexcept {
+        if constexpr (Row_ == 0)
+            for (int i = 0; i < k.nAhead; ++i) ahead[i] = from<0>(row, x, nApart, i);
+        for (int i = 0; i < 2 * k.nSide; ++i) below[Row_][i] = from<Row_ + 1>(row, x, nApart, i - k.nSide);
+        if constexpr (Row_ + 1 < k.nRows) start<Row_ + 1>(row, x, nApart);
     }
 
     template <bool Store>
-    void step(const Row& row, const Finder<Kind>& find, size_t x) noexcept {
-        const uint32_t uColor =
-            Lanes::moved(loadLittle<uint32_t>(row.pPixels + x * 4), ahead[0].template divided<k.nDivisor>());
-        const uint32_t uAnswer = find(uColor);
-        const Lanes e = Lanes::ofPixel(uColor) - Lanes::ofPixel(uAnswer);
-        if constexpr (Store) row.pIndices[x] = uint8_t(uAnswer >> 24);
-        shareAhead<0>(row, e, x);
-        shareBelow<Store, 0>(row, e, x);
+    RV_INLINE void step(const Row& row, const Find& find, size_t x, size_t nApart) noexcept {
+        const auto pixels = Lanes::pixels(row.pPixels + x * 4, nApart);
+        const auto colors = Lanes::moved(pixels, ahead[0].template divided<k.nDivisor>());
+        Lanes e = Lanes::of(colors);
+        uint8_t* pIndex = row.pIndices + x;
+        if constexpr (Lanes::kCount == 1) {
+            const uint32_t uAnswer = find(colors);
+            e = e - Lanes::of(uAnswer);
+            if constexpr (Store) *pIndex = uint8_t(uAnswer >> 24);
+        }
+#ifdef RV_X86
+        else if constexpr (Kind == kTwoColors) {
+            const __m128i isSecond = Lanes::isSecond(e);
+            e = e - row.first - (row.second & isSecond);
+            if constexpr (Store) {
+                const int nMask = _mm_movemask_epi8(isSecond);
+                pIndex[0] = nMask & 1;
+                pIndex[nApart] = uint8_t(nMask >> 15);
+            }
+        } else {
+            const uint32_t u0 = find(uint32_t(_mm_cvtsi128_si32(colors)));
+            const uint32_t u1 = find(uint32_t(_mm_cvtsi128_si32(_mm_shuffle_epi32(colors, 1))));
+            e = e - Lanes::of(_mm_unpacklo_epi32(_mm_cvtsi32_si128(int32_t(u0)), _mm_cvtsi32_si128(int32_t(u1))));
+            if constexpr (Store) {
+                pIndex[0] = uint8_t(u0 >> 24);
+                pIndex[nApart] = uint8_t(u1 >> 24);
+            }
+        }
+#endif
+        shareAhead<0>(row, e, x, nApart);
+        shareBelow<Store, 0, 0>(row, e, x, nApart);
     }
 
     template <int I>
-    void shareAhead(const Row& row, const Lanes& e, size_t x) noexcept {
-        const Lanes sum = I + 1 < k.nAhead ? ahead[I + 1 < k.nAhead ? I + 1 : I] : from<0>(row, x, k.nAhead);
-        if constexpr (k.ahead[I < 2 ? I : 0] == 0 || I >= 2)
-            ahead[I] = sum;
-        else
-            ahead[I] = sum + e.template times<k.ahead[I]>();
-        if constexpr (I + 1 < k.nAhead) shareAhead<I + 1>(row, e, x);
-    }
-    template <bool Store, int Row_>
-    void shareBelow(const Row& row, const Lanes& e, size_t x) noexcept {
-        if constexpr (Row_ < k.nRows) {
-            shareColumn<Store, Row_, 0>(row, e, x);
-            shareBelow<Store, Row_ + 1>(row, e, x);
-        }
+    RV_INLINE void shareAhead(const Row& row, const Lanes& e, size_t x, size_t nApart) noexcept {
+        constexpr bool bLast = I + 1 == k.nAhead;
+        constexpr int nWeight = I < 2 ? k.ahead[I < 2 ? I : 0] : 0;
+        ahead[I] = bLast ? from<0>(row, x, nApart, k.nAhead) : ahead[bLast ? 0 : I + 1];
+        if constexpr (nWeight != 0) ahead[I] = ahead[I] + e.template times<nWeight>();
+        if constexpr (!bLast) shareAhead<I + 1>(row, e, x, nApart);
     }
     template <bool Store, int Row_, int I>
-    void shareColumn(const Row& row, const Lanes& e, size_t x) noexcept {
+    RV_INLINE void shareBelow(const Row& row, const Lanes& e, size_t x, size_t nApart) noexcept {
+        constexpr bool bLast = I == 2 * k.nSide;
         constexpr int nWeight = k.below[Row_][I];
-        Lanes sum = I < 2 * k.nSide ? below[Row_][I < 2 * k.nSide ? I : 0] : from<Row_ + 1>(row, x, k.nSide);
+        Lanes sum = bLast ? from<Row_ + 1>(row, x, nApart, k.nSide) : below[Row_][bLast ? 0 : I];
         if constexpr (nWeight != 0) sum = sum + e.template times<nWeight>();
         if constexpr (I > 0)
             below[Row_][I - 1] = sum;
         else if constexpr (Store)
-            sum.store(row.pTo + (Row_ * row.nLength + x) * 4);
-        if constexpr (I < 2 * k.nSide) shareColumn<Store, Row_, I + 1>(row, e, x);
+            sum.store(row.pTo + (Row_ * row.nLength + x) * 4, nApart);
+        if constexpr (!bLast)
+            shareBelow<Store, Row_, I + 1>(row, e, x, nApart);
+        else if constexpr (Row_ + 1 < k.nRows)
+            shareBelow<Store, Row_ + 1, 0>(row, e, x, nApart);
     }
 
     // What still grew when the row ended at column x.
-    void finish(const Row& row, size_t x) const noexcept {
+    void finish(const Row& row, size_t x, size_t nApart) const noexcept {
         for (size_t r = 0; r < size_t(k.nRows); ++r)
-            for (size_t i = 0; i < size_t(2 * k.nSide); ++i) below[r][i].store(row.pTo + (r * row.nLength + x + i) * 4);
+            for (size_t i = 0; i < size_t(2 * k.nSide); ++i)
+                below[r][i].store(row.pTo + (r * row.nLength + x + i) * 4, nApart);
     }
+};
 
-    bool operator==(const Walker& other) const noexcept { return std::memcmp(this, &other, sizeof *this) == 0; }
+// The state at one of the places of a walker.
+template <class W>
+struct PlaceOf {
+    W& walker;
+    size_t nPlace;
+    static constexpr size_t kLanes = sizeof(W) / sizeof(typename W::Lanes);
+    static constexpr size_t kBytes = sizeof(typename W::Lanes) / W::Lanes::kCount;
+
+    uint8_t* lanes(size_t i) const noexcept {
+        return reinterpret_cast<uint8_t*>(&walker) + i * sizeof(typename W::Lanes) + nPlace * kBytes;
+    }
+    void copyFrom(const PlaceOf& other) const noexcept {
+        for (size_t i = 0; i < kLanes; ++i) std::memcpy(lanes(i), other.lanes(i), kBytes);
+    }
+    bool isSame(const PlaceOf& other) const noexcept {
+        for (size_t i = 0; i < kLanes; ++i)
+            if (std::memcmp(lanes(i), other.lanes(i), kBytes) != 0) return false;
+        return true;
+    }
 };
 
 // ---- a row -------------------------------------------------------------------------------------------------------
 
-constexpr size_t kStretches = 4, kEarly = 64, kLeastStretch = 256;
+constexpr size_t kStretches = 4, kEarly = 96, kLeastStretch = 256;
 
-template <bool Store, class W, class Find>
-void walk(W& walker, const typename W::Row& row, const Find& find, size_t nFrom, size_t nTo) noexcept {
+// One walk; where a walker has two places, both do the same.
+template <class W>
+void walk(W& walker, const typename W::Row row, const typename W::Find find, size_t nFrom, size_t nTo) noexcept {
     W w = walker;  // in registers
-    for (size_t x = nFrom; x < nTo; ++x) w.template step<Store>(row, find, x);
+    for (size_t x = nFrom; x < nTo; ++x) w.template step<true>(row, find, x, 0);
     walker = w;
 }
 
-// Side by side; each from its own column on.
-template <bool Store, class W, class Find>
-void walkAll(W (&walkers)[kStretches], const typename W::Row& row, const Find& find, const size_t (&from)[kStretches],
-             size_t n) noexcept {
-    static_assert(kStretches == 4);
-    W a = walkers[0], b = walkers[1], c = walkers[2], d = walkers[3];
-    for (size_t i = 0; i < n; ++i) {
-        a.template step<Store>(row, find, from[0] + i);
-        b.template step<Store>(row, find, from[1] + i);
-        c.template step<Store>(row, find, from[2] + i);
-        d.template step<Store>(row, find, from[3] + i);
+template <class W>
+constexpr size_t kWalkers = kStretches / W::Lanes::kCount;
+
+// All places of all walkers side by side, from their own columns on.
+template <bool Store, class W>
+void walkAll(W (&walkers)[kWalkers<W>], const typename W::Row row, const typename W::Find find,
+             const size_t (&from)[kStretches], size_t n) noexcept {
+    if constexpr (kWalkers<W> == 2) {
+        W a = walkers[0], b = walkers[1];
+        const size_t nApartA = from[1] - from[0], nApartB = from[3] - from[2];
+        for (size_t i = 0; i < n; ++i) {
+            a.template step<Store>(row, find, from[0] + i, nApartA);
+            b.template step<Store>(row, find, from[2] + i, nApartB);
+        }
+        walkers[0] = a, walkers[1] = b;
+    } else {
+        static_assert(kWalkers<W> == 4);
+        W a = walkers[0], b = walkers[1], c = walkers[2], d = walkers[3];
+        for (size_t i = 0; i < n; ++i) {
+            a.template step<Store>(row, find, from[0] + i, 0);
+            b.template step<Store>(row, find, from[1] + i, 0);
+            c.template step<Store>(row, find, from[2] + i, 0);
+            d.template step<Store>(row, find, from[3] + i, 0);
+        }
+        walkers[0] = a, walkers[1] = b, walkers[2] = c, walkers[3] = d;
     }
-    walkers[0] = a, walkers[1] = b, walkers[2] = c, walkers[3] = d;
 }
 
 // Returns whether every guess came true.
-template <class W, class Find>
-bool walkStretches(const typename W::Row& row, const Find& find, size_t n) noexcept {
+template <class W>
+bool walkStretches(const typename W::Row& row, const typename W::Find& find, size_t n) noexcept {
+    constexpr size_t kCount = W::Lanes::kCount;
     const size_t nStretch = n / kStretches;
-    W walkers[kStretches], arrived[kStretches];
+    const auto place = [](W* p, size_t i) { return PlaceOf<W>{p[i / kCount], i % kCount}; };
+    W walkers[kWalkers<W>], arrived[kWalkers<W>], one;
     size_t begin[kStretches], early[kStretches];
     for (size_t i = 0; i < kStretches; ++i) {
         begin[i] = i * nStretch;
         early[i] = i ? begin[i] - kEarly : 0;
-        walkers[i].start(row, early[i]);
     }
+    for (size_t i = 0; i < kStretches; i += kCount)
+        walkers[i / kCount].start(row, early[i], early[i + kCount - 1] - early[i]);
     walkAll<false>(walkers, row, find, early, kEarly);
-    walkers[0].start(row, 0);
-    std::copy_n(walkers, kStretches, arrived);
+    one.start(row, 0, 0);
+    place(walkers, 0).copyFrom(place(&one, 0));
+    std::copy_n(walkers, kWalkers<W>, arrived);
     walkAll<true>(walkers, row, find, begin, nStretch);
 
     bool bTrue = true;
+    const auto walkOne = [&](const PlaceOf<W>& from, size_t nFrom, size_t nTo) {
+        for (size_t i = 0; i < kCount; ++i) place(&one, i).copyFrom(from);
+        walk(one, row, find, nFrom, nTo);
+    };
     for (size_t i = 1; i < kStretches; ++i) {
-        if (walkers[i - 1] == arrived[i]) continue;
+        if (place(walkers, i - 1).isSame(place(arrived, i))) continue;
         bTrue = false;
-        walkers[i] = walkers[i - 1];
-        walk<true>(walkers[i], row, find, begin[i], begin[i] + nStretch);
+        walkOne(place(walkers, i - 1), begin[i], begin[i] + nStretch);
+        place(walkers, i).copyFrom(place(&one, 0));
     }
-    W& last = walkers[kStretches - 1];
-    walk<true>(last, row, find, kStretches * nStretch, n);
-    last.finish(row, n);
+    walkOne(place(walkers, kStretches - 1), kStretches * nStretch, n);
+    one.finish(row, n, 0);
     return bTrue;
 }
 
 template <int Method, int Kind>
 void diffuse(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
     using W = Walker<Method, Kind>;
-    using Word = typename W::Word;
-    auto* pErrors = reinterpret_cast<Word*>(data.Errors.get());
+    using Lanes = typename W::Lanes;
+    auto* pErrors = reinterpret_cast<typename W::Word*>(data.Errors.get());
     const size_t nHalf = size_t(data.nErrorRows) * data.nErrorRowLength * 4;
-    const typename W::Row row{pPixels, pIndices, pErrors + (data.bErrorsSwapped ? nHalf : 0),
-                              pErrors + (data.bErrorsSwapped ? 0 : nHalf), data.nErrorRowLength};
+    const auto answer = [&](size_t i) {
+        return Lanes::of(Lanes::pixels(reinterpret_cast<const uint8_t*>(&data.Answers[i]), 0));
+    };
+    const typename W::Row row{pPixels,
+                              pIndices,
+                              pErrors + (data.bErrorsSwapped ? nHalf : 0),
+                              pErrors + (data.bErrorsSwapped ? 0 : nHalf),
+                              data.nErrorRowLength,
+                              answer(0),
+                              answer(1) - answer(0)};
     data.bErrorsSwapped = !data.bErrorsSwapped;
     const Finder<Kind> find{data};
 
     // Pictures in which guesses don't come true are walked in turn for more and more rows.
-    const bool bStretches = Finder<Kind>::kPure && n >= kStretches * kLeastStretch && data.nRowsInTurn == 0;
-    if (bStretches) {
+    if (Finder<Kind>::kPure && n >= kStretches * kLeastStretch && data.nRowsInTurn == 0) {
         const bool bTrue = walkStretches<W>(row, find, n);
         data.nPenalty = bTrue ? data.nPenalty / 2 : std::min(data.nPenalty * 2 + 1, 63u);
         data.nRowsInTurn = bTrue ? 0 : data.nPenalty;
@@ -307,9 +400,9 @@ void diffuse(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t
     }
     if (data.nRowsInTurn) --data.nRowsInTurn;
     W w;
-    w.start(row, 0);
-    walk<true>(w, row, find, 0, n);
-    w.finish(row, n);
+    w.start(row, 0, 0);
+    walk(w, row, find, 0, n);
+    w.finish(row, n, 0);
 }
 
 template <class F>
