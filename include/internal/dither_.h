@@ -45,7 +45,10 @@ struct DITHERDATA {
     uint32_t uGrayMask = 0;
     int32_t nGrayShift = 0;
 
-    // What a fixed index, or the value of a cache cell, stands for: blue, green, red, and the index in the top byte.
+    // What a code stands for: blue, green, red, and the index in the top byte. The code is the value of a cache cell;
+    // for fixed kinds it is the sum of what blue, green and red add to it, shifted.
+    uint16_t Parts[3][256] = {};
+    uint32_t nPartShift = 0;
     uint32_t Answers[kMostColors + 1] = {};
     int32_t nWidth = 0;         // at the start
     Buffer<uint32_t> OwnCache;  // of kAnyPalette
@@ -108,28 +111,49 @@ constexpr uint32_t cacheKey(uint32_t uPixel) noexcept {
 // Fills the empty cell of the key, and gives its value: 1 more than the number of a searchable entry, or 0.
 uint32_t fillCell(DITHERDATA& data, uint32_t nKey) noexcept;
 
-// Finders give the answer for a pixel, whose top byte they ignore. kPure: they write nothing that others may see.
+// Finders give the answer for a pixel, whose top byte they ignore. They come in four: the two caches, two colours, and
+// the code by parts for all other fixed kinds. kPure: they write nothing that others may see.
+constexpr int kByParts = -1;
 template <int Kind>
 struct Finder {
     static constexpr bool kPure = Kind != kUserTable;
     DITHERDATA& data;
 
     uint32_t operator()(uint32_t uPixel) const noexcept {
-        if constexpr (Kind == kAnyPalette || Kind == kUserTable) {
+        const uint32_t b = uPixel & 255, g = uPixel >> 8 & 255, r = uPixel >> 16 & 255;
+        if constexpr (Kind == kTwoColors) {
+            return data.Answers[fixedIndex<kTwoColors>(b, g, r)];
+        } else if constexpr (Kind == kByParts) {
+            const uint32_t nSum = uint32_t(data.Parts[0][b]) + data.Parts[1][g] + data.Parts[2][r];
+            return data.Answers[nSum >> data.nPartShift];
+        } else {
             const uint32_t nKey = cacheKey(uPixel);
             uint32_t n = data.pColorCache[nKey];
             if (n == 0) [[unlikely]]
                 n = fillCell(data, nKey);
             if (Kind == kUserTable && n > kMostColors) n = 0;
             return data.Answers[n];
-        } else {
-            return data.Answers[fixedIndex<Kind>(uPixel & 255, uPixel >> 8 & 255, uPixel >> 16 & 255)];
         }
     }
 };
 
 template <int Kind>
 using Kinds = std::integral_constant<int, Kind>;
+
+// Calls f(Kinds<Kind>{}) for the finder of a known kind.
+template <class F>
+decltype(auto) visitFinder(int32_t nKind, F&& f) {
+    switch (nKind) {
+        case kAnyPalette:
+            return f(Kinds<kAnyPalette>{});
+        case kUserTable:
+            return f(Kinds<kUserTable>{});
+        case kTwoColors:
+            return f(Kinds<kTwoColors>{});
+        default:
+            return f(Kinds<kByParts>{});
+    }
+}
 
 // Calls f(Kinds<Kind>{}) for a known kind.
 template <class F>

@@ -51,6 +51,34 @@ void primeCache(DITHERDATA& data) noexcept {
     for (uint32_t i = 0; i < kMostColors; ++i) data.Answers[i + 1] = answerOf(data, data.Searchable[i].rgbReserved);
 }
 
+// What each channel adds to the code of a fixed kind.
+void setParts(DITHERDATA& data) noexcept {
+    for (uint32_t i = 0; i < kMostColors; ++i) data.Answers[i] = answerOf(data, i);
+    const auto fill = [&](auto partOfBlue, auto partOfGreen, auto partOfRed) {
+        for (uint32_t v = 0; v < 256; ++v) {
+            data.Parts[0][v] = uint16_t(partOfBlue(v));
+            data.Parts[1][v] = uint16_t(partOfGreen(v));
+            data.Parts[2][v] = uint16_t(partOfRed(v));
+        }
+    };
+    visitKind(data.nPaletteKind, [&](auto kind) {
+        constexpr int nKind = kind;
+        if constexpr (nKind == k4Colors) {  // the grey rule, at its full precision
+            fill([](uint32_t b) { return b; }, [](uint32_t g) { return 5 * g; },
+                 [](uint32_t r) { return 2 * (r + 2); });
+            data.nPartShift = 9;
+        } else if constexpr (nKind == k16Colors) {  // the bright half of the palette, but for black
+            fill([](uint32_t b) { return b >> 7 << 2; }, [](uint32_t g) { return g >> 7 << 1; },
+                 [](uint32_t r) { return r >> 7; });
+            for (uint32_t i = 1; i < 8; ++i) data.Answers[i] = answerOf(data, i | 8);
+        } else if constexpr (nKind > kTwoColors) {
+            fill([](uint32_t b) { return fixedIndex<nKind>(b, 0, 0); },
+                 [](uint32_t g) { return fixedIndex<nKind>(0, g, 0); },
+                 [](uint32_t r) { return fixedIndex<nKind>(0, 0, r); });
+        }
+    });
+}
+
 bool setPalette(DITHERDATA& data, const RGBQUAD* pPalette, uint32_t nColors, uint32_t* pUserMatchTable) noexcept {
     if (!pPalette) pPalette = R_IntGetFixedPalette(depthOf(nColors));
     data.nColors = nColors;
@@ -65,7 +93,7 @@ bool setPalette(DITHERDATA& data, const RGBQUAD* pPalette, uint32_t nColors, uin
     if (data.pColorCache)
         primeCache(data);
     else
-        for (uint32_t i = 0; i < kMostColors; ++i) data.Answers[i] = answerOf(data, i);
+        setParts(data);
     return true;
 }
 

@@ -434,7 +434,7 @@ ErrorShape errorShape(int32_t nMethod) noexcept {
 
 void diffuseRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
     visitMethod(data.nMethod, [&](auto method) {
-        visitKind(data.nPaletteKind, [&](auto kind) { diffuse<method, kind>(data, pPixels, pIndices, n); });
+        visitFinder(data.nPaletteKind, [&](auto kind) { diffuse<method, kind>(data, pPixels, pIndices, n); });
     });
 }
 

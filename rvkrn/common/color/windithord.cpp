@@ -111,7 +111,7 @@ void orderRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_
 }
 
 void nearestRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
-    visitKind(data.nPaletteKind, [&](auto kind) {
+    visitFinder(data.nPaletteKind, [&](auto kind) {
         const Finder<kind> find{data};
         for (size_t x = 0; x < n; ++x) pIndices[x] = uint8_t(find(loadLittle<uint32_t>(pPixels + x * 4)) >> 24);
     });
