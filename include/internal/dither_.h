@@ -8,6 +8,9 @@
 #include "internal/rvclasses_.h"
 #include "ravokit/dither.h"
 
+// For parts of a loop: out of line, what they carry along would go through memory, and not be built as the loop is.
+#define RV_INLINE __attribute__((always_inline)) inline
+
 namespace rv {
 
 // How an index is found.

@@ -271,32 +271,25 @@ void expectSame(BITMAPRECORD& bm, Reference reference, const RGBQUAD* pPalette, 
 
 // Every method, palette and source; widths of one pixel, of odd tails, and of rows that are walked in stretches.
 TEST(Dither, RowsAreThoseOfAPlainWalk) {
+    constexpr int32_t kWidths[] = {1, 2, 3, 13, 40, 1031};
     uint32_t seed = 0;
     for (int method = 0; method <= 8; ++method)
         for (int kind = 0; kind <= 10; ++kind)
-            for (const int32_t width : {1, 2, 3, 13, 40, 1031}) {
-                const Source source = kSources[++seed % std::size(kSources)];
+            for (const Source source : kSources) {
+                const int32_t width = kWidths[++seed % std::size(kWidths)];
                 Bitmap bm(source.bits, width, 1, Holding::conventional, source.order);
                 ASSERT_EQ(bm.nStatus, 1);
-                const int nRows = width > 1000 ? 6 : 10;
-                if (kind == 10) {  // the caller's cache: some cells filled, one of them wrongly
-                    const Table table = anyTable(50, seed);
-                    std::vector<uint32_t> user(32768);
-                    for (size_t i = 0; i < user.size(); i += 3) user[i] = uint32_t(i % 60);
-                    user[6] = 0xFFFFFFF0;
-                    expectSame(bm.record, Reference(method, 0, 6, table, user), table.data(), 50, user.data(), nRows,
-                               seed);
-                } else if (kind == 0) {
-                    const int bits = int(seed % 8) + 1;
-                    const Table table = anyTable(size_t(1) << bits, seed);
-                    expectSame(bm.record, Reference(method, 0, bits, table), table.data(), uint32_t(table.size()),
-                               nullptr, nRows, seed);
-                } else {
-                    const Table table = kind == 9 ? webTable() : fixedTable(kind);
-                    const bool bNull = kind != 9 && seed % 2;
-                    expectSame(bm.record, Reference(method, kind, std::min(kind, 8), table),
-                               bNull ? nullptr : table.data(), uint32_t(table.size()), nullptr, nRows, seed);
-                }
+                const int bits = kind == 10 ? 6 : kind == 9 ? 8 : kind ? kind : int(seed % 8) + 1;
+                const Table table = kind == 10  ? anyTable(50, seed)
+                                    : kind == 9 ? webTable()
+                                    : kind      ? fixedTable(kind)
+                                                : anyTable(size_t(1) << bits, seed);
+                std::vector<uint32_t> user;  // the caller's cache: some cells are filled, some of them wrongly
+                if (kind == 10) user.resize(32768);
+                for (size_t i = 0; i < user.size(); i += 3) user[i] = i % 2 ? uint32_t(i % 60) : 0xFFFFFFF0;
+                const bool bNull = kind >= 1 && kind <= 8 && seed % 2;
+                expectSame(bm.record, Reference(method, kind % 10, bits, table, user), bNull ? nullptr : table.data(),
+                           uint32_t(table.size()), user.empty() ? nullptr : user.data(), width > 1000 ? 6 : 10, seed);
                 if (HasFatalFailure()) return;
             }
 }

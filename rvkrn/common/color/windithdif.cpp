@@ -21,9 +21,6 @@
 #include <emmintrin.h>
 #endif
 
-// Steps are parts of one loop; left out of line, the state of the walkers would go through memory.
-#define RV_INLINE __attribute__((always_inline)) inline
-
 namespace rv {
 namespace {
 
@@ -70,7 +67,6 @@ constexpr int largestSum(const DiffusionKernel& k) noexcept {
 struct PlainLanes {
     using Word = int32_t;
     static constexpr size_t kCount = 1;
-    static constexpr bool kDecides = false;
     Word v[4];
 
     static PlainLanes zero() noexcept { return {{0, 0, 0, 0}}; }
@@ -110,7 +106,6 @@ struct PlainLanes {
 struct WordLanes {
     using Word = int16_t;
     static constexpr size_t kCount = 2;
-    static constexpr bool kDecides = true;
     __m128i v;
 
     static WordLanes zero() noexcept { return {_mm_setzero_si128()}; }

@@ -55,10 +55,31 @@ static_assert(kBlock % 8 == 0);
 using Thresholds = std::array<int16_t, kBlock>;
 
 template <int Kind>
-RV_CLONES void orderFixed(const uint8_t* p, uint8_t* pIndices, const Thresholds& add, size_t n) noexcept {
+RV_INLINE void orderLoop(const uint8_t* p, uint8_t* pIndices, const Thresholds& add, size_t n) noexcept {
     for (size_t x = 0; x < n; ++x, p += 4) {
         const auto moved = [&](int32_t v) { return uint32_t(std::clamp(v + add[x], 0, 255)); };
         pIndices[x] = uint8_t(fixedIndex<Kind>(moved(p[0]), moved(p[1]), moved(p[2])));
+    }
+}
+
+// Not a template itself: those can't be built for several processors.
+RV_CLONES void orderFixed(int32_t nKind, const uint8_t* p, uint8_t* pIndices, const Thresholds& add,
+                          size_t n) noexcept {
+    switch (nKind) {
+        case k4Colors:
+            return orderLoop<k4Colors>(p, pIndices, add, n);
+        case k8Colors:
+            return orderLoop<k8Colors>(p, pIndices, add, n);
+        case k32Colors:
+            return orderLoop<k32Colors>(p, pIndices, add, n);
+        case k64Colors:
+            return orderLoop<k64Colors>(p, pIndices, add, n);
+        case k128Colors:
+            return orderLoop<k128Colors>(p, pIndices, add, n);
+        case k256Colors:
+            return orderLoop<k256Colors>(p, pIndices, add, n);
+        default:
+            return orderLoop<kWebColors>(p, pIndices, add, n);
     }
 }
 
@@ -82,17 +103,19 @@ void orderSearched(DITHERDATA& data, const uint8_t* p, uint8_t* pIndices, const 
     }
 }
 
-template <int Kind>
 void orderBlock(DITHERDATA& data, const uint8_t* p, uint8_t* pIndices, const Thresholds& t, size_t n) noexcept {
-    if constexpr (Kind == kAnyPalette || Kind == kUserTable) {
-        orderSearched<Kind>(data, p, pIndices, t, n);
-    } else if constexpr (Kind == kTwoColors) {
-        bestRowKernels().gray.gray8From32[kBlueFirst](p, pIndices, n);
-        order2Colors(pIndices, pIndices, t, n);
-    } else if constexpr (Kind == k16Colors) {
-        order16Colors(p, pIndices, t, n);
-    } else {
-        orderFixed<Kind>(p, pIndices, t, n);
+    switch (data.nPaletteKind) {
+        case kAnyPalette:
+            return orderSearched<kAnyPalette>(data, p, pIndices, t, n);
+        case kUserTable:
+            return orderSearched<kUserTable>(data, p, pIndices, t, n);
+        case kTwoColors:
+            bestRowKernels().gray.gray8From32[kBlueFirst](p, pIndices, n);
+            return order2Colors(pIndices, pIndices, t, n);
+        case k16Colors:
+            return order16Colors(p, pIndices, t, n);
+        default:
+            return orderFixed(data.nPaletteKind, p, pIndices, t, n);
     }
 }
 
@@ -104,10 +127,7 @@ void orderRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_
     Thresholds t;
     for (size_t x = 0; x < 8; ++x) t[x] = int16_t(bCompares ? row[x] : offsetOf(data, row[x]));
     for (size_t x = 8; x < std::min(n, kBlock); ++x) t[x] = t[x - 8];
-    visitKind(data.nPaletteKind, [&](auto kind) {
-        for (size_t x = 0; x < n; x += kBlock)
-            orderBlock<kind>(data, pPixels + x * 4, pIndices + x, t, std::min(n - x, kBlock));
-    });
+    for (size_t x = 0; x < n; x += kBlock) orderBlock(data, pPixels + x * 4, pIndices + x, t, std::min(n - x, kBlock));
 }
 
 void nearestRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
