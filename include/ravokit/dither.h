@@ -58,8 +58,8 @@ RV_API int32_t R_StartDitheringExt(BITMAPRECORD* pBitmap, const RGBQUAD* pPalett
 RV_API int32_t R_StartDithering(BITMAPRECORD* pBitmap, const RGBQUAD* pPalette, uint32_t uColors) RV_NOEXCEPT;
 
 /// Dithers the next row: Width pixels of pRowIn, in the bitmap's format, to pRowOut, which must not overlap them. Width
-/// may have become smaller than it was at the start. A row in ORDER_ROMM is changed in place to ORDER_BGR. Bits of the
-/// last byte of pRowOut that belong to no pixel stay.
+/// may be smaller than it was at the start; columns further right keep their errors. A row in ORDER_ROMM is changed in
+/// place to ORDER_BGR. Bits of the last byte of pRowOut that belong to no pixel stay.
 ///
 /// Grey samples of 12, 16 and 32 bits are levels: the top bits of the physical range, all of them where the bitmap has
 /// pLUT16 or pLUT, else at most 8. pLUT16, else pLUT, gives the colour of a level whether or not BMF_USE_LUT is set;

@@ -111,6 +111,7 @@ struct Reference {
     std::vector<uint32_t> cells;  // of kind 0
     Table searched;
     std::vector<std::vector<Color>> errors;
+    size_t nFirst = 0;
     int row = 0;
 
     Reference(int nMethod, int nKind, int nBits, const Table& given, std::vector<uint32_t> user = {})
@@ -176,7 +177,12 @@ struct Reference {
 
     std::vector<int> dither(const std::vector<Color>& in) {
         std::vector<int> out(in.size());
-        errors.resize(4, std::vector<Color>(in.size()));
+        // Right of a row that is shorter than the first, errors stay where they are.
+        const size_t nReach = std::min(nFirst = std::max(nFirst, in.size()), in.size() + (method == 1   ? 1
+                                                                                          : method == 5 ? 3
+                                                                                                        : 2));
+        errors.resize(4, std::vector<Color>(nFirst));
+        const auto before = errors;
         for (size_t x = 0; x < in.size(); ++x) {
             Color c = in[x];
             if (method >= 7) {
@@ -189,10 +195,12 @@ struct Reference {
             const RGBQUAD& q = table[size_t(out[x])];
             const Color e = {c[0] - q.rgbBlue, c[1] - q.rgbGreen, c[2] - q.rgbRed};
             for (const Weight& w : m.weights)
-                if (const int64_t to = int64_t(x) + w.dx; to >= 0 && to < int64_t(in.size()))
+                if (const int64_t to = int64_t(x) + w.dx; to >= 0 && to < int64_t(nReach))
                     for (size_t i = 0; i < 3; ++i) errors[size_t(w.dy)][size_t(to)][i] += w.w * e[i];
         }
         errors.erase(errors.begin());
+        for (size_t y = 0; y < errors.size(); ++y)
+            std::copy(before[y].begin() + int64_t(nReach), before[y].end(), errors[y].begin() + int64_t(nReach));
         ++row;
         return out;
     }
@@ -248,8 +256,10 @@ void expectSame(BITMAPRECORD& bm, Reference reference, const RGBQUAD* pPalette, 
                 int nRows, uint32_t seed) {
     bm.DitheringMethod = reference.method;
     ASSERT_EQ(R_StartDitheringExt(&bm, pPalette, uColors, reference.bits, pUser), 1);
-    const auto n = size_t(bm.Width);
+    const int32_t nWidth = bm.Width;
     for (int y = 0; y < nRows; ++y) {
+        bm.Width = y % 4 == 2 ? (nWidth + 2) / 3 : nWidth;
+        const auto n = size_t(bm.Width);
         Bytes in = wanderingRow(bm.BitsPerPixel, n, seed + uint32_t(y));
         std::vector<Color> colors(n);
         for (size_t x = 0; x < n; ++x) colors[x] = colorOf(bm, in.data(), x);
@@ -262,6 +272,7 @@ void expectSame(BITMAPRECORD& bm, Reference reference, const RGBQUAD* pPalette, 
         ASSERT_EQ(got, want) << "method " << reference.method << " kind " << reference.kind << " to " << reference.bits
                              << " from " << bm.BitsPerPixel << " order " << bm.Order << " width " << n << " row " << y;
     }
+    bm.Width = nWidth;
     EXPECT_EQ(R_StopDithering(&bm), 1);
     EXPECT_EQ(bm.pDitherData, nullptr);
     EXPECT_TRUE(!pUser || std::equal(reference.cells.begin(), reference.cells.end(), pUser));

@@ -367,6 +367,15 @@ bool walkStretches(const typename W::Row& row, const typename W::Find& find, siz
     return bTrue;
 }
 
+// Columns right of a row that is shorter than others keep what they hold.
+template <class Row>
+void keepRest(const Row& row, size_t nRows, size_t nColumn) noexcept {
+    for (size_t r = 0; r < nRows && nColumn < row.nLength; ++r) {
+        const size_t nAt = (r * row.nLength + nColumn) * 4;
+        std::memcpy(row.pTo + nAt, row.pFrom + nAt, (row.nLength - nColumn) * 4 * sizeof *row.pTo);
+    }
+}
+
 template <int Method, int Kind>
 void diffuse(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
     using W = Walker<Method, Kind>;
@@ -384,6 +393,7 @@ void diffuse(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t
                               answer(0),
                               answer(1) - answer(0)};
     data.bErrorsSwapped = !data.bErrorsSwapped;
+    keepRest(row, data.nErrorRows, n + size_t(2 * W::k.nSide));
     const Finder<Kind> find{data};
 
     // Pictures in which guesses don't come true are walked in turn for more and more rows.
