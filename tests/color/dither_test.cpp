@@ -282,7 +282,7 @@ void expectSame(BITMAPRECORD& bm, Reference reference, const RGBQUAD* pPalette, 
 
 // Every method, palette and source; widths of one pixel, of odd tails, and of rows that are walked in stretches.
 TEST(Dither, RowsAreThoseOfAPlainWalk) {
-    constexpr int32_t kWidths[] = {1, 2, 3, 13, 40, 1031};
+    constexpr int32_t kWidths[] = {1, 2, 3, 4, 5, 8, 13, 17, 31, 40, 64, 1031};
     uint32_t seed = 0;
     for (int method = 0; method <= 8; ++method)
         for (int kind = 0; kind <= 10; ++kind)
