@@ -308,7 +308,7 @@ TEST(Dither, RowsAreThoseOfAPlainWalk) {
 // Rows in which different pasts never meet, and such in which they do: guesses fail, and the rows are the same.
 TEST(Dither, LongRowsOfOneColour) {
     for (const int method : {1, 2, 4, 5})
-        for (const int level : {0, 1, 64, 127, 128, 200, 255})
+        for (const int level : {0, 64, 127, 128, 255})
             for (const int kind : {0, 1, 4, 8}) {
                 Bitmap bm(24, 1500, 1);
                 const Table table = kind ? fixedTable(kind) : anyTable(16, 5);
@@ -316,7 +316,7 @@ TEST(Dither, LongRowsOfOneColour) {
                 bm->DitheringMethod = method;
                 ASSERT_EQ(R_StartDitheringExt(&bm, table.data(), uint32_t(table.size()), 8, nullptr), 1);
                 Bytes in(4500, uint8_t(level)), got(1500);
-                for (int y = 0; y < 12; ++y) {
+                for (int y = 0; y < 8; ++y) {
                     in[size_t(y) * 3] ^= 0x55;  // and a spot of another
                     std::vector<Color> colors(1500);
                     for (size_t x = 0; x < 1500; ++x) colors[x] = {in[x * 3], in[x * 3 + 1], in[x * 3 + 2]};
