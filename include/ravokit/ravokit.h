@@ -6,6 +6,7 @@
 #include "compressed.h"
 #include "convert.h"
 #include "copy.h"
+#include "dither.h"
 #include "extradata.h"
 #include "files.h"
 #include "frame.h"
