@@ -182,6 +182,7 @@ void Pool::finish(bool bForGood) noexcept {
         return;
     }
     m_bFinishing = true;
+    m_bOnExit = false;  // this may be the one call that was asked for
     m_wanted.notify_all();
     for (uint32_t i = 0; i < m_nWorkers; ++i) {  // the last items may still want more workers
         if (m_workers + i == pSelf) continue;
@@ -195,7 +196,6 @@ void Pool::finish(bool bForGood) noexcept {
     std::fill_n(m_workers, m_nWorkers, Worker{});
     if (pSelf) m_workers[0] = self;
     m_nWorkers = pSelf ? 1 : 0;
-    m_bOnExit = false;
     m_bFinishing = false;
     m_finished.notify_all();
 }
