@@ -13,6 +13,7 @@
 #include "messages.h"
 #include "numeric.h"
 #include "objects.h"
+#include "optpal.h"
 #include "palette.h"
 #include "rows.h"
 #include "storage.h"
