@@ -18,6 +18,10 @@ bool sysSlotSet(void* pValue) noexcept;
 
 void sysSleep(uint32_t nMilliseconds) noexcept;
 
+// Runs pfnBefore in a thread that is about to copy the process, then pfnInParent and, in the copy, pfnInChild, which has
+// this thread only. False when memory is short.
+bool sysOnFork(void (*pfnBefore)(), void (*pfnInParent)(), void (*pfnInChild)()) noexcept;
+
 // A recursive lock, in storage of its own so that it can be a static object that costs nothing until it is made.
 struct SysLock {
     alignas(std::max_align_t) unsigned char storage[64];

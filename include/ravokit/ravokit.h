@@ -14,6 +14,7 @@
 #include "hugemem.h"
 #include "list.h"
 #include "memory.h"
+#include "messages.h"
 #include "numeric.h"
 #include "objects.h"
 #include "optpal.h"
@@ -23,4 +24,5 @@
 #include "storage.h"
 #include "tempfile.h"
 #include "text.h"
+#include "threading.h"
 #include "types.h"
