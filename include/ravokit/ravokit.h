@@ -15,5 +15,6 @@
 #include "palette.h"
 #include "rows.h"
 #include "storage.h"
+#include "tempfile.h"
 #include "text.h"
 #include "types.h"
