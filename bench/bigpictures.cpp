@@ -60,7 +60,7 @@ void paint(std::vector<uint8_t>& row, int32_t y) {
 void print(std::vector<uint8_t>& row, int32_t y) {
     std::fill(row.begin(), row.end(), uint8_t(0));
     if (y % 100 < 40) return;
-    for (size_t i = 20; i + 20 < row.size(); i += 3 + (i * 7 + size_t(y) / 5) % 11) row[i] = uint8_t(0x3C + y % 4);
+    for (size_t i = 20; i + 20 < row.size(); i += 40 + (i * 7 + size_t(y) / 5) % 51) row[i] = uint8_t(0x3C + y % 4);
 }
 
 template <class Make>

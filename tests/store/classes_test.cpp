@@ -118,7 +118,9 @@ class Walk {
         ASSERT_EQ(status == 1, allowed) << status;
         uint32_t now = 0;
         ASSERT_EQ(R_GetBitmapMemoryInfo(&m_bm, &now, nullptr, nullptr, nullptr, nullptr, nullptr), 1);
-        if (allowed && memory != BMMEM_TILED) EXPECT_EQ(now, memory);
+        if (allowed && memory != BMMEM_TILED) {
+            EXPECT_EQ(now, memory);
+        }
     }
     void changeTiles() {
         step("tiles");
@@ -132,10 +134,13 @@ class Walk {
         step("compression " + std::to_string(wanted));
         const int32_t status = R_ChangeBitmapCompression(&m_bm, wanted);
         ASSERT_EQ(status == 1, allowed) << status;
-        if (allowed)
+        if (allowed) {
             EXPECT_EQ(m_bm.Flags & (BMF_COMPRESSED | BMF_SUPERCOMPRESSED),
                       wanted == 0 ? 0u : uint32_t(wanted == 1 ? BMF_COMPRESSED : BMF_SUPERCOMPRESSED));
-        if (m_bm.Flags & BMF_COMPRESSED) EXPECT_EQ(R_TrimBitmapHeap(&m_bm, 0) & ~1, 0);
+        }
+        if (m_bm.Flags & BMF_COMPRESSED) {
+            EXPECT_EQ(R_TrimBitmapHeap(&m_bm, 0) & ~1, 0);
+        }
     }
     void cut() {
         const auto left = int32_t(below(12)) - 4, top = int32_t(below(12)) - 4;
@@ -209,6 +214,6 @@ TEST_P(StorageClasses, HoldTheSamePixelsOnARandomWalk) {
     }
 }
 INSTANTIATE_TEST_SUITE_P(Depths, StorageClasses, testing::ValuesIn(kDepths),
-                         [](const auto& info) { return std::to_string(info.param); });
+                         [](const auto& p) { return std::to_string(p.param); });
 
 }  // namespace

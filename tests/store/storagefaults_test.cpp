@@ -24,6 +24,33 @@ namespace {
 constexpr uint32_t kSize = sizeof(BITMAPRECORD);
 const std::set<int32_t> kTold{-1, -4, -5, -7, -295, -356, -357};
 
+// A directory for temporary files that goes with its test.
+class TemporaryDirectory {
+    std::u16string m_old = std::u16string(RV_TEMP_NAME_SIZE, 0);
+    std::string m_path = inMemory() + "/ravokit.XXXXXX";
+
+    // Where there is a file system in memory, the many files of these tests cost next to nothing.
+    static std::string inMemory() {
+        const char* pShared = "/dev/shm";
+        return access(pShared, W_OK) == 0 ? pShared : std::filesystem::temp_directory_path().string();
+    }
+
+public:
+    TemporaryDirectory() {
+        R_GetTempDirectory(m_old.data(), RV_TEMP_NAME_SIZE);
+        EXPECT_NE(mkdtemp(m_path.data()), nullptr);
+        EXPECT_EQ(R_SetTempDirectory(std::filesystem::path(m_path).u16string().c_str()), 1);
+    }
+    TemporaryDirectory(const TemporaryDirectory&) = delete;
+    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+    ~TemporaryDirectory() {
+        R_SetTempDirectory(m_old.c_str());
+        remove();
+    }
+    void remove() { std::filesystem::remove_all(m_path); }
+    bool isEmpty() const { return std::filesystem::is_empty(m_path); }
+};
+
 // What the process holds.
 struct Held {
     long nBlocks = faults::liveBlocks(), nMapped = faults::liveMappedBytes();
@@ -105,10 +132,14 @@ constexpr Holding kOwned[] = {Holding::conventional, Holding::disk,        Holdi
                               Holding::tiledMixed,   Holding::tiledNoView, Holding::compressed,  Holding::super};
 
 class StorageFaults : public testing::TestWithParam<Holding> {
+    const TemporaryDirectory m_directory;
+
 protected:
     void walkDepths(const std::string& name, const std::function<Op(int32_t bits)>& op) {
         for (const int32_t bits : {1, 8, 24})
-            if (allows(GetParam(), bits)) ASSERT_NO_FATAL_FAILURE(walk(name, GetParam(), bits, op(bits)));
+            if (allows(GetParam(), bits)) {
+                ASSERT_NO_FATAL_FAILURE(walk(name, GetParam(), bits, op(bits)));
+            }
     }
     void walkDepths(const std::string& name, const Op& op) {
         walkDepths(name, [&](int32_t) { return op; });
@@ -176,7 +207,7 @@ TEST_P(StorageFaults, InChangesOfClass) {
             walk("to " + nameOf(to), GetParam(), bits, [=](BITMAPRECORD& bm) {
                 const KeepThresholds keep;
                 const uint32_t memory = memoryFlags(to, bm.Size64, bm.BytesPerLine, bm.Height);
-                return R_SetBitmapMemoryInfo(&bm, memory, bm.BytesPerLine * 9, 0, 1, 1, 1, 63 & ~4);
+                return R_SetBitmapMemoryInfo(&bm, memory, bm.BytesPerLine * 18, 0, 1, 1, 1, 63 & ~4);
             });
             if (to == Holding::conventional || to == Holding::compressed || to == Holding::super)
                 walk("compression to " + nameOf(to), GetParam(), bits, [=](BITMAPRECORD& bm) {
@@ -188,10 +219,11 @@ TEST_P(StorageFaults, InChangesOfClass) {
                    [=](BITMAPRECORD& bm) { return R_SetBitmapMemoryInfo(&bm, 0, 0, 0, tiles, 3, 3, 8 | 16 | 32); });
 }
 INSTANTIATE_TEST_SUITE_P(Classes, StorageFaults, testing::ValuesIn(kOwned),
-                         [](const auto& info) { return nameOf(info.param); });
+                         [](const auto& p) { return nameOf(p.param); });
 
 // Memory, then tiles, then a file: a bitmap too large for the heap goes along the chain as the system refuses.
 TEST(StorageFaultsLarge, GoAlongTheChain) {
+    const TemporaryDirectory directory;
     for (const Kind kind : faults::kKinds)
         for (const bool andAfter : {false, true}) {
             bool fired = true;
@@ -207,7 +239,7 @@ TEST(StorageFaultsLarge, GoAlongTheChain) {
                     fired = fail.fired();
                     const bool made = bm.nStatus == 1 || bm.nStatus == Bitmap::kOtherClass;
                     ASSERT_TRUE(made || (fired && bm.nStatus == -1)) << bm.nStatus;
-                    if (kind == Kind::mapping) EXPECT_TRUE(made) << "files need no mapping";
+                    EXPECT_TRUE(made || kind != Kind::mapping) << "files need no mapping";
                     if (made) {
                         const Bytes row = randomBytes(bm->BytesPerLine, 3);
                         Bytes got(row.size());
@@ -221,27 +253,6 @@ TEST(StorageFaultsLarge, GoAlongTheChain) {
             }
         }
 }
-
-// A directory for temporary files that goes with its test.
-class TemporaryDirectory {
-    std::u16string m_old = std::u16string(RV_TEMP_NAME_SIZE, 0);
-    std::string m_path = (std::filesystem::temp_directory_path() / "ravokit.XXXXXX").string();
-
-public:
-    TemporaryDirectory() {
-        R_GetTempDirectory(m_old.data(), RV_TEMP_NAME_SIZE);
-        EXPECT_NE(mkdtemp(m_path.data()), nullptr);
-        EXPECT_EQ(R_SetTempDirectory(std::filesystem::path(m_path).u16string().c_str()), 1);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory() {
-        R_SetTempDirectory(m_old.c_str());
-        remove();
-    }
-    void remove() { std::filesystem::remove_all(m_path); }
-    bool isEmpty() const { return std::filesystem::is_empty(m_path); }
-};
 
 TEST(StorageFiles, AreGoneWithTheirProcess) {
     const TemporaryDirectory directory;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <cstring>
+#include <ostream>
 #include <random>
 #include <string>
 #include <vector>
@@ -55,6 +56,8 @@ inline std::string nameOf(Holding h) {
     return kNames[int(h)];
 }
 
+inline void PrintTo(Holding h, std::ostream* pOut) { *pOut << nameOf(h); }
+
 // The thresholds of this thread as they were, once the scope ends.
 class KeepThresholds {
     int32_t m_n[5];
@@ -89,9 +92,9 @@ inline std::vector<Holding> holdingsOf(int32_t nBits) {
     return out;
 }
 
-// The memory flags of the classes that the allocator makes, with thresholds to suit: they give tiles of a few rows.
+// The memory flags of the classes that the allocator makes, with thresholds to suit: they give four tiles or some more.
 inline uint32_t memoryFlags(Holding h, uint64_t nSize, uint32_t nRowBytes, int32_t nHeight) {
-    const int32_t nTile = int32_t(nRowBytes) * std::clamp(nHeight / 4, 1, 5);
+    const int32_t nTile = int32_t(nRowBytes) * std::max(nHeight / 4, 1);
     switch (h) {
         case Holding::disk:
             return BMMEM_DISK;
