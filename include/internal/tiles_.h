@@ -25,7 +25,8 @@ struct TILETABLE {
     uint32_t nRowsPerTile;        // in all but the last
     uint32_t nTileViews;          // entries of the queue
     uint32_t nMaxTileViews;
-    uint32_t bNoViews;  // views were set to none: row access goes through the files
+    uint32_t nLastTile, nLastFirstRow;  // the tile of the last request, and its first row
+    uint32_t bNoViews;                  // views were set to none: row access goes through the files
 
     TILE& tile(uint32_t t) noexcept { return reinterpret_cast<TILE*>(this + 1)[t]; }
 };

@@ -8,6 +8,7 @@
 #include "extradata.h"
 #include "frame.h"
 #include "grayscale.h"
+#include "hugemem.h"
 #include "list.h"
 #include "memory.h"
 #include "numeric.h"

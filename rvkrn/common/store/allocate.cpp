@@ -108,9 +108,11 @@ int32_t askCallback(BITMAPRECORD& bm, uint32_t& uFlags, const RGBQUAD* pPalette)
     return nStatus;
 }
 
-// An allocation around the making of its storage: allocate(flags) gives 1 and has set the storage bits, or a status.
-template <class Allocate>
-int32_t allocateWith(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette, Allocate allocate) noexcept {
+// An allocation around the making of its storage: check(flags) gives 1 for flags to go on with, allocate(flags) gives 1
+// and has set the storage bits; else both give a status.
+template <class Check, class Allocate>
+int32_t allocateWith(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette, Check check,
+                     Allocate allocate) noexcept {
     if (dataSize(bm) == 0) return -11;  // Invalid width or height
     if (g_pfnAllocate) {
         BITMAPALLOCATEINFO info = allocateInfo(bm, uMemoryFlags, pPalette);
@@ -120,7 +122,7 @@ int32_t allocateWith(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPa
     }
     uMemoryFlags = normalise(uMemoryFlags, bm.BitsPerPixel);
     bm.Flags &= ~kStorageFlags;
-    if (!isAccepted(uMemoryFlags)) return -13;
+    if (const int32_t n = check(uMemoryFlags); n != 1) return n;
     if (!allocatePaintTables(bm)) return -1;
 
     int32_t nStatus = askCallback(bm, uMemoryFlags, pPalette);
@@ -136,14 +138,18 @@ int32_t allocateWith(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPa
 }  // namespace
 
 int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette) noexcept {
-    return allocateWith(bm, uMemoryFlags, pPalette, [&](uint32_t uFlags) { return allocateStorage(bm, uFlags); });
+    return allocateWith(
+        bm, uMemoryFlags, pPalette, [](uint32_t uFlags) { return isAccepted(uFlags) ? 1 : -13; },
+        [&](uint32_t uFlags) { return allocateStorage(bm, uFlags); });
 }
 
 int32_t allocateTiled(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette, uint32_t nRowsPerTile,
                       TileCounts counts) noexcept {
-    return allocateWith(bm, uMemoryFlags, pPalette, [&](uint32_t uFlags) {
-        if (uFlags & BMMEM_NO_TILED) return -1;  // a callback doesn't want them
-        const int32_t nStatus = buildTiles(bm, nRowsPerTile, counts, noDisk(uFlags));
+    // All that the callbacks can say here is that they want no tiles, or no files.
+    const auto check = [](uint32_t uFlags) { return uFlags & BMMEM_NO_TILED ? -1 : 1; };
+    return allocateWith(bm, uMemoryFlags, pPalette, check, [&](uint32_t uFlags) {
+        int32_t nStatus = check(uFlags);
+        if (nStatus == 1) nStatus = buildTiles(bm, nRowsPerTile, counts, noDisk(uFlags));
         if (nStatus == 1) bm.Flags |= kTiledFlags;
         return nStatus;
     });

@@ -4,6 +4,7 @@
 #include "internal/handles.h"
 #include "internal/rvsystem_.h"
 #include "internal/storage_.h"
+#include "internal/text.h"
 #include "ravokit/tempfile.h"
 
 namespace rv {
@@ -32,13 +33,13 @@ bool isNoPlace(const BITMAPRECORD& bm, int64_t nOffset) noexcept {
 
 RVHANDLE newTemporaryFile(uint64_t nSize) noexcept {
     if (temporaryFilesOff()) return nullptr;
-    char16_t szName[TEMP_NAME_LENGTH];
+    char16_t szName[RV_TEMP_NAME_SIZE];
     if (R_GetTempFileName(szName, nullptr) != 1) return nullptr;
     RVHANDLE hFile =
         R_WinCreateFileW(szName, kReadWrite, kShareBoth, nullptr, kSysCreateAlways, kSysDeleteOnClose, nullptr);
     if (isAllOnes(hFile)) {
         const uint32_t uReason = sysLastError();
-        R_DeleteTempFile(szName);
+        if (const FileName name(szName); name.get()) sysFileDelete(name.get());
         sysSetLastError(uReason);
         return nullptr;
     }

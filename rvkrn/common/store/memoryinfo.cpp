@@ -66,8 +66,7 @@ int32_t adjustTiles(BITMAPRECORD& bm, const Wanted& wanted) noexcept {
     TILETABLE& table = tileTable(bm);
     const uint32_t nTarget = wanted.has(SETMEM_CONVENTIONAL_TILES) ? std::min(wanted.uConventionalTiles, table.nTiles)
                                                                    : table.nConventionalTiles;
-    if (wanted.has(SETMEM_MAX_TILE_VIEWS))
-        table.nMaxTileViews = std::min(wanted.uMaxTileViews, table.nTiles - nTarget);
+    if (wanted.has(SETMEM_MAX_TILE_VIEWS)) table.nMaxTileViews = std::min(wanted.uMaxTileViews, table.nTiles - nTarget);
     const uint32_t nNow = table.nTileViews;
     int32_t nStatus = 1;
     while (nStatus == 1 && table.nConventionalTiles < nTarget) nStatus = promoteTile(bm);
@@ -79,8 +78,7 @@ int32_t adjustTiles(BITMAPRECORD& bm, const Wanted& wanted) noexcept {
 int32_t allocateFresh(BITMAPRECORD& fresh, const BITMAPRECORD& old, uint32_t uMemory, const Wanted& wanted) noexcept {
     if ((uMemory & ~uint32_t(BMMEM_NO_DISK)) != BMMEM_TILED) return allocateBitmap(fresh, uMemory, old.pPalette);
     const uint32_t nRows = wantedRows(old, wanted), nTiles = tilesOf(old.Height, nRows);
-    if (nTiles <= 1)
-        return allocateBitmap(fresh, BMMEM_CONVENTIONAL | (uMemory & BMMEM_NO_DISK), old.pPalette);
+    if (nTiles <= 1) return allocateBitmap(fresh, BMMEM_CONVENTIONAL | (uMemory & BMMEM_NO_DISK), old.pPalette);
     return allocateTiled(fresh, uMemory, old.pPalette, nRows, wantedCounts(old, wanted, nTiles, nRows));
 }
 
@@ -140,8 +138,7 @@ int32_t R_SetBitmapMemoryInfo(BITMAPRECORD* pBitmap, uint32_t uMemory, uint32_t 
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;
     if (!isAllocated(pBitmap)) return -2;
     BITMAPRECORD& bm = *pBitmap;
-    const Wanted wanted{uMemory,       uTileSize,  uTotalTiles, uConventionalTiles,
-                        uMaxTileViews, uTileViews, uFlags};
+    const Wanted wanted{uMemory, uTileSize, uTotalTiles, uConventionalTiles, uMaxTileViews, uTileViews, uFlags};
     const uint32_t uNow = memoryTypeOf(bm);
     if (wanted.has(SETMEM_MEMORY) && uMemory != uNow) return rebuild(bm, uMemory, wanted);
     if (uNow != BMMEM_TILED) return 1;

@@ -22,9 +22,9 @@ uint64_t tableBytes(uint32_t nTiles) noexcept { return sizeof(TILETABLE) + uint6
 
 // Whether nSize bytes can be expected to find a place.
 bool hasRoom(uint64_t nSize) noexcept {
-    char16_t szDirectory[TEMP_NAME_LENGTH];
+    char16_t szDirectory[RV_TEMP_NAME_SIZE];
     uint64_t nFree = 0;
-    const FileName directory(R_GetTempDirectory(szDirectory, TEMP_NAME_LENGTH) == 1 ? szDirectory : nullptr);
+    const FileName directory(R_GetTempDirectory(szDirectory, RV_TEMP_NAME_SIZE) == 1 ? szDirectory : nullptr);
     if (!directory.get() || !sysDiskFree(directory.get(), nFree)) nFree = 0;
     return nSize <= nFree || nSize - nFree <= kAssumedMemory;
 }
@@ -97,29 +97,45 @@ bool growTable(BITMAPRECORD& bm, uint32_t nTiles) noexcept {
     return p != nullptr;
 }
 
+// Where a request starts.
+struct Place {
+    uint64_t nTile, nOffset;
+};
+Place placeOf(const BITMAPRECORD& bm, TILETABLE& table, int32_t nRow, int64_t nColumnByte) noexcept {
+    // Mostly the tile is that of the last request, and the division can be left out.
+    uint32_t nInTile = uint32_t(nRow) - table.nLastFirstRow;
+    if (nInTile >= table.nRowsPerTile) {
+        nInTile = uint32_t(nRow) % table.nRowsPerTile;
+        table.nLastFirstRow = uint32_t(nRow) - nInTile;
+        table.nLastTile = uint32_t(nRow) / table.nRowsPerTile;
+    }
+    return {table.nLastTile, uint64_t(nInTile) * bm.BytesPerLine + uint64_t(nColumnByte)};
+}
+
+// The bytes of a request that lies in the view of one tile, or null.
+uint8_t* bytesInView(TILETABLE& table, Place place, uint32_t nBytes) noexcept {
+    if (place.nTile >= table.nTiles) return nullptr;
+    const TILE& tile = table.tile(uint32_t(place.nTile));  // one without a view has no bytes in it
+    return place.nOffset < tile.nViewSize && nBytes <= tile.nViewSize - place.nOffset ? tile.pView + place.nOffset
+                                                                                      : nullptr;
+}
+
 // Calls move(tile, offset in the tile, bytes before, bytes) for each tile that a request touches, which has its view by
 // then if it can have one. Gives the bytes of the request that lie in tiles; a move that gives false ends it.
 template <class Move>
-uint32_t walkTiles(BITMAPRECORD& bm, int32_t nRow, int64_t nColumnByte, uint32_t nBytes, Move move) noexcept {
+uint32_t walkTiles(BITMAPRECORD& bm, Place place, uint32_t nBytes, Move move) noexcept {
     TILETABLE& table = tileTable(bm);
-    const uint32_t nTileRows = table.nRowsPerTile, nFirst = uint32_t(nRow) / nTileRows;
-    const uint64_t nFull = uint64_t(nTileRows) * bm.BytesPerLine;
-    uint64_t t = nFirst;
-    uint64_t nOffset = uint64_t(uint32_t(nRow) - nFirst * nTileRows) * bm.BytesPerLine + uint64_t(nColumnByte);
-    if (nOffset >= nFull) [[unlikely]] {  // a column past the last row's end
-        t += nOffset / nFull;
-        nOffset %= nFull;
-    }
+    const uint64_t nFull = uint64_t(table.nRowsPerTile) * bm.BytesPerLine;
+    uint64_t t = place.nTile + place.nOffset / nFull;  // a column past the last row's end is in another tile
+    uint64_t nOffset = place.nOffset % nFull;
     uint32_t nDone = 0;
-    for (; t < table.nTiles; ++t, nOffset = 0) {
-        const uint64_t nTile = t + 1 < table.nTiles ? nFull : tileBytes(bm, table, uint32_t(t), bm.Height);
+    for (; t < table.nTiles && nDone < nBytes; ++t, nOffset = 0) {
+        const uint64_t nTile = tileBytes(bm, table, uint32_t(t), bm.Height);
         if (nOffset >= nTile) break;
-        TILE& tile = table.tile(uint32_t(t));
-        if (!tile.pView) ensureTileView(bm, uint32_t(t));
+        ensureTileView(bm, uint32_t(t));
         const auto nPiece = uint32_t(std::min<uint64_t>(nTile - nOffset, nBytes - nDone));
-        if (!move(tile, nOffset, nDone, nPiece)) break;
+        if (!move(table.tile(uint32_t(t)), nOffset, nDone, nPiece)) break;
         nDone += nPiece;
-        if (nDone == nBytes) break;
     }
     return nDone;
 }
@@ -180,8 +196,8 @@ int32_t buildTiles(BITMAPRECORD& bm, uint32_t nRowsPerTile, TileCounts counts, b
 int32_t createTiles(BITMAPRECORD& bm, uint64_t nTileSize, uint64_t nMemory, bool bNoDisk) noexcept {
     const auto build = [&] {
         const uint32_t nRows = rowsPerTile(bm, nTileSize);
-        return buildTiles(bm, nRows,
-                          splitTiles(tilesOf(bm.Height, nRows), uint64_t(nRows) * bm.BytesPerLine, nMemory), bNoDisk);
+        return buildTiles(bm, nRows, splitTiles(tilesOf(bm.Height, nRows), uint64_t(nRows) * bm.BytesPerLine, nMemory),
+                          bNoDisk);
     };
     const bool bRetry = !bNoDisk && hasRoom(dataSize(bm));
     const uint64_t nLeast = std::max(kLeastHalvedRows * bm.BytesPerLine, kLeastHalved);
@@ -202,12 +218,11 @@ void freeTiles(BITMAPRECORD& bm) noexcept {
 
 TileSpan tileSpan(BITMAPRECORD& bm, int32_t nRow) noexcept {
     TILETABLE& table = tileTable(bm);
-    const uint32_t t = uint32_t(nRow) / table.nRowsPerTile;
-    if (t >= table.nTiles || nRow >= bm.Height) return {nullptr, 0, 0};
-    TILE& tile = table.tile(t);
-    if (!tile.pView) ensureTileView(bm, t);
-    const auto nFirst = int32_t(t * table.nRowsPerTile);
-    return {tile.pView, nFirst, std::min(int32_t(table.nRowsPerTile), bm.Height - nFirst)};
+    if (nRow < 0 || nRow >= bm.Height) return {nullptr, 0, 0};
+    const auto t = uint32_t(placeOf(bm, table, nRow, 0).nTile);
+    ensureTileView(bm, t);
+    const auto nFirst = int32_t(table.nLastFirstRow);
+    return {table.tile(t).pView, nFirst, int32_t(std::min(table.nRowsPerTile, uint32_t(bm.Height - nFirst)))};
 }
 
 uint8_t* tileRow(BITMAPRECORD& bm, int32_t nRow) noexcept {
@@ -217,25 +232,35 @@ uint8_t* tileRow(BITMAPRECORD& bm, int32_t nRow) noexcept {
 
 // A read gives all that was asked for, whatever became of it; what can't be had is clear.
 int32_t getTileBytes(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, int64_t nColumnByte, uint32_t nBytes) noexcept {
-    const auto get = [&](TILE& tile, uint64_t nOffset, uint32_t nBefore, uint32_t n) {
+    TILETABLE& table = tileTable(bm);
+    const Place place = placeOf(bm, table, nRow, nColumnByte);
+    if (const uint8_t* p = bytesInView(table, place, nBytes)) {
+        copyRow(pBuffer, p, nBytes);
+        return int32_t(nBytes);
+    }
+    const auto get = [&](const TILE& tile, uint64_t nOffset, uint32_t nBefore, uint32_t n) {
         uint8_t* const pTo = pBuffer + nBefore;
-        if (tile.pView) {
+        if (tile.pView)
             copyRow(pTo, tile.pView + nOffset, n);
-            return true;
-        }
-        const int64_t nRead = sysFileReadAt(tile.hFile->pBlock, pTo, n, int64_t(nOffset));
-        if (nRead != n) std::memset(pTo, 0, n);
+        else if (sysFileReadAt(tile.hFile->pBlock, pTo, n, int64_t(nOffset)) != n)
+            std::memset(pTo, 0, n);
         return true;
     };
-    const uint32_t nDone = walkTiles(bm, nRow, nColumnByte, nBytes, get);
+    const uint32_t nDone = walkTiles(bm, place, nBytes, get);
     if (nDone < nBytes) std::memset(pBuffer + nDone, 0, nBytes - nDone);
     return int32_t(nBytes);
 }
 
 int32_t putTileBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, int64_t nColumnByte,
                      uint32_t nBytes) noexcept {
+    TILETABLE& table = tileTable(bm);
+    const Place place = placeOf(bm, table, nRow, nColumnByte);
+    if (uint8_t* p = bytesInView(table, place, nBytes)) {
+        copyRow(p, pBuffer, nBytes);
+        return int32_t(nBytes);
+    }
     bool bWritten = true;
-    walkTiles(bm, nRow, nColumnByte, nBytes, [&](TILE& tile, uint64_t nOffset, uint32_t nBefore, uint32_t n) {
+    walkTiles(bm, place, nBytes, [&](const TILE& tile, uint64_t nOffset, uint32_t nBefore, uint32_t n) {
         const uint8_t* const pFrom = pBuffer + nBefore;
         if (tile.pView)
             copyRow(tile.pView + nOffset, pFrom, n);

@@ -55,7 +55,7 @@ bool makeMemoryTile(TILE& tile, uint64_t nBytes) noexcept {
     tile.hMapping = h;
     tile.pView = pData;
     tile.nViewSize = nBytes;
-    tile.hFile = RV_INVALID_FILE;
+    tile.hFile = kNoFile;
     return true;
 }
 
