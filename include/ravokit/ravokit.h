@@ -3,6 +3,7 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "compressed.h"
 #include "convert.h"
 #include "copy.h"
 #include "extradata.h"
