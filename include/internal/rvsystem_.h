@@ -135,6 +135,8 @@ bool sysFileDelete(const char* pName) noexcept;
 
 enum class SysFileKind { none, file, directory };
 SysFileKind sysFileKind(const char* pName) noexcept;
+// Whether two names are there, and lead to one file.
+bool sysIsSameFile(const char* pNameA, const char* pNameB) noexcept;
 
 // Bytes free for this user on the disk of a directory; false when the system can't tell.
 bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept;
@@ -145,7 +147,7 @@ bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept;
 bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept;
 
 // The reason of the last failure by its published number: 2 not found, 5 access denied, 8 no memory, 29 write fault,
-// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give the system's own number.
+// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give a number above all published ones.
 uint32_t sysLastError() noexcept;
 void sysSetLastError(uint32_t nError) noexcept;
 
