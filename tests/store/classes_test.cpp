@@ -84,6 +84,7 @@ class Walk {
             words.push_back(x - col);
             words.push_back(std::min(x + 1 + below(30), uint32_t(m_bm.Width)) - col);
         }
+        if (words.empty()) return;
         const Bytes data = randomBytes(m_bm.BytesPerLine, uint32_t(m_random()));
         ASSERT_EQ(R_PutBitmapRowSegments(&m_bm, data.data(), row, int32_t(col), words.data(), uint32_t(words.size()),
                                          keepAlpha),
