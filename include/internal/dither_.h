@@ -28,8 +28,6 @@ enum DitherKind : int32_t {
     kWebColors = 10
 };
 
-constexpr uint32_t kColorCells = 32768;
-
 struct DITHERDATA {
     uint32_t nOrderedRow = 0;
     uint32_t nColors = 0;
@@ -107,10 +105,6 @@ constexpr uint32_t fixedIndex(uint32_t b, uint32_t g, uint32_t r) noexcept {
     return 36 * (r / 51) + 6 * (g / 51) + b / 51;
 }
 
-// Five bits of red, green and blue each, from a pixel.
-constexpr uint32_t cacheKey(uint32_t uPixel) noexcept {
-    return (uPixel >> 9 & 0x7C00) | (uPixel >> 6 & 0x3E0) | (uPixel >> 3 & 0x1F);
-}
 // Fills the empty cell of the key, and gives its value: 1 more than the number of a searchable entry, or 0.
 uint32_t fillCell(DITHERDATA& data, uint32_t nKey) noexcept;
 
@@ -130,7 +124,7 @@ struct Finder {
             const uint32_t nSum = uint32_t(data.Parts[0][b]) + data.Parts[1][g] + data.Parts[2][r];
             return data.Answers[nSum >> data.nPartShift];
         } else {
-            const uint32_t nKey = cacheKey(uPixel);
+            const uint32_t nKey = colorKey(uPixel);
             uint32_t n = data.pColorCache[nKey];
             if (n == 0) [[unlikely]]
                 n = fillCell(data, nKey);

@@ -44,7 +44,7 @@ void primeCache(DITHERDATA& data) noexcept {
     const RGBQUAD* pEntries = data.nSearchable ? data.Searchable : data.DstPalette;
     const uint32_t nEntries = data.nSearchable ? data.nSearchable : data.nColors;
     for (uint32_t i = 0; i < nEntries; ++i)
-        if (uint32_t& cell = data.pColorCache[cacheKey(pixelOf(pEntries[i]))]; cell == 0) cell = i + 1;
+        if (uint32_t& cell = data.pColorCache[colorKey(pixelOf(pEntries[i]))]; cell == 0) cell = i + 1;
 
     // Values past the searchable entries lead to index 0.
     data.Answers[0] = answerOf(data, 0);
@@ -86,9 +86,8 @@ bool setPalette(DITHERDATA& data, const RGBQUAD* pPalette, uint32_t nColors, uin
     data.nPaletteKind = pUserMatchTable ? kUserTable : kindOfPalette(pPalette, nColors);
     data.pColorCache = pUserMatchTable;
     if (data.nPaletteKind == kAnyPalette) {
-        if (!data.OwnCache.allocate(kColorCells)) return false;
+        if (!data.OwnCache.allocateCleared(kColorKeys)) return false;
         data.pColorCache = data.OwnCache.get();
-        std::fill_n(data.pColorCache, kColorCells, 0u);
     }
     if (data.pColorCache)
         primeCache(data);
@@ -103,14 +102,12 @@ bool setErrors(DITHERDATA& data, uint32_t nWidth) noexcept {
     if (nWidth > UINT32_MAX - 2 * shape.nSide) return false;
     data.nErrorRows = shape.nRows;
     data.nErrorRowLength = nWidth + 2 * shape.nSide;
-    const uint64_t nCount = uint64_t(2) * shape.nRows * data.nErrorRowLength * 4;
-    if (!data.Errors.allocate(nCount)) return false;
-    std::memset(data.Errors.get(), 0, size_t(nCount) * sizeof(int32_t));
-    return true;
+    return data.Errors.allocateCleared(uint64_t(2) * shape.nRows * data.nErrorRowLength * 4);
 }
 
 void setSource(DITHERDATA& data, const BITMAPRECORD& bm) noexcept {
     data.nBitsPerPixelSrc = bm.BitsPerPixel;
+    if (bm.BitsPerPixel <= 8 && !bm.pPalette) R_GetFixedPalette(data.SrcPalette, bm.BitsPerPixel);
     if (bm.BitsPerPixel <= 8 && bm.pPalette)
         std::copy_n(bm.pPalette, std::min(bm.nColors, kMostColors), data.SrcPalette);
     const bool bTable = bm.pLUT || (hasWideFields(bm) && bm.pLUT16);
