@@ -3,9 +3,11 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "colorres.h"
 #include "compressed.h"
 #include "convert.h"
 #include "copy.h"
+#include "dib.h"
 #include "dither.h"
 #include "extradata.h"
 #include "files.h"
