@@ -38,11 +38,12 @@ enum {
     CRF_NETSCAPEPALETTE = 0x040,   ///< 8 bits: the web palette
     CRF_GRAY = 0x080,              ///< above 8 bits: grey
     CRF_LOGICALPALETTE = 0x100,    ///< the palette is hPalette; stands for CRF_USERPALETTE
-    CRF_NOOPTIMIZEDMATCH = 0x200,  ///< colours are searched when they are met, not looked up in the best palette's table
-    CRF_FASTOPTIMIZE = 0x400,      ///< fewer entries are kept for the rest when dominant colours are peeled off
-    CRF_ROMM = 0x800,              ///< ORDER_ROMM
-    CRF_565 = 0x4000,              ///< ORDER_BGR565
-    CRF_DITHERING_SHIFT = 16,      ///< bits 16 to 23: the dithering method, in place of the source's DitheringMethod
+    CRF_NOOPTIMIZEDMATCH =
+        0x200,                 ///< colours are searched when they are met, not looked up in the best palette's table
+    CRF_FASTOPTIMIZE = 0x400,  ///< fewer entries are kept for the rest when dominant colours are peeled off
+    CRF_ROMM = 0x800,          ///< ORDER_ROMM
+    CRF_565 = 0x4000,          ///< ORDER_BGR565
+    CRF_DITHERING_SHIFT = 16,  ///< bits 16 to 23: the dithering method, in place of the source's DitheringMethod
     CRF_CONVERT_EXTRA = 0x1000000  ///< accepted, and of no effect
 };
 
