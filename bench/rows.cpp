@@ -273,6 +273,34 @@ void dithers(Bitmap& photo) {
     dither(photo, "dither.ordered_24_to_1", DITHER_ORDERED, nullptr, 2);
 }
 
+// The best 256 colours for a photo: with the rows mapped to them, and the palette alone.
+void quantize(Bitmap& photo) {
+    BITMAPRECORD out{};
+    const auto near = [&](int32_t x, int32_t y) {
+        const RGBQUAD& q = out.pPalette[out.pData[size_t(y) * out.BytesPerLine + size_t(x)]];
+        const uint8_t* p = photo.row(y) + x * 3;
+        return std::abs(q.rgbBlue - p[0]) + std::abs(q.rgbGreen - p[1]) + std::abs(q.rgbRed - p[2]) < 64;
+    };
+    run(
+        "quantize.palette256_24", 12, 48,
+        [&] {
+            R_FreeBitmap(&out);
+            R_ColorResBitmap(&photo, &out, sizeof out, 8, CRF_OPTIMIZEDPALETTE, nullptr, nullptr, 0, nullptr, nullptr);
+        },
+        [&] { return out.pData && sampled(kWidth, kHeight, near); });
+    R_FreeBitmap(&out);
+    RGBQUAD palette[256];
+    uint32_t colors = 0;
+    int32_t cut = 0;
+    run(
+        "quantize.palette256_24_only", 12, 36,
+        [&] {
+            colors = 256;
+            R_CreateBitmapOptPal(&photo, palette, &colors, 256, nullptr, 0, nullptr, &cut, 0);
+        },
+        [&] { return colors == 256 && cut == 1; });
+}
+
 void rectangles(Bitmap& photo) {
     Bitmap canvas(24, kWidth, kHeight, ORDER_BGR);
     // A bitmap of the caller's data over a part of the canvas.
@@ -311,6 +339,7 @@ int main(int argc, char** argv) {
     paintPhoto(photo);
     conversions(photo);
     dithers(photo);
+    quantize(photo);
     pagesAndGray();
     rectangles(photo);
     return g_failures ? 1 : 0;
