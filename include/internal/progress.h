@@ -10,8 +10,8 @@ enum class Progress { operation, copy };
 
 // 0 at the start, then a step per row. Each call returns the callback's status: 1 goes on, all else ends the loop.
 class ProgressStepper {
+    void* m_pUser = nullptr;  // before the call that sets it
     STATUSCALLBACK m_pfn;
-    void* m_pUser = nullptr;
     int32_t m_nRows, m_nStep, m_nRest, m_nPercent = 0, m_nAcc = 0;
 
 public:

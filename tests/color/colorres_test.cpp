@@ -138,7 +138,9 @@ TEST(ColorRes, ConvertsEveryDepthToEveryDeepFormat) {
                 if (f.nBits == 32) src->Flags |= BMF_TRANSPARENCY, src->Transparency = 0x01000001;
                 ASSERT_EQ(resolve(src, &dst, f.nBits, f.uFlags), 1);
                 EXPECT_EQ(dst->Order, f.nOrder);
-                ASSERT_EQ(contents(dst.record), converted(src.record, f, dst->BytesPerLine));
+                Bytes want = converted(src.record, f, dst->BytesPerLine), got = contents(dst.record);
+                clearPadding(want, dst.record);
+                ASSERT_EQ(got, want);
             }
 }
 
@@ -402,7 +404,7 @@ TEST(ColorRes, RefusesWhatCannotBeAskedForAndChangesNothing) {
     Bitmap old;
     ASSERT_EQ(R_ColorResBitmap(&src, &old, BITMAPRECORD_OLD_SIZE, 24, 4, nullptr, nullptr, 0, nullptr, nullptr), 1);
     EXPECT_EQ(old->uStructSize, BITMAPRECORD_OLD_SIZE);
-    EXPECT_EQ(contents(old.record), contents(src.record));
+    expectSamePicture(src.record, old.record);
 }
 
 struct Heard {
