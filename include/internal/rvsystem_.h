@@ -18,6 +18,10 @@ bool sysSlotSet(void* pValue) noexcept;
 
 void sysSleep(uint32_t nMilliseconds) noexcept;
 
+// Runs pfnBefore in a thread that is about to copy the process, then pfnInParent and, in the copy, pfnInChild, which has
+// this thread only. False when memory is short.
+bool sysOnFork(void (*pfnBefore)(), void (*pfnInParent)(), void (*pfnInChild)()) noexcept;
+
 // A recursive lock, in storage of its own so that it can be a static object that costs nothing until it is made.
 struct SysLock {
     alignas(std::max_align_t) unsigned char storage[64];
@@ -124,6 +128,9 @@ bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept;
 // room; -1 on an error.
 int64_t sysFileRead(void* hFile, void* pBuffer, size_t nBytes) noexcept;
 int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept;
+// The same at a place of its own, with the position left alone; a negative offset is an error.
+int64_t sysFileReadAt(void* hFile, void* pBuffer, size_t nBytes, int64_t nOffset) noexcept;
+int64_t sysFileWriteAt(void* hFile, const void* pBuffer, size_t nBytes, int64_t nOffset) noexcept;
 // The file ends at its position from now on.
 bool sysFileSetEnd(void* hFile) noexcept;
 // Takes the disk room of the first nSize bytes now, and makes the file that long if it is shorter.
@@ -174,6 +181,7 @@ void sysDebugWrite(const char* pUtf8) noexcept;
 struct SysInfo {
     uint32_t nPageSize;
     uint32_t nProcessors;
+    uint64_t nMemory;  // bytes of the machine
     bool b64Bit;
 };
 SysInfo sysInfo() noexcept;

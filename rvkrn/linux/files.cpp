@@ -166,6 +166,19 @@ int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept {
                            [=](const uint8_t* p, size_t n) { return ::write(descriptorOf(hFile), p, n); })
                : -1;
 }
+int64_t sysFileReadAt(void* hFile, void* pBuffer, size_t nBytes, int64_t nOffset) noexcept {
+    if (!isDescriptor(hFile)) return -1;
+    auto* pStart = static_cast<uint8_t*>(pBuffer);
+    return moveBytes(pStart, nBytes,
+                     [=](uint8_t* p, size_t n) { return ::pread(descriptorOf(hFile), p, n, nOffset + (p - pStart)); });
+}
+int64_t sysFileWriteAt(void* hFile, const void* pBuffer, size_t nBytes, int64_t nOffset) noexcept {
+    if (!isDescriptor(hFile)) return -1;
+    const auto* pStart = static_cast<const uint8_t*>(pBuffer);
+    return moveBytes(pStart, nBytes, [=](const uint8_t* p, size_t n) {
+        return ::pwrite(descriptorOf(hFile), p, n, nOffset + (p - pStart));
+    });
+}
 
 bool sysFileSetEnd(void* hFile) noexcept {
     if (!isDescriptor(hFile)) return false;

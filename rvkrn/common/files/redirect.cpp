@@ -127,7 +127,7 @@ extern "C" {
 int32_t R_SetRedirectFunctions(REDIRECTIO* pTable, int32_t nScope, int32_t bGlobal) noexcept {
     if (!pTable) return -814;                                    // A NULL pointer was passed
     if (pTable->uStructSize != sizeof(REDIRECTIO)) return -789;  // The structure size is invalid
-    if (nScope == 2) return -16;                                 // Feature not supported
+    if (nScope == 2) return -16;                                 // the layer has no table of its own to change
     if (nScope != 0 && nScope != 1) return -13;                  // Invalid parameter passed
     const RedirectScope scope = nScope ? RedirectScope::temporary : RedirectScope::normal;
     Words words = wordsOf(*pTable);
