@@ -3,6 +3,7 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "codec.h"
 #include "convert.h"
 #include "copy.h"
 #include "extradata.h"
@@ -10,6 +11,7 @@
 #include "grayscale.h"
 #include "hugemem.h"
 #include "list.h"
+#include "loader.h"
 #include "memory.h"
 #include "numeric.h"
 #include "objects.h"
