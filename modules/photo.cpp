@@ -24,10 +24,10 @@ struct Layout {
 
 Layout layoutOf(const Strip& strip, uint32_t nBits) {
     if (nBits == 8)
-        return {{strip.nStride, strip.nRows, 8, 1}, CHARLS_INTERLEAVE_MODE_NONE, CHARLS_COLOR_TRANSFORMATION_NONE, 0};
+        return {{strip.nStride, strip.nRows, 8, 1}, charls_interleave_mode::none, charls_color_transformation::none, 0};
     return {{strip.nWidth, strip.nRows, 8, 3},
-            CHARLS_INTERLEAVE_MODE_SAMPLE,
-            CHARLS_COLOR_TRANSFORMATION_HP1,
+            charls_interleave_mode::sample,
+            charls_color_transformation::hp1,
             strip.nStride - strip.nWidth * 3};
 }
 

@@ -1,6 +1,8 @@
 // The module loader: names, finding and counting modules, their functions, the display table, the drawing engine.
 #include <gtest/gtest.h>
 
+#include <cstring>
+
 #include "support/modules.h"
 
 namespace {
