@@ -19,6 +19,12 @@ constexpr COLORREF plainColor(const RGBQUAD& q) noexcept {
     return COLORREF(q.rgbRed) | COLORREF(q.rgbGreen) << 8 | COLORREF(q.rgbBlue) << 16;
 }
 
+// A colour by five bits of red, green and blue each, from a pixel with blue in its lowest byte, then green, then red.
+constexpr uint32_t colorKey(uint32_t uPixel) noexcept {
+    return (uPixel >> 9 & 0x7C00) | (uPixel >> 6 & 0x3E0) | (uPixel >> 3 & 0x1F);
+}
+constexpr uint32_t kColorKeys = 32768;
+
 // A cleared table as bitmaps own them. It always has room for 256 entries, so that a pixel past nColors reads black
 // instead of foreign memory. Null when memory is short.
 RGBQUAD* newTable() noexcept;

@@ -41,6 +41,12 @@ public:
             m_p = static_cast<T*>(std::malloc(nCount ? size_t(nCount) * sizeof(T) : 1));
         return m_p != nullptr;
     }
+    // The same with the contents cleared; large ones are cleared as they are first touched.
+    bool allocateCleared(uint64_t nCount) noexcept {
+        std::free(std::exchange(m_p, nullptr));
+        if (nCount <= PTRDIFF_MAX / sizeof(T)) m_p = static_cast<T*>(std::calloc(nCount ? size_t(nCount) : 1, sizeof(T)));
+        return m_p != nullptr;
+    }
     T* get() const noexcept { return m_p; }
     explicit operator bool() const noexcept { return m_p != nullptr; }
     T& operator[](size_t i) const noexcept { return m_p[i]; }

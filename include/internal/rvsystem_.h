@@ -18,6 +18,10 @@ bool sysSlotSet(void* pValue) noexcept;
 
 void sysSleep(uint32_t nMilliseconds) noexcept;
 
+// Runs pfnBefore in a thread that is about to copy the process, then pfnInParent and, in the copy, pfnInChild, which has
+// this thread only. False when memory is short.
+bool sysOnFork(void (*pfnBefore)(), void (*pfnInParent)(), void (*pfnInChild)()) noexcept;
+
 // A recursive lock, in storage of its own so that it can be a static object that costs nothing until it is made.
 struct SysLock {
     alignas(std::max_align_t) unsigned char storage[64];
@@ -135,6 +139,8 @@ bool sysFileDelete(const char* pName) noexcept;
 
 enum class SysFileKind { none, file, directory };
 SysFileKind sysFileKind(const char* pName) noexcept;
+// Whether two names are there, and lead to one file.
+bool sysIsSameFile(const char* pNameA, const char* pNameB) noexcept;
 
 // Bytes free for this user on the disk of a directory; false when the system can't tell.
 bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept;
@@ -145,7 +151,7 @@ bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept;
 bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept;
 
 // The reason of the last failure by its published number: 2 not found, 5 access denied, 8 no memory, 29 write fault,
-// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give the system's own number.
+// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give a number above all published ones.
 uint32_t sysLastError() noexcept;
 void sysSetLastError(uint32_t nError) noexcept;
 

@@ -64,7 +64,8 @@ enum {
 ///
 /// All else is done where the tiles stand: uConventionalTiles of them are memory from now on, the first ones; at most
 /// uMaxTileViews of the others have views at one time; uTileViews views are mapped. With uTileViews 0 row access maps
-/// none either until views are asked for again: it goes through the files. Calls for other bitmaps do nothing.
+/// none either until views are asked for again: it goes through the files. On a bitmap without
+/// tiles these three do nothing.
 ///
 /// Returns 1, or: -2 null, -789 unknown record size, -2 without storage; of a bitmap that is built anew those of
 /// R_DupBitmapNewDim, of the callbacks, -1 a callback wants no tiles, those of R_AllocateBitmap and R_CopyBitmapData,

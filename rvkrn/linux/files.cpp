@@ -154,9 +154,11 @@ int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept {
 }
 
 int64_t sysFileRead(void* hFile, void* pBuffer, size_t nBytes) noexcept {
-    return isDescriptor(hFile) ? moveBytes(static_cast<uint8_t*>(pBuffer), nBytes,
-                                           [=](uint8_t* p, size_t n) { return ::read(descriptorOf(hFile), p, n); })
-                               : -1;
+    if (!isDescriptor(hFile)) return -1;
+    const int64_t n = moveBytes(static_cast<uint8_t*>(pBuffer), nBytes,
+                                [=](uint8_t* p, size_t nPiece) { return ::read(descriptorOf(hFile), p, nPiece); });
+    if (n < 0 && errno == EIO) sysSetLastError(30);  // elsewhere that is a write fault
+    return n;
 }
 int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept {
     return isDescriptor(hFile)
@@ -201,6 +203,11 @@ SysFileKind sysFileKind(const char* pName) noexcept {
     struct stat info;
     if (::stat(pName, &info) != 0) return SysFileKind::none;
     return S_ISDIR(info.st_mode) ? SysFileKind::directory : SysFileKind::file;
+}
+
+bool sysIsSameFile(const char* pNameA, const char* pNameB) noexcept {
+    struct stat a, b;
+    return ::stat(pNameA, &a) == 0 && ::stat(pNameB, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
 bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept {

@@ -1,4 +1,4 @@
-// Threads on Linux: the per-thread slot, recursive locks, sleep.
+// Threads on Linux: the per-thread slot, recursive locks, sleep, forks.
 #include <pthread.h>
 #include <time.h>
 
@@ -21,6 +21,10 @@ bool sysSlotSet(void* pValue) noexcept { return pthread_setspecific(g_slot, pVal
 void sysSleep(uint32_t nMilliseconds) noexcept {
     const timespec t{time_t(nMilliseconds / 1000), long(nMilliseconds % 1000) * 1000000};
     nanosleep(&t, nullptr);
+}
+
+bool sysOnFork(void (*pfnBefore)(), void (*pfnInParent)(), void (*pfnInChild)()) noexcept {
+    return pthread_atfork(pfnBefore, pfnInParent, pfnInChild) == 0;
 }
 
 static_assert(sizeof(pthread_mutex_t) <= sizeof(SysLock));

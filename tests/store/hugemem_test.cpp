@@ -18,28 +18,28 @@ struct Huge {
 
 TEST(HugeMemory, WindowsServeEveryRange) {
     const long files = openFiles();
-    const uint64_t page = rv::sysInfo().nPageSize, size = 40 * page + 123;
-    for (const uint64_t limit : {size, uint64_t(1), 4 * page}) {  // one block, windows of a page, of four
+    const size_t page = rv::sysInfo().nPageSize, size = 40 * page + 123;
+    for (const size_t limit : {size, size_t(1), 4 * page}) {  // one block, windows of a page, of four
         const Huge huge(R_AllocHugeMemory(size, limit));
         ASSERT_TRUE(huge.p);
         EXPECT_EQ(huge->bMapped, limit < size);
         ASSERT_EQ(R_ZeroHugeMemory(huge.p, 0, size), 1);
         Bytes model(size);
-        std::mt19937_64 random{limit};
+        std::mt19937 random{uint32_t(limit)};
         for (int i = 0; i < 500; ++i) {
-            const uint64_t at = random() % (size + 1), n = random() % (std::min(size - at, 6 * page) + 1);
+            const size_t at = random() % (size + 1), n = random() % (std::min(size - at, 6 * page) + 1);
             uint8_t* p = nullptr;
             uint64_t available = 0;
             ASSERT_EQ(R_AccessHugeMemory(huge.p, &p, at, n, &available), 1);
             ASSERT_GE(available, n);
             ASSERT_LE(at + available, size);
             ASSERT_TRUE(limit == size || huge->nViewSize <= std::max(limit, 7 * page));
-            ASSERT_EQ(std::memcmp(p, model.data() + at, available), 0) << "limit " << limit << " at " << at;
+            ASSERT_EQ(std::memcmp(p, model.data() + at, size_t(available)), 0) << "limit " << limit << " at " << at;
             if (i % 7 == 0) {
                 ASSERT_EQ(R_ZeroHugeMemory(huge.p, at, n), 1);
-                std::fill_n(model.begin() + int64_t(at), n, uint8_t(0));
+                std::fill_n(model.begin() + ptrdiff_t(at), n, uint8_t(0));
             } else {
-                const Bytes data = randomBytes(n, uint32_t(random()));
+                const Bytes data = randomBytes(n + 1, uint32_t(random()));
                 std::memcpy(p, data.data(), n);
                 std::memcpy(model.data() + at, data.data(), n);
             }
@@ -49,7 +49,7 @@ TEST(HugeMemory, WindowsServeEveryRange) {
 }
 
 TEST(HugeMemory, OneWindowAtATimeAndTheEnds) {
-    const uint64_t page = rv::sysInfo().nPageSize, size = 16 * page;
+    const size_t page = rv::sysInfo().nPageSize, size = 16 * page;
     const Huge huge(R_AllocHugeMemory(size, 4 * page));
     ASSERT_TRUE(huge.p);
     uint8_t *a, *b, *c;

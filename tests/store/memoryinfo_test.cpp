@@ -72,6 +72,7 @@ TEST(MemoryInfo, MovesKeepTheBitmap) {
         move(0, 0, 0, 0, 3, 9, 56, {4, 320, 7, 0, 3, 3});          // and back, as many views as allowed
         move(128, 0, 0, 0, 0, 0, 1, {128, 0, 0, 0, 0, 0});         //
         move(4 | 256, 400, 0, 0, 2, 2, 51, {4, 400, 5, 5, 0, 0});  // no files
+        move(0, 300, 0, 0, 0, 0, 2, {4, 320, 7, 7, 0, 0});         // all in memory stays so
         move(1, 0, 0, 0, 0, 0, 1, {1, 0, 0, 0, 0, 0});
         move(4, 2000, 0, 0, 0, 0, 3, {1, 0, 0, 0, 0, 0});  // one tile holds it
         move(4, 0, 4, 0, 0, 0, 5, {4, 520, 4, 0, 1, 1});   // four tiles of thirteen rows

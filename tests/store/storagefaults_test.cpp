@@ -6,13 +6,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <functional>
 #include <ostream>
 #include <set>
 
 #include "internal/rowaccess.h"
 #include "support/bitmaps.h"
+#include "support/directory.h"
 #include "support/faults.h"
 
 using namespace test;
@@ -23,33 +23,6 @@ namespace {
 
 constexpr uint32_t kSize = sizeof(BITMAPRECORD);
 const std::set<int32_t> kTold{-1, -4, -5, -7, -295, -356, -357};
-
-// A directory for temporary files that goes with its test.
-class TemporaryDirectory {
-    std::u16string m_old = std::u16string(RV_TEMP_NAME_SIZE, 0);
-    std::string m_path = inMemory() + "/ravokit.XXXXXX";
-
-    // Where there is a file system in memory, the many files of these tests cost next to nothing.
-    static std::string inMemory() {
-        const char* pShared = "/dev/shm";
-        return access(pShared, W_OK) == 0 ? pShared : std::filesystem::temp_directory_path().string();
-    }
-
-public:
-    TemporaryDirectory() {
-        R_GetTempDirectory(m_old.data(), RV_TEMP_NAME_SIZE);
-        EXPECT_NE(mkdtemp(m_path.data()), nullptr);
-        EXPECT_EQ(R_SetTempDirectory(std::filesystem::path(m_path).u16string().c_str()), 1);
-    }
-    TemporaryDirectory(const TemporaryDirectory&) = delete;
-    TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-    ~TemporaryDirectory() {
-        R_SetTempDirectory(m_old.c_str());
-        remove();
-    }
-    void remove() { std::filesystem::remove_all(m_path); }
-    bool isEmpty() const { return std::filesystem::is_empty(m_path); }
-};
 
 // What the process holds.
 struct Held {
@@ -135,6 +108,7 @@ class StorageFaults : public testing::TestWithParam<Holding> {
     const TemporaryDirectory m_directory;
 
 protected:
+    void TearDown() override { EXPECT_TRUE(m_directory.isEmpty()) << "a file is left behind"; }
     void walkDepths(const std::string& name, const std::function<Op(int32_t bits)>& op) {
         for (const int32_t bits : {1, 8, 24})
             if (allows(GetParam(), bits)) {

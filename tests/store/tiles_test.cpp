@@ -42,6 +42,25 @@ struct Tiled {
 };
 using Queue = std::vector<uint32_t>;
 
+// The queue has each file tile with a view once, and nothing else; memory tiles come first, and have their memory.
+bool isWellFormed(const BITMAPRECORD& bm) {
+    rv::TILETABLE& table = rv::tileTable(bm);
+    std::vector<uint32_t> entries(table.nTiles);
+    for (uint32_t k = 0; k < table.nTileViews; ++k) {
+        const uint32_t tile = table.tile(k).nQueueTile;
+        if (tile >= table.nTiles) return false;
+        ++entries[tile];
+    }
+    for (uint32_t i = 0; i < table.nTiles; ++i) {
+        const rv::TILE& tile = table.tile(i);
+        const bool bMemory = i < table.nConventionalTiles, bQueued = !bMemory && tile.pView;
+        if (rv::isMemoryTile(tile) != bMemory || (bMemory && !tile.pView) || entries[i] != uint32_t(bQueued))
+            return false;
+        if (tile.pView && tile.nViewSize != rv::tileBytes(bm, table, i, bm.Height)) return false;
+    }
+    return true;
+}
+
 TEST(Tiles, SplitComesOutOfTheMemoryBudget) {
     const ThresholdScope thresholds;
     const struct {
@@ -193,6 +212,7 @@ TEST(Tiles, RowsAndColumnsCrossTilesInEveryForm) {
             ASSERT_EQ(R_GetBitmapRowCol(&bm, got.data(), row, col, n), int32_t(n));
             ASSERT_EQ(std::memcmp(got.data(), &model[at], n), 0) << bits << " bits, step " << i;
             const uint8_t* p = rv::tileRow(bm, row);
+            ASSERT_TRUE(isWellFormed(bm)) << bits << " bits, step " << i;
             ASSERT_EQ(p ? std::memcmp(p, &model[size_t(row) * bm.BytesPerLine], bm.BytesPerLine) : 0, 0);
         }
         ASSERT_EQ(contents(bm), model) << bits;
@@ -270,7 +290,7 @@ TEST(Height, KeepsRowsAndClearsNewOnesInEveryClass) {
     for (const uint32_t flags : {1u, 4u, 4u | 256, 128u, 2u})  // 2 stands for movable memory
         for (int seed = 0; seed < 5; ++seed) {
             BITMAPRECORD bm;
-            R_InitBitmap(&bm, sizeof bm, kWidth, kHeight, 8);
+            R_InitBitmap(&bm, sizeof bm, 3000, kHeight, 8);  // tiles of several pages
             R_SetMemoryThresholds(0, 0, int32_t(bm.BytesPerLine) * kRowsPerTile, 0, 0, 4);
             ASSERT_EQ(R_AllocateBitmap(&bm, flags), 1);
             if (flags == 2) {
@@ -286,6 +306,9 @@ TEST(Height, KeepsRowsAndClearsNewOnesInEveryClass) {
                 ASSERT_EQ(R_ChangeBitmapHeight(&bm, height), 1);
                 model.resize(size_t(height) * bm.BytesPerLine);
                 ASSERT_EQ(bm.Height, height);
+                if (flags & 4) {
+                    ASSERT_TRUE(isWellFormed(bm)) << "to " << height;
+                }
                 ASSERT_EQ(bm.Size64, model.size());
                 ASSERT_EQ(contents(bm), model) << "flags " << flags << ", to " << height;
                 if (random() % 2) model = fillRandom(bm, uint32_t(random()));

@@ -149,7 +149,8 @@ TEST(RavoCommand, InfoTellsStorage) {
     };
     EXPECT_EQ(storage(""), "memory");
     EXPECT_EQ(storage(" --storage disk"), "temporary file");
-    EXPECT_EQ(storage(" --tile-size 3k --storage tiled"), "4 tiles of 3000 bytes, 0 in memory, 1 of 1 views");
+    EXPECT_EQ(storage(" --tile-size 3k --storage tiled"), "4 tiles of 3300 bytes, 0 in memory, 1 of 1 views")
+        << "whole rows";
     EXPECT_EQ(storage(" --storage tiled"), "memory") << "one tile holds it";
     EXPECT_EQ(storage(" --bits 1 --storage compressed").substr(0, 11), "run lists, ");
     for (const char* pWrong : {" --storage tape", " --tile-size 0", " --tile-size 5000m", " --storage compressed"})

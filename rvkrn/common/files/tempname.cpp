@@ -13,7 +13,7 @@
 namespace rv {
 namespace {
 
-SharedList<char16_t> g_names([](char16_t* p) noexcept { std::free(p); });
+constinit SharedList<char16_t> g_names([](char16_t* p) noexcept { std::free(p); });
 
 constexpr std::u16string_view kEnding = u".tmp";  // of every name that is made
 
@@ -47,7 +47,8 @@ class NameBuilder {
     bool m_bFits = true;
 
 public:
-    explicit NameBuilder(char16_t* psz) noexcept : m_psz(psz) { *psz = 0; }
+    // Goes on behind the first n units.
+    explicit NameBuilder(char16_t* psz, size_t n = 0) noexcept : m_psz(psz), m_n(n) { psz[n] = 0; }
     NameBuilder& operator<<(const char16_t* psz) noexcept {
         const size_t n = wideLength(psz);
         m_bFits = m_bFits && n < RV_TEMP_NAME_SIZE - m_n;
@@ -97,7 +98,7 @@ bool makeName(const char16_t* pszDirectory, const char16_t* pszPrefix, char16_t*
         const std::u16string_view stem = stemOf(pszName);
         if (isStemTaken(stem)) {
             if (stem.data()[stem.size() + kEnding.size()]) return false;  // the number lies behind: all have this stem
-        } else {
+        } else if (!hasMemoryFile(pszName)) {
             const FileName onDisk(pszName);
             if (!onDisk.get()) return false;
             if (sysFileKind(onDisk.get()) == SysFileKind::none) return addToList(pszName);
@@ -169,6 +170,55 @@ int32_t narrowNameIn(const char* pszDirectory, char* pszName, const char* pszPre
     return directory.get() ? narrowNameIn(directory.get(), pszName, pszPrefix) : -1;
 }
 
+// Sets a name aside: 1, or 0 where it is taken, or -1.
+int32_t claimName(const char16_t* pszName) noexcept {
+    const FileName onDisk(pszName);
+    if (!onDisk.get()) return -1;
+    const std::scoped_lock lock(g_names);
+    if (listed(pszName) || sysFileKind(onDisk.get()) != SysFileKind::none) return 0;
+    return addToList(pszName) ? 1 : -1;
+}
+
+bool isTmp(const char16_t* psz) noexcept {
+    return (psz[0] | 0x20) == u't' && (psz[1] | 0x20) == u'm' && (psz[2] | 0x20) == u'p' && !psz[3];
+}
+
+// A name with an extension, in a buffer of RV_TEMP_NAME_SIZE.
+int32_t nameWithExtension(char16_t* pszName, const char16_t* pszPrefix, const char16_t* pszExtension) noexcept {
+    if (pszExtension && *pszExtension == u'.') ++pszExtension;
+    if (const int32_t nStatus = R_GetTempFileName(pszName, pszPrefix); nStatus != 1) return nStatus;
+    if (!pszExtension || !*pszExtension || isTmp(pszExtension)) return 1;
+    R_DeleteTempFile(pszName);
+    if (!(NameBuilder(pszName, wideLength(pszName) - kEnding.size() + 1) << pszExtension).fits()) return -290;
+
+    const std::u16string_view part = lastPart(pszName);
+    const size_t nDot = part.find(u'.');
+    const size_t nKept = size_t(part.data() - pszName) + nDot + 1;
+    uint32_t u = 0;
+    int32_t nStatus;
+    while ((nStatus = claimName(pszName)) == 0) {
+        if (nDot == part.npos || u == UINT32_MAX) return -74;  // Internal error
+        if (!(NameBuilder(pszName, nKept) << u++ << u"." << pszExtension).fits()) return -290;
+    }
+    return nStatus;
+}
+
+int32_t narrowNameWithExtension(char* pszName, uint32_t uSize, const char* pszPrefix,
+                                const char* pszExtension) noexcept {
+    if (!pszName) return -13;
+    const WideText prefix(pszPrefix), extension(pszExtension);
+    if ((pszPrefix && !prefix.get()) || (pszExtension && !extension.get())) return -1;
+    char16_t szName[RV_TEMP_NAME_SIZE];
+    if (const int32_t nStatus = nameWithExtension(szName, prefix.get(), extension.get()); nStatus != 1) return nStatus;
+    const size_t n = wideLength(szName) + 1;
+    if (utf8Size(szName, n) > uSize) {
+        R_DeleteTempFile(szName);
+        return -290;
+    }
+    utf8FromWide(szName, n, pszName);
+    return 1;
+}
+
 int32_t narrowName(char* pszName, const char* pszPrefix) noexcept {
     if (!pszName) return -13;
     char16_t szDirectory[RV_TEMP_NAME_SIZE];
@@ -201,6 +251,26 @@ int32_t R_GetTempFileName2A(const char* pszDirectory, char* pszName, const char*
 }
 int32_t R_GetTempFileName2UTF8(const char* pszDirectory, char* pszName, const char* pszPrefix) noexcept {
     return narrowNameIn(pszDirectory, pszName, pszPrefix);
+}
+
+int32_t R_GetTempFileName3(char16_t* pszName, uint32_t uSize, const char16_t* pszPrefix,
+                           const char16_t* pszExtension) noexcept {
+    if (!pszName) return -13;
+    char16_t szName[RV_TEMP_NAME_SIZE];
+    if (const int32_t nStatus = nameWithExtension(szName, pszPrefix, pszExtension); nStatus != 1) return nStatus;
+    if (wideLength(szName) >= uSize) {
+        R_DeleteTempFile(szName);
+        return -290;  // The buffer size is too small
+    }
+    copyText(pszName, szName, uSize);
+    return 1;
+}
+int32_t R_GetTempFileName3A(char* pszName, uint32_t uSize, const char* pszPrefix, const char* pszExtension) noexcept {
+    return narrowNameWithExtension(pszName, uSize, pszPrefix, pszExtension);
+}
+int32_t R_GetTempFileName3UTF8(char* pszName, uint32_t uSize, const char* pszPrefix,
+                               const char* pszExtension) noexcept {
+    return narrowNameWithExtension(pszName, uSize, pszPrefix, pszExtension);
 }
 
 int32_t R_OsGetTempName(char16_t* pszName) noexcept { return R_GetTempFileName(pszName, u"rv"); }

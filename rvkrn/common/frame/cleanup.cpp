@@ -6,6 +6,7 @@
 
 #include "internal/library.h"
 #include "internal/rvclasses_.h"
+#include "internal/threadpool.h"
 #include "ravokit/frame.h"
 
 namespace rv {
@@ -65,6 +66,7 @@ bool takeMatch(uintptr_t uKey, CLEANUPFUNCTION pfn, const void* pParam1, uint32_
 
 void runCleanupPass() noexcept {
     for (;;) {
+        finishThreadPool(false);  // work may still use what the functions take away
         CleanupRegistry round{};
         {
             const std::scoped_lock lock(g_registryLock);

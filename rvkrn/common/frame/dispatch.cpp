@@ -1,10 +1,12 @@
 // The table of entry points that sibling modules take from the kernel.
 #include "ravokit/frame.h"
 #include "ravokit/memory.h"
+#include "ravokit/threading.h"
 
 namespace {
 
-void reservedNoOp() noexcept {}
+// The construction of the pool's class, which starts nothing.
+void constructThreadPool() noexcept { (void)RVThreadPool(); }
 
 }  // namespace
 
@@ -13,7 +15,7 @@ extern "C" int32_t R_GetKrnDispatch(KRNDISPATCH* pTable, uint32_t uSize) noexcep
     pTable->pfnUnregisterCleanupFunction = R_UnregisterCleanupFunction;
     pTable->pfnGlobalFree = R_GlobalFree;
     pTable->pfnLocalFree = R_LocalFree;
-    pTable->pfnReservedNoOp = reservedNoOp;
+    pTable->pfnReservedNoOp = constructThreadPool;
     if (uSize == sizeof(KRNDISPATCH)) {
         pTable->pfnTlsGetValue = R_TlsGetValue;
         pTable->pfnTlsSetValue = R_TlsSetValue;

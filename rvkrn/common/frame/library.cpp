@@ -5,6 +5,7 @@
 
 #include "internal/diagnostics.h"
 #include "internal/threaddata.h"
+#include "internal/threadpool.h"
 
 namespace rv {
 namespace {
@@ -27,6 +28,7 @@ std::atomic<void (*)() noexcept> g_pfnReleaseResidentModule{nullptr};
     if (const auto pfn = g_pfnReleaseResidentModule.load(std::memory_order_acquire)) pfn();
     g_nLoads.fetch_sub(1, std::memory_order_relaxed);
     runCleanupPass();
+    finishThreadPool(true);
     R_SetResourceDirectory(0, u"");
     releaseThreadSlot();  // last: the functions above may want the thread's record
 }

@@ -44,7 +44,11 @@ uint32_t wantedRows(const BITMAPRECORD& bm, const Wanted& wanted) noexcept {
 // BMMEM_TILED would give it.
 TileCounts wantedCounts(const BITMAPRECORD& bm, const Wanted& wanted, uint32_t nTiles, uint32_t nRows) noexcept {
     TileCounts counts = splitTiles(nTiles, uint64_t(nRows) * bm.BytesPerLine, 0);
-    if (bm.Flags & BMF_TILED) counts = {tileTable(bm).nConventionalTiles, tileTable(bm).nMaxTileViews};
+    if (bm.Flags & BMF_TILED) {
+        const TILETABLE& now = tileTable(bm);
+        const bool bAll = now.nConventionalTiles == now.nTiles;  // then all of the new ones are, however many
+        counts = {bAll ? nTiles : now.nConventionalTiles, now.nMaxTileViews};
+    }
     if (wanted.has(SETMEM_CONVENTIONAL_TILES)) counts.nConventional = wanted.uConventionalTiles;
     counts.nConventional = std::min(counts.nConventional, nTiles);
     if (wanted.has(SETMEM_MAX_TILE_VIEWS)) counts.nMaxViews = wanted.uMaxTileViews;
