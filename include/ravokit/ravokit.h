@@ -3,6 +3,7 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "codec.h"
 #include "compressed.h"
 #include "convert.h"
 #include "copy.h"
@@ -13,6 +14,7 @@
 #include "grayscale.h"
 #include "hugemem.h"
 #include "list.h"
+#include "loader.h"
 #include "memory.h"
 #include "messages.h"
 #include "numeric.h"
