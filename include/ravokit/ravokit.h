@@ -3,6 +3,7 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "codec.h"
 #include "colorres.h"
 #include "compressed.h"
 #include "convert.h"
@@ -15,6 +16,7 @@
 #include "grayscale.h"
 #include "hugemem.h"
 #include "list.h"
+#include "loader.h"
 #include "memory.h"
 #include "messages.h"
 #include "numeric.h"
