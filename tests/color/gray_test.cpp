@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <optional>
 
 #include "support/bitmaps.h"
 #include "support/directory.h"
@@ -289,13 +288,12 @@ TEST(GrayKind, Palettes) {
 TEST(GrayKind, LookupTables) {
     Bitmap bm(12, 2, 2);
     bm->HighBit = bm->PhysicalHighBit = 9;
-    std::optional<std::pair<int32_t, int32_t>> kinds;  // of pLUT alone, and with pLUT16
-    const auto kindOf = [&](auto&& levelAt) {          // 0 to 65535 of 1024 entries
+    const auto kindOf = [&](auto&& levelAt) {  // by pLUT alone, and by pLUT16 too
         setTable(bm->pLUT, bm->LUTLength, 1024, [&](uint32_t i) {
             const auto v = uint8_t(uint32_t(levelAt(i)) >> 8);
             return RGBQUAD{v, v, v, 0};
         });
-        R_GlobalFree(std::exchange(bm->pLUT16, nullptr));
+        if (bm->pLUT16) R_GlobalFree(std::exchange(bm->pLUT16, nullptr));
         const int32_t nBytes = R_IntIsGrayScaleBitmap(&bm, 1);
         setTable(bm->pLUT16, bm->LUT16Length, 1024, [&](uint32_t i) {
             const auto v = uint16_t(levelAt(i));

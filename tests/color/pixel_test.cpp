@@ -33,7 +33,7 @@ TEST(PixelColor, PutIsReadAgainAndNothingElseChanges) {
                 const Bytes before = contents(bm.record);
                 ASSERT_EQ(R_PutPixelColor(&bm, y, x, put), 1);
                 const COLORREF got = R_GetPixelColor(&bm, y, x);
-                ASSERT_EQ(got, nBits == 12 ? 0x0400F7FFu : put);  // 0xF7F of 12 bits, scaled
+                ASSERT_EQ(got, nBits == 12 ? 0x0400F7FEu : put);  // 0xF7F of 12 bits, scaled
                 const Bytes after = contents(bm.record);
                 for (int32_t r = 0; r < 8; ++r)
                     for (int32_t c = 0; c < 19; ++c) {
