@@ -18,8 +18,8 @@ uint64_t alphaMask(int32_t bits, int32_t order) {
 }
 
 TEST(Segments, EveryDepthAndHoldingEqualsPixelByPixel) {
-    for (const Holding holding : kHoldings)
-        for (const int32_t bits : kDepths)
+    for (const int32_t bits : kDepths)
+        for (const Holding holding : holdingsOf(bits))
             for (const int32_t order : {defaultOrder(bits), int32_t(bits == 16 ? ORDER_GRAY : defaultOrder(bits))})
                 for (const bool keep : {false, true}) {
                     Bitmap bm(bits, kWidth, 3, holding, order);
