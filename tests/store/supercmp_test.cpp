@@ -137,7 +137,9 @@ TEST_P(StripsOf, FollowChangesOfHeight) {
         strips.model.resize(strips.at(height));
         if (random() % 2) strips.put(int32_t(random() % unsigned(height)), strips.someRow(uint32_t(i)));
         strips.expectSize();
-        if (random() % 3) ASSERT_NO_FATAL_FAILURE(strips.expectModel());
+        if (random() % 3) {
+            ASSERT_NO_FATAL_FAILURE(strips.expectModel());
+        }
     }
     strips.expectModel();
 }
@@ -323,7 +325,9 @@ TEST_P(CodecOf, SurvivesCorruptData) {
     // Data of another strip, which is sound but not of this size.
     const BITMAPINFOHEADER shorter = info(101, 16);
     Bytes back(bytes);
-    if (bits != 1) EXPECT_EQ(load(&shorter, data.data(), n, back.data(), bytes / 2, format), -1859);
+    if (bits != 1) {
+        EXPECT_EQ(load(&shorter, data.data(), n, back.data(), bytes / 2, format), -1859);
+    }
 }
 
 }  // namespace
