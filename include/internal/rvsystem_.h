@@ -149,6 +149,8 @@ bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept;
 bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept;
 // Makes an empty file of a new name in a directory: prefix, something unique, ".tmp". pName receives its whole name.
 bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept;
+// Opens a new file in a directory, to be read and written, that has no name and is gone with its handle.
+void* sysUnnamedFile(const char* pDirectory) noexcept;
 
 // The reason of the last failure by its published number: 2 not found, 5 access denied, 8 no memory, 29 write fault,
 // 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give a number above all published ones.

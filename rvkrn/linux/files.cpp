@@ -1,6 +1,7 @@
 // Files on Linux: opening, reading, writing, moving, names and directories.
 #define _FILE_OFFSET_BITS 64  // positions of 64 bits in the 32-bit build too
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/sendfile.h>
@@ -45,6 +46,25 @@ bool mayBeHandle(int fd, uint32_t uFlags) noexcept {
     struct stat info;
     if (::fstat(fd, &info) != 0) return false;
     return !S_ISDIR(info.st_mode) || (uFlags & kSysDirectory) || fail(EISDIR);
+}
+
+void* handleOf(Descriptor&& file) noexcept { return reinterpret_cast<void*>(uintptr_t(file.release())); }
+
+// 0 is no handle.
+Descriptor notZero(Descriptor&& file) noexcept {
+    return file.get() == 0 ? Descriptor(::fcntl(0, F_DUPFD_CLOEXEC, 1)) : std::move(file);
+}
+
+// Makes an empty file of a new name in a directory; pName receives it.
+Descriptor makeTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept {
+    static constexpr char kEnding[] = ".tmp";
+    const size_t n = std::strlen(pDirectory);
+    const char* pSlash = n && pDirectory[n - 1] != '/' ? "/" : "";
+    const int nLength = std::snprintf(pName, nRoom, "%s%s%sXXXXXX%s", pDirectory, pSlash, pPrefix, kEnding);
+    if (nLength >= 0 && size_t(nLength) < nRoom)
+        return Descriptor(::mkostemps(pName, int(sizeof kEnding - 1), O_CLOEXEC));
+    errno = ENAMETOOLONG;
+    return Descriptor(-1);
 }
 
 // A path's directory, so that what happened to its names can be made to last.
@@ -136,11 +156,10 @@ void* sysFileOpen(const char* pName, uint32_t uAccess, uint32_t uDisposition, ui
     }
     nFlags |= O_CLOEXEC;
     if (uFlags & kSysWriteThrough) nFlags |= O_SYNC;
-    Descriptor file(::open(pName, nFlags, uFlags & kSysReadOnly ? 0444 : 0666));
-    if (file.get() == 0) file = Descriptor(::fcntl(0, F_DUPFD_CLOEXEC, 1));  // 0 is no handle
+    Descriptor file = notZero(Descriptor(::open(pName, nFlags, uFlags & kSysReadOnly ? 0444 : 0666)));
     if (!file || !mayBeHandle(file.get(), uFlags)) return kSysNoHandle;
     if ((uFlags & kSysDeleteOnClose) && ::unlink(pName) != 0) return kSysNoHandle;
-    return reinterpret_cast<void*>(uintptr_t(file.release()));
+    return handleOf(std::move(file));
 }
 
 int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept {
@@ -228,12 +247,18 @@ bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept {
 }
 
 bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept {
-    static constexpr char kEnding[] = ".tmp";
-    const size_t n = std::strlen(pDirectory);
-    const char* pSlash = n && pDirectory[n - 1] != '/' ? "/" : "";
-    const int nLength = std::snprintf(pName, nRoom, "%s%s%sXXXXXX%s", pDirectory, pSlash, pPrefix, kEnding);
-    if (nLength < 0 || size_t(nLength) >= nRoom) return fail(ENAMETOOLONG);
-    return bool(Descriptor(::mkostemps(pName, int(sizeof kEnding - 1), O_CLOEXEC)));
+    return bool(makeTempFile(pDirectory, pPrefix, pName, nRoom));
+}
+
+void* sysUnnamedFile(const char* pDirectory) noexcept {
+    Descriptor file = notZero(Descriptor(::open(pDirectory, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)));
+    if (!file && (errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT)) {
+        // A file system without them: a name for the moment. An older kernel takes the call for one on the directory.
+        char szName[PATH_MAX];
+        file = notZero(makeTempFile(pDirectory, "R_", szName, sizeof szName));
+        if (file) ::unlink(szName);
+    }
+    return file && mayBeHandle(file.get(), 0) ? handleOf(std::move(file)) : kSysNoHandle;
 }
 
 bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept {

@@ -178,18 +178,22 @@ TEST_F(TempFile, ExtensionsReplaceTheFirstName) {
         EXPECT_EQ(sz[0], u'#');
         EXPECT_TRUE(fs::is_empty(directory));
     }
-    // The numbers are the clock's: all names of the next second are taken.
-    const auto uNow = uint32_t(rv::sysTickCount64());
-    std::vector<fs::path> taken;
-    for (uint32_t i = 0; i < 1000; ++i) {
-        char sz[16];
-        std::snprintf(sz, sizeof sz, "n%x.png", uNow + i);
-        std::ofstream(taken.emplace_back(directory / sz));
+    // The numbers are the clock's: the names of a coming quarter second are taken, and it is waited for.
+    Name name;
+    for (uint32_t uAhead = 100; uAhead < 10000 && !name.ends_with(u".0.png"); uAhead *= 2) {
+        const uint32_t uFirst = uint32_t(rv::sysTickCount64()) + uAhead;
+        std::vector<fs::path> taken;
+        for (uint32_t i = 0; i < 250; ++i) {
+            char sz[16];
+            std::snprintf(sz, sizeof sz, "n%x.png", uFirst + i);
+            std::ofstream(taken.emplace_back(directory / sz));
+        }
+        while (int32_t(uint32_t(rv::sysTickCount64()) - uFirst) < 0) rv::sysSleep(1);
+        name = madeWith(u"png", u"n");
+        for (const fs::path& path : taken) fs::remove(path);
+        R_DeleteTempFile(name.c_str());
     }
-    const Name name = madeWith(u"png", u"n");
     EXPECT_TRUE(name.ends_with(u".0.png")) << fs::path(name);
-    for (const fs::path& path : taken) fs::remove(path);
-    R_DeleteTempFile(name.c_str());
 }
 
 // A file and its model get the same random calls.

@@ -10,9 +10,6 @@
 namespace rv {
 namespace {
 
-constexpr uint32_t kReadWrite = kSysRead | kSysWrite;
-constexpr uint32_t kShareBoth = 3;
-
 // Closes a file, and the reason of the failure before it stays.
 void closeFailed(RVHANDLE hFile) noexcept {
     const uint32_t uReason = sysLastError();
@@ -33,16 +30,11 @@ bool isNoPlace(const BITMAPRECORD& bm, int64_t nOffset) noexcept {
 
 RVHANDLE newTemporaryFile(uint64_t nSize) noexcept {
     if (temporaryFilesOff()) return nullptr;
-    char16_t szName[RV_TEMP_NAME_SIZE];
-    if (R_GetTempFileName(szName, nullptr) != 1) return nullptr;
-    RVHANDLE hFile =
-        R_WinCreateFileW(szName, kReadWrite, kShareBoth, nullptr, kSysCreateAlways, kSysDeleteOnClose, nullptr);
-    if (isAllOnes(hFile)) {
-        const uint32_t uReason = sysLastError();
-        if (const FileName name(szName); name.get()) sysFileDelete(name.get());
-        sysSetLastError(uReason);
-        return nullptr;
-    }
+    char16_t szDirectory[RV_TEMP_NAME_SIZE];
+    const FileName directory(R_GetTempDirectory(szDirectory, RV_TEMP_NAME_SIZE) == 1 ? szDirectory : nullptr);
+    if (!directory.get()) return nullptr;
+    RVHANDLE hFile = wrapHandle(sysUnnamedFile(directory.get()));
+    if (!hFile || isAllOnes(hFile)) return nullptr;
     if (sysFileReserve(hFile->pBlock, nSize)) return hFile;
     closeFailed(hFile);
     return nullptr;
