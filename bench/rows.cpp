@@ -236,6 +236,43 @@ void pagesAndGray() {
         });
 }
 
+// The whole picture through a state of its own; the check compares the means of blocks.
+void dither(Bitmap& photo, const char* name, int32_t method, const RGBQUAD* palette, uint32_t colors) {
+    const int32_t bits = colors == 2 ? 1 : 8;
+    Bitmap out(bits, kWidth, kHeight, ORDER_RGB);
+    const RGBQUAD* table = palette ? palette : R_IntGetFixedPalette(bits);
+    run(
+        name, 12, bits == 1 ? 37.5 : 48,
+        [&] {
+            photo.DitheringMethod = method;
+            R_StartDithering(&photo, palette, colors);
+            for (int32_t y = 0; y < kHeight; ++y) R_DitherLine(&photo, photo.row(y), out.row(y));
+            R_StopDithering(&photo);
+        },
+        [&] {
+            return sampled(kWidth / 32, kHeight / 32, [&](int32_t bx, int32_t by) {
+                int difference = 0;
+                for (int32_t y = by * 32; y < by * 32 + 32; ++y)
+                    for (int32_t x = bx * 32; x < bx * 32 + 32; ++x) {
+                        const int i = bits == 1 ? out.row(y)[x >> 3] >> (7 - (x & 7)) & 1 : out.row(y)[x];
+                        difference += grayOf(&table[i].rgbBlue) - grayOf(photo.row(y) + x * 3);
+                    }
+                return std::abs(difference) < 12 * 1024;
+            });
+        });
+}
+
+void dithers(Bitmap& photo) {
+    RGBQUAD palette[256];
+    for (uint32_t i = 0; i < 256; ++i) {
+        const uint32_t n = mix(i + 77);
+        palette[i] = {uint8_t(n), uint8_t(n >> 8), uint8_t(n >> 16), 0};
+    }
+    dither(photo, "dither.floyd_24_to_1", DITHER_FLOYD, nullptr, 2);
+    dither(photo, "dither.floyd_24_to_pal256", DITHER_FLOYD, palette, 256);
+    dither(photo, "dither.ordered_24_to_1", DITHER_ORDERED, nullptr, 2);
+}
+
 void rectangles(Bitmap& photo) {
     Bitmap canvas(24, kWidth, kHeight, ORDER_BGR);
     // A bitmap of the caller's data over a part of the canvas.
@@ -273,6 +310,7 @@ int main(int argc, char** argv) {
     Bitmap photo(24, kWidth, kHeight, ORDER_BGR);
     paintPhoto(photo);
     conversions(photo);
+    dithers(photo);
     pagesAndGray();
     rectangles(photo);
     return g_failures ? 1 : 0;

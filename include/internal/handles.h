@@ -8,6 +8,7 @@ namespace rv {
 
 enum : uint32_t { kHandlePalette = 1, kHandleMemory = 3, kHandleRegion = 4, kHandleSystem = 9 };
 
+inline const RVHANDLE kNoFile = reinterpret_cast<RVHANDLE>(UINTPTR_MAX);  // the handle of a file that can't be had
 inline bool isAllOnes(const void* h) noexcept { return reinterpret_cast<uintptr_t>(h) == UINTPTR_MAX; }
 
 inline bool isHandleOf(const MEMHANDLE* h, uint32_t uKind) noexcept { return h && !isAllOnes(h) && h->uKind == uKind; }

@@ -124,10 +124,13 @@ int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept;
 enum : uint32_t { kSysMoveReplace = 1, kSysMoveCopy = 2, kSysMoveWriteThrough = 8 };
 bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept;
 
-// Reads or writes at the position, which moves along. The count, less than asked at the end of the file or of the disk's
-// room; -1 on an error.
+// Reads or writes at the position, which moves along. The count, less than asked at the end of the file or of the
+// disk's room; -1 on an error.
 int64_t sysFileRead(void* hFile, void* pBuffer, size_t nBytes) noexcept;
 int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept;
+// The same at a place of its own, with the position left alone; a negative offset is an error.
+int64_t sysFileReadAt(void* hFile, void* pBuffer, size_t nBytes, int64_t nOffset) noexcept;
+int64_t sysFileWriteAt(void* hFile, const void* pBuffer, size_t nBytes, int64_t nOffset) noexcept;
 // The file ends at its position from now on.
 bool sysFileSetEnd(void* hFile) noexcept;
 // Takes the disk room of the first nSize bytes now, and makes the file that long if it is shorter.
@@ -136,6 +139,8 @@ bool sysFileDelete(const char* pName) noexcept;
 
 enum class SysFileKind { none, file, directory };
 SysFileKind sysFileKind(const char* pName) noexcept;
+// Whether two names are there, and lead to one file.
+bool sysIsSameFile(const char* pNameA, const char* pNameB) noexcept;
 
 // Bytes free for this user on the disk of a directory; false when the system can't tell.
 bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept;
@@ -144,9 +149,11 @@ bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept;
 bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept;
 // Makes an empty file of a new name in a directory: prefix, something unique, ".tmp". pName receives its whole name.
 bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept;
+// Opens a new file in a directory, to be read and written, that has no name and is gone with its handle.
+void* sysUnnamedFile(const char* pDirectory) noexcept;
 
 // The reason of the last failure by its published number: 2 not found, 5 access denied, 8 no memory, 29 write fault,
-// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give the system's own number.
+// 30 read fault, 80 exists, 112 disk full, 122 buffer too small; other reasons give a number above all published ones.
 uint32_t sysLastError() noexcept;
 void sysSetLastError(uint32_t nError) noexcept;
 
@@ -160,11 +167,14 @@ void sysUnmapView(void* pView, size_t nBytes) noexcept;
 
 // ---- modules -----------------------------------------------------------------------------------------------------
 
-// Loads a shared library by the name of its file or by its bare name; null with *pbNoMemory telling why. The code stays
-// as long as it has not been given back as often as it was loaded.
+// Loads a shared library by the name of its file, in the platform's form or in that of the family, or by its bare name;
+// null with *pbNoMemory telling why. The code stays as long as it has not been given back as often as it was loaded.
 void* sysModuleOpen(const char* pName, bool* pbNoMemory) noexcept;
 void* sysModuleSymbol(void* hModule, const char* pName) noexcept;  // null when it has none
 bool sysModuleClose(void* hModule) noexcept;
+
+// The directory that the library's own file is in, ending in a slash; false when it can't be told or doesn't fit.
+bool sysLibraryDirectory(char* pBuffer, size_t nRoom) noexcept;
 
 // ---- clock and diagnostics ---------------------------------------------------------------------------------------
 
@@ -176,6 +186,7 @@ void sysDebugWrite(const char* pUtf8) noexcept;
 struct SysInfo {
     uint32_t nPageSize;
     uint32_t nProcessors;
+    uint64_t nMemory;  // bytes of the machine
     bool b64Bit;
 };
 SysInfo sysInfo() noexcept;

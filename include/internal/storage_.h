@@ -10,6 +10,8 @@ namespace rv {
 struct Thresholds {
     uint64_t nMemoryLimit;  // the most that a conventional bitmap may take
     uint64_t nTileSize;
+    int32_t nConventionalTiles;  // tiles kept in memory; -p is p percent of all
+    int32_t nMaxTileViews;       // views at one time; negative as splitTiles tells
 };
 // The limits of the calling thread, with percentages and defaults resolved.
 Thresholds threadThresholds() noexcept;
@@ -52,7 +54,14 @@ int32_t putRunListBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, 
 int32_t getStripBytes(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept;
 int32_t putStripBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t nBytes) noexcept;
 
-// The row in a tile's view, which is mapped if need be; null when the tile has none.
+// The tile of a row as one piece: its rows, and its view, which is mapped if need be; pView is null when the tile has
+// none. No rows for a row outside of the bitmap. The view stays until another tile is asked for.
+struct TileSpan {
+    uint8_t* pView;
+    int32_t nFirstRow, nRows;
+};
+TileSpan tileSpan(BITMAPRECORD& bm, int32_t nRow) noexcept;
+// The row in that view, or null.
 uint8_t* tileRow(BITMAPRECORD& bm, int32_t nRow) noexcept;
 // The row in the open strip, which is opened if need be and taken as written where bWrite; null on failure.
 uint8_t* stripRow(BITMAPRECORD& bm, int32_t nRow, bool bWrite) noexcept;
@@ -63,10 +72,14 @@ uint64_t runListSize(const BITMAPRECORD& bm) noexcept;
 uint64_t stripSize(const BITMAPRECORD& bm) noexcept;
 int32_t changeRunListHeight(BITMAPRECORD& bm, int32_t nHeight) noexcept;
 int32_t changeStripHeight(BITMAPRECORD& bm, int32_t nHeight) noexcept;
+int32_t changeTileHeight(BITMAPRECORD& bm, int32_t nHeight) noexcept;
 
 // ---- files
 
-// A file of nSize bytes that is gone with its handle, its disk room taken; null when there is no such room or name.
+// A file of nSize bytes that is gone with its handle, its disk room taken; null when there is no such room or name, and
+// while temporary files are off.
 RVHANDLE newTemporaryFile(uint64_t nSize) noexcept;
+// Makes a file of nOld bytes one of nNew, room that is added taken and clear; false with the file as it was.
+bool resizeFile(RVHANDLE hFile, uint64_t nOld, uint64_t nNew) noexcept;
 
 }  // namespace rv

@@ -1,7 +1,8 @@
-// Storage thresholds: what decides between memory, tiles and disk when a bitmap is allocated.
+// Where bitmaps keep their pixels: the thresholds that decide between memory, tiles and disk when a bitmap is
+// allocated, how one is stored, moving it to other storage, and changing its height.
 #pragma once
 
-#include "types.h"
+#include "bitmap.h"
 
 RV_C_BEGIN
 
@@ -31,5 +32,55 @@ RV_API int32_t R_SetGlobalMemoryThresholds(const MEMORYTHRESHOLDS* pThresholds) 
 RV_API int32_t R_GetGlobalMemoryThresholds(MEMORYTHRESHOLDS* pThresholds, uint32_t uStructSize) RV_NOEXCEPT;
 /// -1: the built-in limit 43199488; -2: the built-in size 1536000000; anything else: the limit in force.
 RV_API uint64_t R_IntGetMaximumConventionalMemorySize(int32_t nWhich) RV_NOEXCEPT;
+
+/// Tells how a bitmap is stored. *puMemory: BMMEM_CONVENTIONAL (also movable memory and the caller's data),
+/// BMMEM_TILED, BMMEM_DISK, BMMEM_COMPRESSED or BMMEM_SUPERCOMPRESSED. The others may be null, and are 0 for a bitmap
+/// without tiles: bytes of a tile (all but the last), tiles in all, tiles in memory, the most views of file tiles at
+/// one time, and how many are mapped now. Returns 1, or, with nothing changed: -2 null or without storage, -789 unknown
+/// record size, -13 null puMemory.
+RV_API int32_t R_GetBitmapMemoryInfo(const BITMAPRECORD* pBitmap, uint32_t* puMemory, uint32_t* puTileSize,
+                                     uint32_t* puTotalTiles, uint32_t* puConventionalTiles, uint32_t* puMaxTileViews,
+                                     uint32_t* puTileViews) RV_NOEXCEPT;
+
+/// Bits of R_SetBitmapMemoryInfo's uFlags: which of its arguments count.
+enum {
+    SETMEM_MEMORY = 1,
+    SETMEM_TILE_SIZE = 2,
+    SETMEM_TOTAL_TILES = 4,
+    SETMEM_CONVENTIONAL_TILES = 8,
+    SETMEM_MAX_TILE_VIEWS = 16,
+    SETMEM_TILE_VIEWS = 32
+};
+
+/// Moves a bitmap to another storage class, or changes the layout of its tiles; the pixels, and all else that the
+/// bitmap has, stay. uMemory is one of the types above, or other flags of R_AllocateBitmap; BMMEM_NO_DISK may stand
+/// beside.
+///
+/// A uMemory that isn't the bitmap's type, or a uTileSize that comes to other rows in a tile, builds the bitmap anew.
+/// The tile size is rounded up to rows; 0 is the thread's. Without one, uTotalTiles tells how many tiles a bitmap that
+/// is built anew is cut into. One that fits one tile goes to conventional memory. What isn't told is as it was; a
+/// bitmap that had no tiles takes file tiles with one view, as an allocation with BMMEM_TILED does, and memory tiles
+/// only where there are to be no files.
+///
+/// All else is done where the tiles stand: uConventionalTiles of them are memory from now on, the first ones; at most
+/// uMaxTileViews of the others have views at one time; uTileViews views are mapped. With uTileViews 0 row access maps
+/// none either until views are asked for again: it goes through the files. On a bitmap without
+/// tiles these three do nothing.
+///
+/// Returns 1, or: -2 null, -789 unknown record size, -2 without storage; of a bitmap that is built anew those of
+/// R_DupBitmapNewDim, of the callbacks, -1 a callback wants no tiles, those of R_AllocateBitmap and R_CopyBitmapData,
+/// and the bitmap is as it was then; -1 no memory for a tile, -295 no file for one, -5 it can't be written, -7 it can't
+/// be read, with the tiles as far as they got.
+RV_API int32_t R_SetBitmapMemoryInfo(BITMAPRECORD* pBitmap, uint32_t uMemory, uint32_t uTileSize, uint32_t uTotalTiles,
+                                     uint32_t uConventionalTiles, uint32_t uMaxTileViews, uint32_t uTileViews,
+                                     uint32_t uFlags) RV_NOEXCEPT;
+
+/// Cuts rows off the end of the stored rows, or adds clear ones there. What hangs on the bitmap stays as it is.
+/// Tiles that are added are file tiles.
+/// Returns 1, or: -2 null or without storage; -789 unknown record size; -13 the caller's data, or movable memory that
+/// is locked; 1 for the same height; -11 not a positive one; -3 too large for the older form of the record; -1 no
+/// memory or disk room, with nothing changed; -295 no file for an added tile (-1 while temporary files are off): the
+/// bitmap then has the rows of the tiles that could be made; those of compressed storage.
+RV_API int32_t R_ChangeBitmapHeight(BITMAPRECORD* pBitmap, int32_t nHeight) RV_NOEXCEPT;
 
 RV_C_END

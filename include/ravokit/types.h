@@ -70,6 +70,17 @@ typedef struct SIZE {
     int32_t width, height;
 } SIZE;
 
+/// The header of a device-independent bitmap, as it stands in files.
+typedef struct BITMAPINFOHEADER {
+    uint32_t biSize;  ///< 40
+    int32_t biWidth;
+    int32_t biHeight;  ///< negative: the rows stand from the top down
+    uint16_t biPlanes, biBitCount;
+    uint32_t biCompression, biSizeImage;
+    int32_t biXPelsPerMeter, biYPelsPerMeter;
+    uint32_t biClrUsed, biClrImportant;
+} BITMAPINFOHEADER;
+
 /// A region: opaque here.
 typedef struct RavoRgn RavoRgn;
 
@@ -81,4 +92,5 @@ RV_C_END
 RV_RECORD_SIZE(RGBQUAD, 4, 4);
 RV_RECORD_SIZE(RGBQUAD64, 8, 8);
 RV_RECORD_SIZE(RECT, 16, 16);
+RV_RECORD_SIZE(BITMAPINFOHEADER, 40, 40);
 RV_RECORD_SIZE(MEMHANDLE, 32, 56);

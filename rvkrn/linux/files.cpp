@@ -1,6 +1,7 @@
 // Files on Linux: opening, reading, writing, moving, names and directories.
 #define _FILE_OFFSET_BITS 64  // positions of 64 bits in the 32-bit build too
 #include <fcntl.h>
+#include <limits.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <sys/sendfile.h>
@@ -45,6 +46,25 @@ bool mayBeHandle(int fd, uint32_t uFlags) noexcept {
     struct stat info;
     if (::fstat(fd, &info) != 0) return false;
     return !S_ISDIR(info.st_mode) || (uFlags & kSysDirectory) || fail(EISDIR);
+}
+
+void* handleOf(Descriptor&& file) noexcept { return reinterpret_cast<void*>(uintptr_t(file.release())); }
+
+// 0 is no handle.
+Descriptor notZero(Descriptor&& file) noexcept {
+    return file.get() == 0 ? Descriptor(::fcntl(0, F_DUPFD_CLOEXEC, 1)) : std::move(file);
+}
+
+// Makes an empty file of a new name in a directory; pName receives it.
+Descriptor makeTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept {
+    static constexpr char kEnding[] = ".tmp";
+    const size_t n = std::strlen(pDirectory);
+    const char* pSlash = n && pDirectory[n - 1] != '/' ? "/" : "";
+    const int nLength = std::snprintf(pName, nRoom, "%s%s%sXXXXXX%s", pDirectory, pSlash, pPrefix, kEnding);
+    if (nLength >= 0 && size_t(nLength) < nRoom)
+        return Descriptor(::mkostemps(pName, int(sizeof kEnding - 1), O_CLOEXEC));
+    errno = ENAMETOOLONG;
+    return Descriptor(-1);
 }
 
 // A path's directory, so that what happened to its names can be made to last.
@@ -136,11 +156,10 @@ void* sysFileOpen(const char* pName, uint32_t uAccess, uint32_t uDisposition, ui
     }
     nFlags |= O_CLOEXEC;
     if (uFlags & kSysWriteThrough) nFlags |= O_SYNC;
-    Descriptor file(::open(pName, nFlags, uFlags & kSysReadOnly ? 0444 : 0666));
-    if (file.get() == 0) file = Descriptor(::fcntl(0, F_DUPFD_CLOEXEC, 1));  // 0 is no handle
+    Descriptor file = notZero(Descriptor(::open(pName, nFlags, uFlags & kSysReadOnly ? 0444 : 0666)));
     if (!file || !mayBeHandle(file.get(), uFlags)) return kSysNoHandle;
     if ((uFlags & kSysDeleteOnClose) && ::unlink(pName) != 0) return kSysNoHandle;
-    return reinterpret_cast<void*>(uintptr_t(file.release()));
+    return handleOf(std::move(file));
 }
 
 int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept {
@@ -154,14 +173,30 @@ int64_t sysFileSeek(void* hFile, int64_t nOffset, uint32_t uOrigin) noexcept {
 }
 
 int64_t sysFileRead(void* hFile, void* pBuffer, size_t nBytes) noexcept {
-    return isDescriptor(hFile) ? moveBytes(static_cast<uint8_t*>(pBuffer), nBytes,
-                                           [=](uint8_t* p, size_t n) { return ::read(descriptorOf(hFile), p, n); })
-                               : -1;
+    if (!isDescriptor(hFile)) return -1;
+    const int64_t n = moveBytes(static_cast<uint8_t*>(pBuffer), nBytes,
+                                [=](uint8_t* p, size_t nPiece) { return ::read(descriptorOf(hFile), p, nPiece); });
+    if (n < 0 && errno == EIO) sysSetLastError(30);  // elsewhere that is a write fault
+    return n;
 }
 int64_t sysFileWrite(void* hFile, const void* pBuffer, size_t nBytes) noexcept {
-    return isDescriptor(hFile) ? moveBytes(static_cast<const uint8_t*>(pBuffer), nBytes,
-                                           [=](const uint8_t* p, size_t n) { return ::write(descriptorOf(hFile), p, n); })
-                               : -1;
+    return isDescriptor(hFile)
+               ? moveBytes(static_cast<const uint8_t*>(pBuffer), nBytes,
+                           [=](const uint8_t* p, size_t n) { return ::write(descriptorOf(hFile), p, n); })
+               : -1;
+}
+int64_t sysFileReadAt(void* hFile, void* pBuffer, size_t nBytes, int64_t nOffset) noexcept {
+    if (!isDescriptor(hFile)) return -1;
+    auto* pStart = static_cast<uint8_t*>(pBuffer);
+    return moveBytes(pStart, nBytes,
+                     [=](uint8_t* p, size_t n) { return ::pread(descriptorOf(hFile), p, n, nOffset + (p - pStart)); });
+}
+int64_t sysFileWriteAt(void* hFile, const void* pBuffer, size_t nBytes, int64_t nOffset) noexcept {
+    if (!isDescriptor(hFile)) return -1;
+    const auto* pStart = static_cast<const uint8_t*>(pBuffer);
+    return moveBytes(pStart, nBytes, [=](const uint8_t* p, size_t n) {
+        return ::pwrite(descriptorOf(hFile), p, n, nOffset + (p - pStart));
+    });
 }
 
 bool sysFileSetEnd(void* hFile) noexcept {
@@ -189,6 +224,11 @@ SysFileKind sysFileKind(const char* pName) noexcept {
     return S_ISDIR(info.st_mode) ? SysFileKind::directory : SysFileKind::file;
 }
 
+bool sysIsSameFile(const char* pNameA, const char* pNameB) noexcept {
+    struct stat a, b;
+    return ::stat(pNameA, &a) == 0 && ::stat(pNameB, &b) == 0 && a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
 bool sysDiskFree(const char* pDirectory, uint64_t& nBytes) noexcept {
     struct statvfs info;
     if (::statvfs(pDirectory, &info) != 0) return false;
@@ -207,12 +247,18 @@ bool sysTempDirectory(char* pBuffer, size_t nRoom) noexcept {
 }
 
 bool sysTempFile(const char* pDirectory, const char* pPrefix, char* pName, size_t nRoom) noexcept {
-    static constexpr char kEnding[] = ".tmp";
-    const size_t n = std::strlen(pDirectory);
-    const char* pSlash = n && pDirectory[n - 1] != '/' ? "/" : "";
-    const int nLength = std::snprintf(pName, nRoom, "%s%s%sXXXXXX%s", pDirectory, pSlash, pPrefix, kEnding);
-    if (nLength < 0 || size_t(nLength) >= nRoom) return fail(ENAMETOOLONG);
-    return bool(Descriptor(::mkostemps(pName, int(sizeof kEnding - 1), O_CLOEXEC)));
+    return bool(makeTempFile(pDirectory, pPrefix, pName, nRoom));
+}
+
+void* sysUnnamedFile(const char* pDirectory) noexcept {
+    Descriptor file = notZero(Descriptor(::open(pDirectory, O_TMPFILE | O_RDWR | O_CLOEXEC, 0600)));
+    if (!file && (errno == EOPNOTSUPP || errno == EISDIR || errno == ENOENT)) {
+        // A file system without them: a name for the moment. An older kernel takes the call for one on the directory.
+        char szName[PATH_MAX];
+        file = notZero(makeTempFile(pDirectory, "R_", szName, sizeof szName));
+        if (file) ::unlink(szName);
+    }
+    return file && mayBeHandle(file.get(), 0) ? handleOf(std::move(file)) : kSysNoHandle;
 }
 
 bool sysFileMove(const char* pOld, const char* pNew, uint32_t uFlags) noexcept {

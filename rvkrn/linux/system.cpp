@@ -35,7 +35,9 @@ bool sysIsDebuggerPresent() noexcept {
 void sysDebugWrite(const char* pUtf8) noexcept { std::fputs(pUtf8, stderr); }
 
 SysInfo sysInfo() noexcept {
-    return {uint32_t(sysconf(_SC_PAGESIZE)), uint32_t(sysconf(_SC_NPROCESSORS_ONLN)), sizeof(void*) == 8};
+    const auto nPageSize = uint32_t(sysconf(_SC_PAGESIZE));
+    return {nPageSize, uint32_t(sysconf(_SC_NPROCESSORS_ONLN)), uint64_t(sysconf(_SC_PHYS_PAGES)) * nPageSize,
+            sizeof(void*) == 8};
 }
 
 const void* sysModule() noexcept {

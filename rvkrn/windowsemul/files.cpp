@@ -8,8 +8,6 @@
 namespace rv {
 namespace {
 
-RVHANDLE const kNoFile = reinterpret_cast<RVHANDLE>(UINTPTR_MAX);
-
 constexpr uint64_t joined(uint32_t uHigh, uint32_t uLow) noexcept { return uint64_t(uHigh) << 32 | uLow; }
 
 }  // namespace

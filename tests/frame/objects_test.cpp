@@ -9,9 +9,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <string>
 #include <thread>
 #include <vector>
@@ -20,44 +18,19 @@
 #include "internal/rvsystem_.h"
 #include "ravokit/ravokit.h"
 #include "support/faults.h"
+#include "support/folder.h"
 
 namespace {
 
 using rv::SysObject;
 using rv::SysWait;
 namespace fs = std::filesystem;
+using support::Folder;
 
 RVHANDLE const kAllOnes = reinterpret_cast<RVHANDLE>(UINTPTR_MAX);
 
 SysObject& objectOf(RVHANDLE h) { return *static_cast<SysObject*>(R_ExtractHandle(h)); }
 int descriptorOf(RVHANDLE h) { return int(reinterpret_cast<uintptr_t>(R_ExtractHandle(h))); }
-
-// A folder that goes with the test.
-class Folder {
-    std::string m_path;
-
-public:
-    explicit Folder(const char* pParent) {
-        std::string path = std::string(pParent) + "/objects\u00E9-XXXXXX";
-        if (mkdtemp(path.data())) m_path = path;
-    }
-    Folder(const Folder&) = delete;
-    ~Folder() {
-        std::error_code error;
-        if (!m_path.empty()) fs::remove_all(m_path, error);
-    }
-    explicit operator bool() const { return !m_path.empty(); }
-    std::string narrow(const char* pName) const { return m_path + "/" + pName; }
-    std::u16string operator()(const char* pName) const { return fs::path(narrow(pName)).u16string(); }
-    std::string contents(const char* pName) const {
-        std::ifstream file(narrow(pName), std::ios::binary);
-        return file ? std::string(std::istreambuf_iterator<char>(file), {}) : "missing";
-    }
-    void write(const char* pName, const std::string& text) const {
-        std::ofstream(narrow(pName), std::ios::binary) << text;
-    }
-    size_t count() const { return size_t(std::distance(fs::directory_iterator(m_path), fs::directory_iterator())); }
-};
 
 constexpr uint32_t kRead = 0x80000000, kWrite = 0x40000000;
 

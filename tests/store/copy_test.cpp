@@ -27,8 +27,8 @@ TEST(CopyRect, EqualsPixelByPixelAtEveryPhase) {
         int32_t col, row, width, height;
     } rects[] = {{0, 0, 37, 11},  {3, 2, 20, 5},  {8, 0, 9, 11},  {-5, -2, 30, 9},
                  {30, 7, 20, 20}, {-3, 3, 50, 2}, {36, 10, 1, 1}, {100, 0, 8, 8}};
-    for (const Holding holding : kHoldings)
-        for (const int32_t bits : kDepths) {
+    for (const int32_t bits : kDepths)
+        for (const Holding holding : holdingsOf(bits)) {
             Bitmap src(bits, 37, 11, holding);
             const Bytes data = fillRandom(src.record, unsigned(bits));
             for (const auto& r : rects) {
@@ -91,8 +91,8 @@ TEST(CopyRect, StatusesAndTrim) {
 }
 
 TEST(Copy, WholeBitmapsWithAllTheyCarry) {
-    for (const Holding holding : kHoldings)
-        for (const int32_t bits : kDepths) {
+    for (const int32_t bits : kDepths)
+        for (const Holding holding : holdingsOf(bits)) {
             Bitmap src(bits, 35, 9, holding);
             const Bytes data = fillRandom(src.record, 3);
             src->ViewPerspective = LEFT_TOP;
@@ -279,8 +279,8 @@ TEST(Duplicate, SharesOrOwnsWhatTheFlagsTell) {
 
 TEST(Fill, EveryDepthTakesTheColour) {
     const COLORREF color = 0x4080C0;  // red 0xC0, green 0x80, blue 0x40
-    for (const Holding holding : kHoldings)
-        for (const int32_t bits : kDepths) {
+    for (const int32_t bits : kDepths)
+        for (const Holding holding : holdingsOf(bits)) {
             Bitmap bm(bits, 27, 5, holding);
             const Bytes before = fillRandom(bm.record, 3);
             ASSERT_EQ(R_FillBitmap2(&bm, color, 0x7F), 1);

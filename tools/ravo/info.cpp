@@ -5,6 +5,7 @@
 #include <string>
 
 #include "formats.h"
+#include "storage.h"
 
 namespace ravo {
 
@@ -35,19 +36,9 @@ std::string paletteText(const Picture& picture) {
     return std::to_string(palette.size()) + " entries" + pKind;
 }
 
-const char* storageName(uint32_t uFlags) noexcept {
-    if (uFlags & BMF_COMPRESSED) return "run lists";
-    if (uFlags & BMF_SUPERCOMPRESSED) return "compressed strips";
-    if (uFlags & BMF_TILED) return "tiles";
-    if (uFlags & BMF_USER_DATA) return "the caller's memory";
-    if (uFlags & BMF_DISK) return "temporary file";
-    return uFlags & BMF_CONVENTIONAL ? "memory" : "none";
-}
-
 }  // namespace
 
-void printInfo(const std::string& path) {
-    const Picture picture = loadPicture(path);
+void printInfo(const std::string& path, const Picture& picture) {
     const BITMAPRECORD& bm = *picture;
     std::printf("%s\n", path.c_str());
     std::printf("  format      %s\n", formatOfFile(path).pName);
@@ -66,8 +57,9 @@ void printInfo(const std::string& path) {
     if (bm.Flags & BMF_PREMULTIPLIED) std::printf("  alpha       colour is multiplied by it\n");
     std::printf("  view        %s\n", viewName(bm.ViewPerspective));
     std::printf("  resolution  %d x %d dots per inch\n", bm.XResolution, bm.YResolution);
-    std::printf("  storage     %s\n", storageName(bm.Flags));
-    std::printf("  bytes       %" PRIu64 ", %u a row\n", bm.Size64, bm.BytesPerLine);
+    std::printf("  storage     %s\n", storageText(bm).c_str());
+    std::printf("  bytes       %" PRIu64 ", %u a row\n", uint64_t(bm.BytesPerLine) * uint32_t(bm.Height),
+                bm.BytesPerLine);
 }
 
 }  // namespace ravo

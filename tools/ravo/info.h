@@ -1,10 +1,13 @@
-// `ravo info`: the record of a picture as loaded.
+// `ravo info`: the record of a picture.
 #pragma once
 
 #include <string>
 
+#include "picture.h"
+
 namespace ravo {
 
-void printInfo(const std::string& path);
+/// path is the file that the picture came from.
+void printInfo(const std::string& path, const Picture& picture);
 
 }  // namespace ravo

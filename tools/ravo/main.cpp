@@ -32,7 +32,7 @@ void printHelp() {
         "ravo: runs a picture through the steps of a chain\n"
         "\n"
         "  ravo FILE STEP... -o OUT\n"
-        "  ravo info FILE            print the record of the picture as loaded\n"
+        "  ravo info FILE [STEP...]  print the record of the picture as loaded, or after the steps\n"
         "  ravo --help\n"
         "\n"
         "Steps, done in the order in which they are given:\n");
@@ -59,9 +59,9 @@ void checkName(const std::string& path) {
 }
 
 // Names of steps and of formats, and missing arguments, are judged before a file is touched.
-std::vector<Call> parseCalls(const std::vector<std::string>& arguments) {
+std::vector<Call> parseCalls(const std::vector<std::string>& arguments, size_t nFirst) {
     std::vector<Call> calls;
-    for (size_t i = 1; i < arguments.size(); ++i) {
+    for (size_t i = nFirst; i < arguments.size(); ++i) {
         const Step* pStep = findStep(arguments[i]);
         if (!pStep) throw Misuse{"there is no step '" + arguments[i] + "'"};
         if (pStep->pArgument && i + 1 == arguments.size())
@@ -69,8 +69,6 @@ std::vector<Call> parseCalls(const std::vector<std::string>& arguments) {
         calls.push_back({pStep, pStep->pArgument ? arguments[++i] : std::string()});
         if (std::strcmp(pStep->pName, "-o") == 0) checkName(calls.back().argument);
     }
-    if (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0)
-        throw Misuse{"a chain ends with -o OUT, or its result is lost"};
     return calls;
 }
 
@@ -82,17 +80,19 @@ int run(const std::vector<std::string>& arguments) {
     }
     std::string where = arguments[0];  // the file that a failure is about
     try {
-        if (arguments[0] == "info") {
-            if (arguments.size() != 2) throw Misuse{"info takes one file"};
-            where = arguments[1];
-            printInfo(arguments[1]);
-            return 0;
-        }
-        if (arguments[0].starts_with("-")) throw Misuse{"the file comes first, then its steps"};
-        const std::vector<Call> calls = parseCalls(arguments);
+        const bool bInfo = arguments[0] == "info";
+        const size_t nFile = bInfo ? 1 : 0;
+        if (nFile == arguments.size() || arguments[nFile].starts_with("-"))
+            throw Misuse{"the file comes first, then its steps"};
+        const std::vector<Call> calls = parseCalls(arguments, nFile + 1);
+        if (!bInfo && (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0))
+            throw Misuse{"a chain ends with -o OUT, or its result is lost"};
+        where = arguments[nFile];
         Chain chain;
-        chain.picture = loadPicture(arguments[0]);
+        chain.picture = loadPicture(where);
         for (const Call& call : calls) runStep(chain, *call.pStep, call.argument);
+        finishSteps(chain);
+        if (bInfo) printInfo(where, chain.picture);
         return 0;
     } catch (const Failure& failure) {
         std::fprintf(stderr, "ravo: %s: %s\n", where.c_str(), failure.what());

@@ -43,6 +43,16 @@ int32_t parseNumber(const std::string& text) {
     return n;
 }
 
+uint32_t parseBytes(const std::string& text) {
+    const char* pEnd = text.data() + text.size();
+    uint32_t nUnit = 1;
+    if (text.ends_with('k') || text.ends_with('m')) nUnit = *--pEnd == 'k' ? 1u << 10 : 1u << 20;
+    uint32_t n = 0;
+    if (!parseWhole(text.data(), pEnd, n) || n == 0 || n > UINT32_MAX / nUnit)
+        throw Failure("'" + text + "' is no number of bytes that fits here: N, Nk or Nm is expected");
+    return n * nUnit;
+}
+
 RECT parseRect(const std::string& text) {
     const size_t nFirst = text.find(','), nSecond = text.find(',', nFirst + 1), nCross = text.find('x', nSecond + 1);
     if (nFirst == std::string::npos || nSecond == std::string::npos || nCross == std::string::npos)

@@ -9,6 +9,7 @@
 #include "parse.h"
 #include "pixel.h"
 #include "progress.h"
+#include "storage.h"
 
 namespace ravo {
 
@@ -161,6 +162,12 @@ void copy(Chain& chain, const std::string&) {
     chain.picture = std::move(result);
 }
 
+void setTileSize(Chain& chain, const std::string& argument) { chain.nTileBytes = parseBytes(argument); }
+
+void store(Chain& chain, const std::string& argument) {
+    moveToStorage(chain.picture, parseStorage(argument), chain.nTileBytes);
+}
+
 void write(Chain& chain, const std::string& argument) { savePicture(chain.picture, argument); }
 
 // ---- the table ---------------------------------------------------------------------------------------------------
@@ -174,6 +181,8 @@ constexpr Step kSteps[] = {
     {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
     {"--invert-view", nullptr, "store the rows in the other order; the picture stays as it is", invertView},
     {"--copy", nullptr, "go on with a copy of the bitmap", copy},
+    {"--tile-size", "BYTES[k|m]", "size of the tiles that --storage tiled makes from here on", setTileSize},
+    {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},
     {"-o", "OUT", "write the picture as it is here; the name tells the format", write},
 };
 
@@ -197,6 +206,10 @@ void runStep(Chain& chain, const Step& step, const std::string& argument) {
         throw Failure(text + ": " + failure.what());
     }
     if (step.bJoins) chain.wanted.steps += (chain.wanted.any() ? " " : "") + text;
+}
+
+void finishSteps(Chain& chain) {
+    if (chain.wanted.any()) convertAsWanted(chain);
 }
 
 }  // namespace ravo

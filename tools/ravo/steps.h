@@ -12,7 +12,8 @@ namespace ravo {
 /// The picture on its way through the steps.
 struct Chain {
     Picture picture{};
-    WantedForm wanted{};  // collected from neighbouring steps, done before the next one that is none of them
+    WantedForm wanted{};      // collected from neighbouring steps, done before the next one that is none of them
+    uint32_t nTileBytes = 0;  // for tiled storage from here on; 0 is the library's choice
 };
 
 struct Step {
@@ -29,5 +30,7 @@ const Step* findStep(const std::string& name) noexcept;
 
 /// Runs a step; before one that doesn't join, or that is wished for already, what was wished for is converted.
 void runStep(Chain& chain, const Step& step, const std::string& argument);
+/// Does what is still wished for at the end of a chain.
+void finishSteps(Chain& chain);
 
 }  // namespace ravo

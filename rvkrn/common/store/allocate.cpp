@@ -6,7 +6,7 @@
 
 #include "internal/bitmap_.h"
 #include "internal/callbacks_.h"
-#include "internal/storage_.h"
+#include "internal/tiles_.h"
 
 namespace rv {
 namespace {
@@ -58,6 +58,10 @@ uint64_t fixLimit(const BITMAPRECORD& bm, uint32_t& uFlags) noexcept {
     return limits.nMemoryLimit;
 }
 
+constexpr uint32_t kTiledFlags = BMF_ALLOCATED | BMF_CONVENTIONAL | BMF_TILED;
+
+bool noDisk(uint32_t uFlags) noexcept { return (uFlags & BMMEM_NO_DISK) || temporaryFilesOff(); }
+
 // The chain. Gives 1 and has set the storage bits, or the status of the class that was asked for.
 int32_t allocateStorage(BITMAPRECORD& bm, uint32_t uFlags) noexcept {
     if (uFlags == BMMEM_USER) {
@@ -82,8 +86,8 @@ int32_t allocateStorage(BITMAPRECORD& bm, uint32_t uFlags) noexcept {
         return 1;
     }
     if (!(uFlags & (BMMEM_DISK | BMMEM_NO_TILED)) &&
-        createTiles(bm, threadThresholds().nTileSize, nMemory, (uFlags & BMMEM_NO_DISK) || temporaryFilesOff()) == 1) {
-        bm.Flags |= BMF_ALLOCATED | BMF_CONVENTIONAL | BMF_TILED;
+        createTiles(bm, threadThresholds().nTileSize, nMemory, noDisk(uFlags)) == 1) {
+        bm.Flags |= kTiledFlags;
         return 1;
     }
     if (!(uFlags & BMMEM_NO_DISK) && createDiskFile(bm) == 1) {
@@ -104,9 +108,11 @@ int32_t askCallback(BITMAPRECORD& bm, uint32_t& uFlags, const RGBQUAD* pPalette)
     return nStatus;
 }
 
-}  // namespace
-
-int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette) noexcept {
+// An allocation around the making of its storage: check(flags) gives 1 for flags to go on with, allocate(flags) gives 1
+// and has set the storage bits; else both give a status.
+template <class Check, class Allocate>
+int32_t allocateWith(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette, Check check,
+                     Allocate allocate) noexcept {
     if (dataSize(bm) == 0) return -11;  // Invalid width or height
     if (g_pfnAllocate) {
         BITMAPALLOCATEINFO info = allocateInfo(bm, uMemoryFlags, pPalette);
@@ -116,7 +122,7 @@ int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* p
     }
     uMemoryFlags = normalise(uMemoryFlags, bm.BitsPerPixel);
     bm.Flags &= ~kStorageFlags;
-    if (!isAccepted(uMemoryFlags)) return -13;
+    if (const int32_t n = check(uMemoryFlags); n != 1) return n;
     if (!allocatePaintTables(bm)) return -1;
 
     int32_t nStatus = askCallback(bm, uMemoryFlags, pPalette);
@@ -124,9 +130,29 @@ int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* p
         bm.Flags |= BMF_ALLOCATED | BMF_USER_DATA;
         return 1;
     }
-    if (nStatus == 1) nStatus = allocateStorage(bm, uMemoryFlags);
+    if (nStatus == 1) nStatus = allocate(uMemoryFlags);
     if (nStatus != 1) freeBlock(bm.pPaintLUT);
     return nStatus;
+}
+
+}  // namespace
+
+int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette) noexcept {
+    return allocateWith(
+        bm, uMemoryFlags, pPalette, [](uint32_t uFlags) { return isAccepted(uFlags) ? 1 : -13; },
+        [&](uint32_t uFlags) { return allocateStorage(bm, uFlags); });
+}
+
+int32_t allocateTiled(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette, uint32_t nRowsPerTile,
+                      TileCounts counts) noexcept {
+    // All that the callbacks can say here is that they want no tiles, or no files.
+    const auto check = [](uint32_t uFlags) { return uFlags & BMMEM_NO_TILED ? -1 : 1; };
+    return allocateWith(bm, uMemoryFlags, pPalette, check, [&](uint32_t uFlags) {
+        int32_t nStatus = check(uFlags);
+        if (nStatus == 1) nStatus = buildTiles(bm, nRowsPerTile, counts, noDisk(uFlags));
+        if (nStatus == 1) bm.Flags |= kTiledFlags;
+        return nStatus;
+    });
 }
 
 }  // namespace rv

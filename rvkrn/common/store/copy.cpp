@@ -7,6 +7,7 @@
 #include "internal/pixels.h"
 #include "internal/progress.h"
 #include "internal/rowaccess.h"
+#include "ravokit/compressed.h"
 #include "ravokit/copy.h"
 
 namespace rv {
@@ -44,6 +45,23 @@ int32_t copyRows(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
         if (!pRow) return reader.status();
         if (!bDirect) pRow = static_cast<const uint8_t*>(std::memcpy(wide.get(), pRow, src.BytesPerLine));
         if (R_PutBitmapRow(&dst, pRow, y, dst.BytesPerLine) != int32_t(dst.BytesPerLine)) return -1;
+        if (const int32_t n = progress.step(); n != 1) return n;
+    }
+    return 1;
+}
+
+// Between two compressed bitmaps the lists move, and no row is expanded. The destination may stop being compressed on
+// the way; the lists are put as rows from there on.
+int32_t copyRunLists(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
+    Buffer<uint16_t> record(uint32_t(src.Width) + uint64_t(3));
+    Buffer<uint8_t> work(dst.BytesPerLine);
+    if (!record || !work) return -1;
+    const int32_t nRows = std::min(src.Height, dst.Height);
+    ProgressStepper progress(nRows, Progress::copy);
+    if (const int32_t n = progress.start(); n != 1) return n;
+    for (int32_t y = 0; y < nRows; ++y) {
+        if (const int32_t n = R_GetBitmapRowCompressed(&src, nullptr, record.get(), y, 1); n != 1) return n;
+        if (const int32_t n = R_PutBitmapRowCompressed(&dst, work.get(), record.get(), y, 1); n < 1) return n;
         if (const int32_t n = progress.step(); n != 1) return n;
     }
     return 1;
@@ -181,7 +199,8 @@ int32_t R_CopyBitmapData(BITMAPRECORD* pDst, BITMAPRECORD* pSrc) noexcept {
     if (!isAllocated(pDst) || !isAllocated(pSrc)) return -2;
     if (pDst == pSrc) return 1;
     if (!isKnownRecordSize(pDst->uStructSize) || !isKnownRecordSize(pSrc->uStructSize)) return -789;
-    return withBothLocked(*pDst, *pSrc, [&] { return copyRows(*pDst, *pSrc); });
+    const bool bLists = pDst->Flags & pSrc->Flags & BMF_COMPRESSED;
+    return withBothLocked(*pDst, *pSrc, [&] { return (bLists ? copyRunLists : copyRows)(*pDst, *pSrc); });
 }
 
 int32_t R_CopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize) noexcept {

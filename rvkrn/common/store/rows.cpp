@@ -11,6 +11,8 @@ namespace {
 
 enum class Direction { get, put };
 
+constexpr uint32_t kClassFlags = BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED;
+
 // Flat memory sees a range of bytes only: what is longer than the row runs on into the next.
 template <Direction direction, class Byte>
 int32_t moveFlat(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int64_t nColumnByte, uint32_t nBytes) noexcept {
@@ -34,7 +36,7 @@ int32_t moveStored(BITMAPRECORD& bm, Byte* pBuffer, int32_t nRow, int32_t nCol, 
             return put(bm, pBuffer, nRow, nWhere, nBytes);
     };
     const uint32_t uFlags = bm.Flags;
-    if (uFlags & (BMF_COMPRESSED | BMF_TILED | BMF_SUPERCOMPRESSED)) {
+    if (uFlags & kClassFlags) {
         if (uFlags & BMF_COMPRESSED) return ask(getRunListBytes, putRunListBytes, nCol);
         if (uFlags & BMF_TILED) return ask(getTileBytes, putTileBytes, columnByte(nCol, bm.BitsPerPixel));
         return ask(getStripBytes, putStripBytes, nCol);
@@ -65,28 +67,69 @@ int32_t moveRow(BITMAPRECORD* pBitmap, Byte* pBuffer, int32_t nRow, int32_t nCol
     return moveStored<direction>(bm, pBuffer, nRow, nCol, nBytes);
 }
 
-// One column of a flat bitmap, a loop per depth.
+// A column of samples on its way: row nRows - 1 - i takes sample i where bReverse, else row i.
+struct Column {
+    const uint8_t* pSamples;
+    int32_t nCol, nRows;
+    bool bReverse;
+    int32_t rowOf(int32_t i) const noexcept { return bReverse ? nRows - 1 - i : i; }
+};
+
+// Samples from i to nEnd into memory; p is the row of the first.
 template <int Bits>
-void putFlatColumn(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nCol, int32_t nRows, bool bReverse) noexcept {
-    const int64_t nStep = bReverse ? -int64_t(bm.BytesPerLine) : int64_t(bm.BytesPerLine);
-    uint8_t* p = bm.pData + (bReverse ? int64_t(bm.BytesPerLine) * (nRows - 1) : 0);
-    for (int32_t i = 0; i < nRows; ++i, p += nStep)
-        Pixel<Bits>::put(p, size_t(nCol), Pixel<Bits>::get(pBuffer, size_t(i)));
+void putSamples(BITMAPRECORD& bm, uint8_t* p, const Column& column, int32_t i, int32_t nEnd) noexcept {
+    const int64_t nStep = column.bReverse ? -int64_t(bm.BytesPerLine) : int64_t(bm.BytesPerLine);
+    for (; i < nEnd; ++i, p += nStep)
+        Pixel<Bits>::put(p, size_t(column.nCol), Pixel<Bits>::get(column.pSamples, size_t(i)));
 }
 
-// One column of any other class: the bytes from the last pixel that starts on a byte up to the sample are read, merged
-// and written.
+// Samples from i to nEnd by row access: the bytes from the last pixel that starts on a byte up to the sample are read,
+// merged and written. bCallbacks: the row callbacks hear of it.
 template <int Bits>
-int32_t putColumnByRows(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nCol, int32_t nRows, bool bReverse) noexcept {
+int32_t putSamplesByRows(BITMAPRECORD& bm, const Column& column, int32_t i, int32_t nEnd, bool bCallbacks) noexcept {
     constexpr int32_t kGroup = Bits < 8 ? 8 : Bits == 12 ? 2 : 1;  // pixels from byte to byte
-    const int32_t nFirst = nCol - nCol % kGroup;
+    const int32_t nCol = column.nCol, nFirst = nCol - nCol % kGroup;
     const auto nBytes = uint32_t(packedBytes(uint64_t(nCol) + 1, Bits) - uint64_t(nFirst) * Bits / 8);
     uint8_t bytes[8];
-    for (int32_t i = 0; i < nRows; ++i) {
-        const int32_t nRow = bReverse ? nRows - 1 - i : i;
-        if (const int32_t n = R_GetBitmapRowCol(&bm, bytes, nRow, nFirst, nBytes); n < 0) return n;
-        Pixel<Bits>::put(bytes, size_t(nCol - nFirst), Pixel<Bits>::get(pBuffer, size_t(i)));
-        if (const int32_t n = R_PutBitmapRowCol(&bm, bytes, nRow, nFirst, nBytes); n < 0) return n;
+    for (; i < nEnd; ++i) {
+        const int32_t nRow = column.rowOf(i);
+        int32_t n = bCallbacks ? R_GetBitmapRowCol(&bm, bytes, nRow, nFirst, nBytes)
+                               : moveStored<Direction::get>(bm, bytes, nRow, nFirst, nBytes);
+        if (n < 0) return n;
+        Pixel<Bits>::put(bytes, size_t(nCol - nFirst), Pixel<Bits>::get(column.pSamples, size_t(i)));
+        n = bCallbacks ? R_PutBitmapRowCol(&bm, bytes, nRow, nFirst, nBytes)
+                       : moveStored<Direction::put>(bm, bytes, nRow, nFirst, nBytes);
+        if (n < 0) return n;
+    }
+    return 1;
+}
+
+// Tile by tile, through the view where there is one.
+template <int Bits>
+int32_t putSamplesByTiles(BITMAPRECORD& bm, const Column& column) noexcept {
+    for (int32_t i = 0; i < column.nRows;) {
+        const int32_t nRow = column.rowOf(i);
+        const TileSpan span = tileSpan(bm, nRow);
+        const int32_t nInTile = nRow - span.nFirstRow;
+        const int32_t nLeft = column.bReverse ? nInTile + 1 : span.nRows - nInTile;
+        if (span.nRows == 0) return -1;
+        const int32_t nEnd = nLeft < column.nRows - i ? i + nLeft : column.nRows;
+        if (span.pView)
+            putSamples<Bits>(bm, span.pView + int64_t(bm.BytesPerLine) * nInTile, column, i, nEnd);
+        else if (const int32_t n = putSamplesByRows<Bits>(bm, column, i, nEnd, false); n < 0)
+            return n;
+        i = nEnd;
+    }
+    return 1;
+}
+
+// Row by row of the open strip: row access to strips has columns of its own.
+template <int Bits>
+int32_t putSamplesByStrips(BITMAPRECORD& bm, const Column& column) noexcept {
+    for (int32_t i = 0; i < column.nRows; ++i) {
+        uint8_t* const p = stripRow(bm, column.rowOf(i), true);
+        if (!p) return -1;
+        putSamples<Bits>(bm, p, column, i, i + 1);
     }
     return 1;
 }
@@ -97,11 +140,15 @@ int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nC
                        bool bReverse) noexcept {
     BITMAPRECORD& bm = *pBitmap;
     traceLockCount("R_PutBitmapCol", bm.nLockCount, bm.nLockCount >= 1, true);
-    // Columns of flat memory don't ask the row callbacks.
-    const bool bFlat = isFlat(bm);
+    const Column column{pBuffer, nCol, nRows, bReverse};
+    const bool bFlat = isFlat(bm), bClass = (bm.Flags & BMF_CONVENTIONAL) && (bm.Flags & kClassFlags);
     return visitDepth(bm.BitsPerPixel, [&](auto bits) {
-        if (!bFlat) return putColumnByRows<bits>(bm, pBuffer, nCol, nRows, bReverse);
-        putFlatColumn<bits>(bm, pBuffer, nCol, nRows, bReverse);
+        // A column doesn't ask the row callbacks, except where the data is in a file or the callbacks have it.
+        if (!bFlat && !bClass) return putSamplesByRows<bits>(bm, column, 0, nRows, true);
+        if (bm.Flags & BMF_COMPRESSED) return putSamplesByRows<bits>(bm, column, 0, nRows, false);
+        if (bm.Flags & BMF_TILED) return putSamplesByTiles<bits>(bm, column);
+        if (bm.Flags & BMF_SUPERCOMPRESSED) return putSamplesByStrips<bits>(bm, column);
+        if (nRows > 0) putSamples<bits>(bm, bm.pData + int64_t(bm.BytesPerLine) * column.rowOf(0), column, 0, nRows);
         return 1;
     });
 }

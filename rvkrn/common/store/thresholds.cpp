@@ -30,13 +30,11 @@ Thresholds threadThresholds() noexcept {
     const uint64_t nReserved = bytesOf(thread.nReservedMemory, kReservedPercent);
     const uint64_t nFree = nReserved <= kAssumedMemory ? kAssumedMemory - nReserved : 0;
     return {std::min(nFree, bytesOf(thread.nMaxConventionalSize, kConventionalPercent)),
-            thread.nTileSize > 0 ? uint64_t(thread.nTileSize) : kDefaultTileSize};
+            thread.nTileSize > 0 ? uint64_t(thread.nTileSize) : kDefaultTileSize, thread.nConventionalTiles,
+            thread.nMaxTileViews};
 }
 
 uint64_t globalConventionalLimit() noexcept { return g_nGlobalLimit; }
-
-// Temporary files are always allowed as long as nothing can switch them off.
-bool temporaryFilesOff() noexcept { return false; }
 
 }  // namespace rv
 

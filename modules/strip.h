@@ -1,0 +1,48 @@
+// What the codec modules share: the check of their arguments, and the form of their data.
+//
+// Data opens with a byte that tells its form. Pixels that the codec would only make longer stand as they are, so that
+// the data is never longer than the pixels and that byte.
+#pragma once
+
+#include <ravokit/codec.h>
+
+#include <cstdlib>
+#include <cstring>
+
+namespace {
+
+enum Form : uint8_t { kPlain, kCoded, kCodedWithPadding };
+
+struct Strip {
+    uint32_t nWidth, nRows, nStride;
+    uint64_t bytes() const { return uint64_t(nStride) * nRows; }
+};
+
+// 1, or the status of the first argument that is not as it should be.
+int32_t openStrip(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixels, uint32_t uPixelBytes, Strip& strip) {
+    if (!pInfo || !pPixels) return -13;
+    if (pInfo->biSize != sizeof *pInfo) return -789;
+    if (pInfo->biWidth <= 0 || pInfo->biHeight == 0 || pInfo->biHeight == INT32_MIN || pInfo->biPlanes != 1) return -13;
+    const uint64_t nStride = (uint64_t(pInfo->biWidth) * pInfo->biBitCount + 31) / 32 * 4;
+    if (nStride > INT32_MAX) return -13;
+    strip = {uint32_t(pInfo->biWidth), uint32_t(std::abs(pInfo->biHeight)), uint32_t(nStride)};
+    return strip.bytes() == uPixelBytes ? 1 : -13;
+}
+
+// The plain form, where the codec's data would be no shorter.
+int32_t savePlain(const uint8_t* pPixels, uint32_t uPixelBytes, uint8_t* pData, uint32_t uDataSize,
+                  uint32_t* puWritten) {
+    if (uDataSize <= uPixelBytes) return -290;  // The buffer size is too small
+    pData[0] = kPlain;
+    std::memcpy(pData + 1, pPixels, uPixelBytes);
+    *puWritten = uPixelBytes + 1;
+    return 1;
+}
+
+int32_t loadPlain(const uint8_t* pData, uint32_t uDataBytes, uint8_t* pPixels, uint32_t uPixelSize) {
+    if (uDataBytes - 1 != uPixelSize) return -1859;  // corrupt
+    std::memcpy(pPixels, pData + 1, uPixelSize);
+    return 1;
+}
+
+}  // namespace
