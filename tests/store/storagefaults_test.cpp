@@ -106,6 +106,8 @@ constexpr Holding kOwned[] = {Holding::conventional, Holding::disk,        Holdi
 
 class StorageFaults : public testing::TestWithParam<Holding> {
     const TemporaryDirectory m_directory;
+    // Holds the codecs, so that no load of them is refused: what they link makes objects that can't do without memory.
+    const Bitmap m_fax{1, 8, 8, Holding::super}, m_photo{8, 8, 8, Holding::super};
 
 protected:
     void TearDown() override { EXPECT_TRUE(m_directory.isEmpty()) << "a file is left behind"; }
