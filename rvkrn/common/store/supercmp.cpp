@@ -177,30 +177,6 @@ uint32_t walkStrips(BITMAPRECORD& bm, int32_t nRow, int32_t nCol, uint32_t nByte
     return nDone;
 }
 
-// Moves the bitmap to another storage class, with what the open strip has, though it can't be saved.
-int32_t leaveStrips(BITMAPRECORD& bm) noexcept {
-    SUPERHEADER& h = headerOf(bm);
-    const bool bKeep = h.bDirty != 0;
-    if (bKeep) {
-        std::memcpy(h.pScratch, h.pStrip, bytesOf(bm, kStripRows));
-        h.nKeptRow = h.nOpenRow;
-        h.bDirty = 0;
-    }
-    h.bLeaving = 1;
-    int32_t nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_CONVENTIONAL, 0, 0, 0, 0, 0, SETMEM_MEMORY);
-    if (nStatus != 1) nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_DISK, 0, 0, 0, 0, 0, SETMEM_MEMORY);
-    if (nStatus == 1) return 1;
-    // Nowhere to go: all is as it was. A strip that only stood in for one that can't be loaded is not to be kept.
-    h.bLeaving = 0;
-    h.nOpenRow = kNoStrip;
-    if (bKeep) {
-        openStrip(bm, h.nKeptRow);
-        h.nKeptRow = kNoStrip;
-        h.bDirty = 1;
-    }
-    return nStatus;
-}
-
 }  // namespace
 
 int32_t createStrips(BITMAPRECORD& bm) noexcept {
@@ -272,6 +248,29 @@ int32_t putStripBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, in
     if (bm.BitsPerPixel != 8) return R_PutBitmapRowCol(&bm, pBuffer, nRow, nCol, nBytes);
     const int64_t nAt = int64_t(bm.BytesPerLine) * nRow + int64_t(nCol) * 3;
     return R_PutBitmapRowCol(&bm, pBuffer, int32_t(nAt / bm.BytesPerLine), int32_t(nAt % bm.BytesPerLine), nBytes);
+}
+
+int32_t leaveStrips(BITMAPRECORD& bm) noexcept {
+    SUPERHEADER& h = headerOf(bm);
+    const bool bKeep = h.bDirty != 0;
+    if (bKeep) {
+        std::memcpy(h.pScratch, h.pStrip, bytesOf(bm, kStripRows));
+        h.nKeptRow = h.nOpenRow;
+        h.bDirty = 0;
+    }
+    h.bLeaving = 1;
+    int32_t nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_CONVENTIONAL, 0, 0, 0, 0, 0, SETMEM_MEMORY);
+    if (nStatus != 1) nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_DISK, 0, 0, 0, 0, 0, SETMEM_MEMORY);
+    if (nStatus == 1) return 1;
+    // Nowhere to go: all is as it was. A strip that only stood in for one that can't be loaded is not to be kept.
+    h.bLeaving = 0;
+    h.nOpenRow = kNoStrip;
+    if (bKeep) {
+        openStrip(bm, h.nKeptRow);
+        h.nKeptRow = kNoStrip;
+        h.bDirty = 1;
+    }
+    return nStatus;
 }
 
 uint64_t stripSize(const BITMAPRECORD& bm) noexcept {
