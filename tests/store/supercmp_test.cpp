@@ -320,14 +320,14 @@ TEST_P(CodecOf, SurvivesCorruptData) {
     ASSERT_LT(n, bytes);
     std::mt19937 random(11);
     int refused = 0;
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 600; ++i) {
         Bytes bad = exact(data, i % 3 ? n : random() % n);  // at its own end, so that reading past it is seen
         for (uint32_t k = 0; i % 3 && k <= random() % 4; ++k) bad[random() % bad.size()] = uint8_t(random());
         Bytes back(bytes + 64, 0xA5);
         refused += load(&strip, bad.data(), uint32_t(bad.size()), back.data(), bytes, format) != 1;
         ASSERT_EQ(Bytes(back.begin() + bytes, back.end()), Bytes(64, 0xA5)) << i;
     }
-    EXPECT_GT(refused, 1000) << "at least what was cut short";
+    EXPECT_GE(refused, 595) << "a byte may become what it was";
     // Data of another strip, which is sound but not of this size.
     const BITMAPINFOHEADER shorter = info(101, 16);
     Bytes back(bytes);
