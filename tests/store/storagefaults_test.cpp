@@ -70,6 +70,8 @@ void walk(const std::string& name, Holding holding, int32_t bits, const Op& op) 
         const int32_t status = op(bm.record);
         ASSERT_GE(status, 1);
         after = resultOf(bm.record, status);
+        // Has the framework make what it makes once, before anything is counted.
+        ASSERT_NO_FATAL_FAILURE(expectOldOrNewRows(before, before, after));
     }
     for (const Kind kind : faults::kKinds)
         for (const bool andAfter : {false, true}) {
