@@ -26,7 +26,7 @@ Layout layoutOf(const Strip& strip, uint32_t nBits) {
     if (nBits == 8)
         return {{strip.nStride, strip.nRows, 8, 1}, charls_interleave_mode::none, charls_color_transformation::none, 0};
     return {{strip.nWidth, strip.nRows, 8, 3},
-            charls_interleave_mode::sample,
+            charls_interleave_mode::line,
             charls_color_transformation::hp1,
             strip.nStride - strip.nWidth * 3};
 }
