@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "internal/palette_.h"
 #include "support/bitmaps.h"
 #include "support/faults.h"
 
@@ -407,6 +408,21 @@ TEST(ColorRes, RefusesWhatCannotBeAskedForAndChangesNothing) {
     ASSERT_EQ(R_ColorResBitmap(&src, &old, BITMAPRECORD_OLD_SIZE, 24, 4, nullptr, nullptr, 0, nullptr, nullptr), 1);
     EXPECT_EQ(old->uStructSize, BITMAPRECORD_OLD_SIZE);
     expectSamePicture(src.record, old.record);
+}
+
+TEST(ColorRes, KeysOfARowAreThoseOfItsPixels) {
+    for (size_t n = 0; n <= 70; ++n)
+        for (const int nBytes : {3, 4}) {
+            const Bytes pixels = randomBytes(n * size_t(nBytes), uint32_t(n));  // nothing may be read behind
+            std::vector<uint16_t> got(n + 16, 0xA5A5), want = got;
+            for (size_t i = 0; i < n; ++i) {
+                const uint8_t* p = &pixels[i * size_t(nBytes)];
+                want[i] = uint16_t(p[2] / 8 * 1024 + p[1] / 8 * 32 + p[0] / 8);
+            }
+            const auto& best = rv::bestColorKeys();
+            (nBytes == 3 ? best.row24 : best.row32)(pixels.data(), got.data(), n);
+            ASSERT_EQ(got, want) << n << " pixels of " << nBytes;
+        }
 }
 
 struct Heard {
