@@ -145,9 +145,10 @@ public:
     int32_t status() const noexcept { return !m_bInPlace || m_work ? 1 : -1; }
 
     int32_t operator()(const uint8_t* pIn, uint8_t* pOut) noexcept {
-        if (m_bInPlace)
-            pIn = static_cast<const uint8_t*>(
-                std::memcpy(m_work.get(), pIn, rowBytes(uint32_t(m_src.Width), uint32_t(m_src.BitsPerPixel))));
+        if (m_bInPlace) {
+            const size_t nBytes = size_t(rowBytes(uint32_t(m_src.Width), uint32_t(m_src.BitsPerPixel)));
+            pIn = static_cast<const uint8_t*>(std::memcpy(m_work.get(), pIn, nBytes));
+        }
         // The dither writes to rows of the wide gamut alone, and these are in the buffer.
         if (m_bDither) return R_DitherLine(&m_src, const_cast<uint8_t*>(pIn), pOut);
         if (!m_bInPlace) return convertRow(m_args, pOut, pIn);
