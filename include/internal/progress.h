@@ -37,4 +37,13 @@ public:
     }
 };
 
+// What an operation that finds nothing to do tells the thread's callback: 0 and 100. Its status, which is 1 without
+// one.
+inline int32_t tellNothingToDo() noexcept {
+    void* pUser = nullptr;
+    const STATUSCALLBACK pfn = R_GetStatusCallBack(&pUser);
+    const int32_t n = pfn ? pfn(0, pUser) : 1;
+    return pfn && n == 1 ? pfn(100, pUser) : n;
+}
+
 }  // namespace rv

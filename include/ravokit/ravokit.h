@@ -23,6 +23,7 @@
 #include "objects.h"
 #include "optpal.h"
 #include "palette.h"
+#include "pixel.h"
 #include "redirect.h"
 #include "rows.h"
 #include "storage.h"
