@@ -144,6 +144,11 @@ TEST(ColorRes, ConvertsEveryDepthToEveryDeepFormat) {
                 for (size_t i = 6; nBits == 16 && nOrder == ORDER_GRAY && f.nBits == 64 && i < want.size(); i += 8)
                     want[i] = want[i + 1] = 0;  // alpha that the converter leaves alone: rows start clear
                 ASSERT_EQ(got, want);
+                if (f.nBits != 32 || f.nOrder != ORDER_GRAY) continue;
+                std::set<uint64_t> samples;
+                for (size_t i = 0; i < got.size() / 4; ++i) samples.insert(pixelAt(got.data(), 32, i));
+                EXPECT_EQ(uint32_t(dst->MinVal), *samples.begin());
+                EXPECT_EQ(uint32_t(dst->MaxVal), *samples.rbegin());
             }
 }
 
