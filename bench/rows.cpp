@@ -17,6 +17,7 @@
 #include <string_view>
 #include <vector>
 
+#include "bench/textpage.h"
 #include "ravokit/ravokit.h"
 
 namespace {
@@ -273,6 +274,21 @@ void dithers(Bitmap& photo) {
     dither(photo, "dither.ordered_24_to_1", DITHER_ORDERED, nullptr, 2);
 }
 
+// A page to run lists and back.
+void runLists() {
+    const std::vector<uint8_t> page = textpage::make();
+    std::vector<uint8_t> back(page.size());
+    std::vector<uint16_t> records(size_t(kPageWidth + 3) * kPageHeight);
+    const auto compress = [&] { R_CompressRows(records.data(), page.data(), kPageWidth, kPageHeight); };
+    const auto expand = [&] { R_ExpandRows(records.data(), back.data(), kPageWidth, kPageHeight); };
+    const auto same = [&] {
+        expand();
+        return back == page;
+    };
+    run("rle.compress_1", 35, 4.375, compress, same);
+    run("rle.expand_1", 35, 4.375, expand, same);
+}
+
 // The best 256 colours for a photo: with the rows mapped to them, and the palette alone.
 void quantize(Bitmap& photo) {
     BITMAPRECORD out{};
@@ -370,6 +386,7 @@ int main(int argc, char** argv) {
     dithers(photo);
     quantize(photo);
     pagesAndGray();
+    runLists();
     colorAndGray(photo);
     rectangles(photo);
     return g_failures ? 1 : 0;

@@ -19,10 +19,14 @@ inline uint8_t* flatRow(const BITMAPRECORD& bm, int32_t nRow) noexcept {
     return isFlat(bm) && !bm.pCallbacks ? bm.pData + int64_t(bm.BytesPerLine) * nRow : nullptr;
 }
 
-// R_GetBitmapRowCol that clears what a short read leaves of the buffer.
+// R_GetBitmapRowCol that clears what a short read leaves of the buffer. A strip that can't be opened is no short read:
+// its pixels may only be out of reach for now.
 inline int32_t readRow(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, uint32_t nBytes, int32_t nCol = 0) noexcept {
     const int32_t n = R_GetBitmapRowCol(&bm, pBuffer, nRow, nCol, nBytes);
-    if (n >= 0 && uint32_t(n) < nBytes) std::memset(pBuffer + n, 0, nBytes - uint32_t(n));
+    if (n >= 0 && uint32_t(n) < nBytes) {
+        if ((bm.Flags & BMF_SUPERCOMPRESSED) && nRow >= 0 && nRow < bm.Height) return -1;
+        std::memset(pBuffer + n, 0, nBytes - uint32_t(n));
+    }
     return n;
 }
 
