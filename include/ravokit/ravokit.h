@@ -4,6 +4,7 @@
 #include "alpha.h"
 #include "bitmap.h"
 #include "codec.h"
+#include "colorspace.h"
 #include "compressed.h"
 #include "convert.h"
 #include "copy.h"
@@ -28,3 +29,4 @@
 #include "text.h"
 #include "threading.h"
 #include "types.h"
+#include "yuv.h"

@@ -28,7 +28,8 @@ typedef struct YUVDESCRIPTOR {
     uint32_t reserved3;
     const uint8_t* pUBuffer;  ///< the first U sample
     uint32_t reserved4;
-    int32_t nURowStep, nUPixelStep;  ///< from one row or column of chroma to the next, which is two rows or columns of Y
+    int32_t nURowStep,
+        nUPixelStep;  ///< from one row or column of chroma to the next, which is two rows or columns of Y
     uint32_t reserved5;
     const uint8_t* pVBuffer;  ///< the first V sample
     uint32_t reserved6;
@@ -38,13 +39,12 @@ typedef struct YUVDESCRIPTOR {
 } YUVDESCRIPTOR;
 RV_RECORD_SIZE(YUVDESCRIPTOR, 80, 96);
 
-/// Sets all pixels of a bitmap of 8, 24 or 32 bits from uSize bytes of samples, which the caller keeps. A bitmap without
-/// storage gets it in memory. 24 and 32 bits take ORDER_BGR, and alpha is 255. 8 bits take Y as it is, without a
-/// change of its range, and a grey palette.
-/// Returns 1, or, before anything changes: -814 null bitmap or data, -789 unknown record size, -27 another depth, -1782
-/// unknown layout, -11 a width or height that the layout doesn't take, -1783 uSize is not what the layout needs, -1 no
-/// memory. Then the status of R_AllocateBitmap or of the lock; a result of R_PutBitmapRow that is not a whole row ends
-/// the work and is returned.
+/// Sets all pixels of a bitmap of 8, 24 or 32 bits from uSize bytes of samples, which the caller keeps. A bitmap
+/// without storage gets it in memory. 24 and 32 bits take ORDER_BGR, and alpha is 255. 8 bits take Y as it is, without
+/// a change of its range, and a grey palette. Returns 1, or, before anything changes: -814 null bitmap or data, -789
+/// unknown record size, -27 another depth, -1782 unknown layout, -11 a width or height that the layout doesn't take,
+/// -1783 uSize is not what the layout needs, -1 no memory. Then the status of R_AllocateBitmap or of the lock; a result
+/// of R_PutBitmapRow that is not a whole row ends the work and is returned.
 RV_API int32_t R_SetBitmapYUVData(BITMAPRECORD* pBitmap, const uint8_t* pYUVData, uint32_t uSize,
                                   int32_t nYUVFormat) RV_NOEXCEPT;
 
@@ -60,8 +60,8 @@ RV_API int32_t R_SetBitmapYUVData(BITMAPRECORD* pBitmap, const uint8_t* pYUVData
 RV_API int32_t R_GetBitmapYUVData(BITMAPRECORD* pBitmap, uint8_t* pYUVData, uint32_t* puSize,
                                   int32_t nYUVFormat) RV_NOEXCEPT;
 
-/// Makes a bitmap of the samples that a descriptor tells of, TOP_LEFT, in memory. The record's old contents are gone, as
-/// with R_InitBitmap. uStructSize is sizeof(BITMAPRECORD). YUV_GENERIC samples are of full range, 0 to 255, and any
+/// Makes a bitmap of the samples that a descriptor tells of, TOP_LEFT, in memory. The record's old contents are gone,
+/// as with R_InitBitmap. uStructSize is sizeof(BITMAPRECORD). YUV_GENERIC samples are of full range, 0 to 255, and any
 /// width and height will do; at 8 bits the chroma is not read, and its pointers may be null.
 /// Returns 1, or, before anything changes: -789 another uStructSize, -814 null bitmap, descriptor or buffer, -27 depth
 /// other than 8, 24 and 32, -794 YUV_GENERIC with nPlanes other than 3, then as R_SetBitmapYUVData: -1782, -11, -1783.

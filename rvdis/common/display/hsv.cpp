@@ -106,13 +106,17 @@ RV_AVX2_INLINE HueAndSaturation divide(__m256i n, __m256i den, __m256i span, __m
         _mm256_div_ps(_mm256_set1_ps(1), _mm256_max_ps(_mm256_mul_ps(fDen, fMost), _mm256_set1_ps(1)));
     const __m256 fHue = _mm256_mul_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(n), fMost), fInverse);
     const __m256 fSpan = _mm256_mul_ps(_mm256_mul_ps(_mm256_cvtepi32_ps(span), fDen), fInverse);
-    return {_mm256_cvttps_epi32(
-                _mm256_add_ps(_mm256_mul_ps(fHue, _mm256_set1_ps(256.0f / 3)), _mm256_set1_ps(0.50015f))),
-            _mm256_cvttps_epi32(_mm256_add_ps(_mm256_mul_ps(fSpan, _mm256_set1_ps(255)), _mm256_set1_ps(0.001f)))};
+    return {
+        _mm256_cvttps_epi32(_mm256_add_ps(_mm256_mul_ps(fHue, _mm256_set1_ps(256.0f / 3)), _mm256_set1_ps(0.50015f))),
+        _mm256_cvttps_epi32(_mm256_add_ps(_mm256_mul_ps(fSpan, _mm256_set1_ps(255)), _mm256_set1_ps(0.001f)))};
 }
 
 struct HsvFromBgr8 {
     static constexpr size_t kPixels = 32, kSrcBytes = 96, kDstBytes = 96;
+    RV_AVX2_INLINE static __m256i words(int k, __m256i v) noexcept {
+        const __m256i zero = _mm256_setzero_si256();
+        return k ? _mm256_unpackhi_epi8(v, zero) : _mm256_unpacklo_epi8(v, zero);
+    }
     RV_AVX2_INLINE void operator()(const uint8_t* src, uint8_t* dst) const noexcept {
         const __m256i zero = _mm256_setzero_si256();
         __m256i c[3];
@@ -128,15 +132,11 @@ struct HsvFromBgr8 {
 
         __m256i hue[2], saturation[2];
         for (int k = 0; k < 2; ++k) {
-            const auto words = [=](__m256i v) RV_AVX2 {
-                return k ? _mm256_unpackhi_epi8(v, zero) : _mm256_unpacklo_epi8(v, zero);
-            };
-            const __m256i p = words(part), den = _mm256_add_epi16(p, words(other));
-            const __m256i n = _mm256_add_epi16(p, _mm256_mullo_epi16(words(thirds), den));
-            const __m256i wSpan = words(span), wMost = words(most);
-            const HueAndSaturation low =
-                divide(_mm256_unpacklo_epi16(n, zero), _mm256_unpacklo_epi16(den, zero),
-                       _mm256_unpacklo_epi16(wSpan, zero), _mm256_unpacklo_epi16(wMost, zero));
+            const __m256i p = words(k, part), den = _mm256_add_epi16(p, words(k, other));
+            const __m256i n = _mm256_add_epi16(p, _mm256_mullo_epi16(words(k, thirds), den));
+            const __m256i wSpan = words(k, span), wMost = words(k, most);
+            const HueAndSaturation low = divide(_mm256_unpacklo_epi16(n, zero), _mm256_unpacklo_epi16(den, zero),
+                                                _mm256_unpacklo_epi16(wSpan, zero), _mm256_unpacklo_epi16(wMost, zero));
             const HueAndSaturation high =
                 divide(_mm256_unpackhi_epi16(n, zero), _mm256_unpackhi_epi16(den, zero),
                        _mm256_unpackhi_epi16(wSpan, zero), _mm256_unpackhi_epi16(wMost, zero));
