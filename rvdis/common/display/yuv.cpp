@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "internal/bgrrows.h"
+#include "internal/bitmap_.h"
 #include "internal/palette_.h"
 #include "internal/yuvrows.h"
 
