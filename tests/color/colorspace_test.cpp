@@ -201,6 +201,15 @@ TEST(ColorSpace, FastHueIsExactForAllColors) {
         }
 }
 
+// What stands between the channels depends on the hue and on their distance alone.
+TEST(ColorSpace, ColorsOfEveryHueAndSpan) {
+    for (uint32_t h = 0; h < 256; ++h)
+        for (uint32_t v = 0; v < 256; ++v) {
+            const Samples c = toBgr("hsv", 255, {h, 255, v});
+            ASSERT_EQ(R_HSVtoRGB(h | 255u << 8 | v << 16), uint32_t(c[2] | c[1] << 8 | c[0] << 16)) << h << " " << v;
+        }
+}
+
 TEST(ColorSpace, SingleColors) {
     EXPECT_EQ(R_RGBtoHSV(0x777777) & 0xFFFFFF, 0x770000u);
     EXPECT_EQ(R_RGBtoHSV(0) & 0xFFFFFF, 0u);
