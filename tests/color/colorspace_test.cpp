@@ -193,7 +193,7 @@ TEST(ColorSpace, FastHueIsExactForAllColors) {
     }
     const Bytes random = test::randomBytes(100 * 3, 3);
     for (size_t n = 0; n <= 100; ++n)
-        for (const size_t nShift : {0, 1, 5, 31}) {
+        for (const size_t nShift : {0u, 1u, 5u, 31u}) {
             Bytes to(n * 3 + nShift + 8, 0xA5), plain = to;
             fast(random.data(), to.data() + nShift, n);
             rv::hsvFromBgr8(random.data(), plain.data() + nShift, n);
