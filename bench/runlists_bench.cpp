@@ -6,43 +6,18 @@
 #include <random>
 #include <vector>
 
+#include "bench/textpage.h"
 #include "internal/runs.h"
 #include "ravokit/ravokit.h"
 
 namespace {
 
-constexpr int32_t kWidth = 5000, kHeight = 7000;  // a sheet at 600 dots per inch
-constexpr uint32_t kStride = (kWidth + 31) / 32 * 4;
-
-void setRun(uint8_t* row, int32_t from, int32_t to) {
-    for (int32_t x = from; x < to && x < kWidth; ++x) row[x / 8] = uint8_t(row[x / 8] | 0x80 >> x % 8);
-}
-
-// Lines of words of letters, each a stem or two that lean, with a bar.
-std::vector<uint8_t> textPage() {
-    std::vector<uint8_t> page(size_t(kStride) * kHeight);
-    std::mt19937 random(5);
-    const auto upTo = [&](uint32_t n) { return int32_t(random() % n); };
-    for (int32_t top = 300; top < kHeight - 360; top += 88)
-        for (int32_t x = 420; x < 4560;) {
-            if (upTo(6) == 0) {
-                x += 26;
-                continue;
-            }
-            const int32_t width = 20 + upTo(18), stem = 5 + upTo(4), slant = upTo(5), bar = upTo(46), second = upTo(2);
-            for (int32_t y = 0; y < 50; ++y) {
-                uint8_t* row = &page[size_t(top + 60 - y) * kStride];
-                const int32_t at = x + slant * y / 12;
-                setRun(row, at, at + (y >= bar && y < bar + 5 ? width : stem));
-                if (second) setRun(row, at + width - stem, at + width);
-            }
-            x += width + 7;
-        }
-    return page;
-}
+using textpage::kHeight;
+using textpage::kStride;
+using textpage::kWidth;
 
 struct Page {
-    std::vector<uint8_t> bits = textPage(), out = bits;
+    std::vector<uint8_t> bits = textpage::make(), out = bits;
     std::vector<uint16_t> records = std::vector<uint16_t>(size_t(kWidth + 3) * kHeight);
     Page() { R_CompressRows(records.data(), bits.data(), kWidth, kHeight); }
 };

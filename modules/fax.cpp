@@ -146,11 +146,12 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
     if (const int32_t n = checkFormat(*pInfo, uFormat); n != 1) return n;
     if (nQuality != 0) return -21;
     if (!pData || !puWritten) return -13;
-    if (!uDataSize) return -290;
 
-    MemoryFile memory(pData + 1, std::min(uDataSize - 1, uPixelBytes - 1));
+    // What is coded is to be shorter than the pixels, its form and its checksum included.
+    const uint32_t nLimit = std::min(uDataSize, uPixelBytes), nBeside = 1 + kChecksumBytes;
+    MemoryFile memory(pData + 1, nLimit > nBeside ? nLimit - nBeside : 0);
     bool bDone = false;
-    if (const auto file = memory.open("wm")) {
+    if (const auto file = nLimit > nBeside ? memory.open("wm") : nullptr) {
         TIFF* p = file.get();
         TIFFSetField(p, TIFFTAG_IMAGEWIDTH, strip.nStride * 8);
         TIFFSetField(p, TIFFTAG_IMAGELENGTH, strip.nRows);
@@ -164,7 +165,8 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
     }
     if (!bDone || !memory.dataBytes()) return savePlain(pPixels, uPixelBytes, pData, uDataSize, puWritten);
     pData[0] = kCoded;
-    *puWritten = uint32_t(memory.dataBytes() + 1);
+    *puWritten = uint32_t(memory.dataBytes() + nBeside);
+    seal(pData, *puWritten - kChecksumBytes);
     return 1;
 }
 
@@ -177,6 +179,7 @@ RV_API int32_t fltLoadBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pData
     if (!uDataBytes || pData[0] > kCoded) return kCorrupted;
     if (pData[0] == kPlain) return loadPlain(pData, uDataBytes, pPixels, uPixelSize);
 
+    if (!unseal(pData, uDataBytes)) return kCorrupted;
     MemoryFile memory(strip, pData + 1, uDataBytes - 1);
     const auto file = memory.open("rm");
     if (!file) return memory.bComplained ? kCorrupted : -1;

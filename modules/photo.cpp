@@ -26,7 +26,7 @@ Layout layoutOf(const Strip& strip, uint32_t nBits) {
     if (nBits == 8)
         return {{strip.nStride, strip.nRows, 8, 1}, charls_interleave_mode::none, charls_color_transformation::none, 0};
     return {{strip.nWidth, strip.nRows, 8, 3},
-            charls_interleave_mode::sample,
+            charls_interleave_mode::line,
             charls_color_transformation::hp1,
             strip.nStride - strip.nWidth * 3};
 }
@@ -104,7 +104,7 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
 
     const Layout layout = layoutOf(strip, pInfo->biBitCount);
     const bool bPadding = hasPadding(strip, layout.nPadding, pPixels);
-    const uint64_t nBeside = 1 + (bPadding ? uint64_t(layout.nPadding) * strip.nRows : 0);
+    const uint64_t nBeside = 1 + (bPadding ? uint64_t(layout.nPadding) * strip.nRows : 0) + kChecksumBytes;
     const uint64_t nRoom = std::min<uint64_t>(uDataSize, uPixelBytes);
     const size_t nCoded = nRoom > nBeside ? encode(layout, pPixels, strip, pData + 1, size_t(nRoom - nBeside)) : 0;
     if (!nCoded) return savePlain(pPixels, uPixelBytes, pData, uDataSize, puWritten);
@@ -114,6 +114,7 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
             strip, layout.nPadding, [=](size_t nInRows, size_t) { return pPixels[nInRows]; },
             [=](size_t, size_t nPacked) -> uint8_t& { return pData[1 + nCoded + nPacked]; });
     *puWritten = uint32_t(nCoded + nBeside);
+    seal(pData, *puWritten - kChecksumBytes);
     return 1;
 }
 
@@ -126,6 +127,7 @@ RV_API int32_t fltLoadBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pData
     if (!uDataBytes || pData[0] > kCodedWithPadding) return kCorrupted;
     if (pData[0] == kPlain) return loadPlain(pData, uDataBytes, pPixels, uPixelSize);
 
+    if (!unseal(pData, uDataBytes)) return kCorrupted;
     const Layout layout = layoutOf(strip, pInfo->biBitCount);
     const bool bPadding = pData[0] == kCodedWithPadding;
     const uint64_t nBeside = 1 + (bPadding ? uint64_t(layout.nPadding) * strip.nRows : 0);

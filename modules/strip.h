@@ -1,10 +1,12 @@
 // What the codec modules share: the check of their arguments, and the form of their data.
 //
 // Data opens with a byte that tells its form. Pixels that the codec would only make longer stand as they are, so that
-// the data is never longer than the pixels and that byte.
+// the data is never longer than the pixels and that byte. Coded data ends with its checksum, because decoders believe the
+// lengths and repetitions that they read, and may work for minutes on a byte that has changed.
 #pragma once
 
 #include <ravokit/codec.h>
+#include <zlib.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -27,6 +29,23 @@ int32_t openStrip(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixels, uint32_
     if (nStride > INT32_MAX) return -13;
     strip = {uint32_t(pInfo->biWidth), uint32_t(std::abs(pInfo->biHeight)), uint32_t(nStride)};
     return strip.bytes() == uPixelBytes ? 1 : -13;
+}
+
+constexpr uint32_t kChecksumBytes = 4;
+
+// Puts the checksum of n bytes behind them.
+void seal(uint8_t* pData, size_t n) {
+    const auto uSum = uint32_t(crc32_z(0, pData, n));
+    std::memcpy(pData + n, &uSum, sizeof uSum);
+}
+
+// Whether coded data is as it was written; n becomes the length without the checksum.
+bool unseal(const uint8_t* pData, uint32_t& n) {
+    uint32_t uSum = 0;
+    if (n <= kChecksumBytes) return false;
+    n -= kChecksumBytes;
+    std::memcpy(&uSum, pData + n, sizeof uSum);
+    return uSum == uint32_t(crc32_z(0, pData, n));
 }
 
 // The plain form, where the codec's data would be no shorter.

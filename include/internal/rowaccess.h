@@ -19,10 +19,14 @@ inline uint8_t* flatRow(const BITMAPRECORD& bm, int32_t nRow) noexcept {
     return isFlat(bm) && !bm.pCallbacks ? bm.pData + int64_t(bm.BytesPerLine) * nRow : nullptr;
 }
 
-// R_GetBitmapRowCol that clears what a short read leaves of the buffer.
+// R_GetBitmapRowCol that clears what a short read leaves of the buffer. A strip that can't be opened is no short read:
+// its pixels may only be out of reach for now.
 inline int32_t readRow(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, uint32_t nBytes, int32_t nCol = 0) noexcept {
     const int32_t n = R_GetBitmapRowCol(&bm, pBuffer, nRow, nCol, nBytes);
-    if (n >= 0 && uint32_t(n) < nBytes) std::memset(pBuffer + n, 0, nBytes - uint32_t(n));
+    if (n >= 0 && uint32_t(n) < nBytes) {
+        if ((bm.Flags & BMF_SUPERCOMPRESSED) && nRow >= 0 && nRow < bm.Height) return -1;
+        std::memset(pBuffer + n, 0, nBytes - uint32_t(n));
+    }
     return n;
 }
 
@@ -45,6 +49,38 @@ public:
         const int32_t n = readRow(m_bm, m_buffer.get(), nRow, m_nBytes);
         if (n < 0) m_nStatus = n;
         return n < 0 ? nullptr : m_buffer.get();
+    }
+};
+
+// Rows for a loop that changes or makes them: the row itself of a flat bitmap, a buffer of its own for other classes.
+class RowEditor {
+    BITMAPRECORD& m_bm;
+    Buffer<uint8_t> m_buffer;
+    int32_t m_nStatus = 1;
+
+    int32_t keep(int32_t n) noexcept {
+        if (n != int32_t(m_bm.BytesPerLine)) m_nStatus = n < 0 ? n : -1;
+        return m_nStatus;
+    }
+
+public:
+    // status() is -1 when there is no memory for the buffer, which starts clear.
+    explicit RowEditor(BITMAPRECORD& bm) noexcept : m_bm(bm) {
+        if (!flatRow(bm, 0) && !m_buffer.allocateCleared(bm.BytesPerLine)) m_nStatus = -1;
+    }
+    int32_t status() const noexcept { return m_nStatus; }
+    // Where the row goes; a buffer holds what was there last.
+    uint8_t* place(int32_t nRow) noexcept { return m_buffer ? m_buffer.get() : flatRow(m_bm, nRow); }
+    // The row as it is stored, or null; status() tells why.
+    uint8_t* read(int32_t nRow) noexcept {
+        if (!m_buffer) return flatRow(m_bm, nRow);
+        const int32_t n = readRow(m_bm, m_buffer.get(), nRow, m_bm.BytesPerLine);
+        if (n < 0) m_nStatus = n;
+        return n < 0 ? nullptr : m_buffer.get();
+    }
+    // Stores the row that was asked for last: 1, or a status.
+    int32_t write(int32_t nRow) noexcept {
+        return m_buffer ? keep(R_PutBitmapRow(&m_bm, m_buffer.get(), nRow, m_bm.BytesPerLine)) : 1;
     }
 };
 

@@ -66,6 +66,10 @@ uint8_t* tileRow(BITMAPRECORD& bm, int32_t nRow) noexcept;
 // The row in the open strip, which is opened if need be and taken as written where bWrite; null on failure.
 uint8_t* stripRow(BITMAPRECORD& bm, int32_t nRow, bool bWrite) noexcept;
 
+// Moves a bitmap whose open strip can't be saved to memory, or to disk, with the pixels of that strip. 1, or the status
+// of the move, and the strips are as they were.
+int32_t leaveStrips(BITMAPRECORD& bm) noexcept;
+
 // ---- size and height. A change of height gives 1, or a status; Height is stored by it.
 
 uint64_t runListSize(const BITMAPRECORD& bm) noexcept;

@@ -141,7 +141,7 @@ typedef struct KRNDISPATCH {
                                          int32_t bCall);
     int32_t (*pfnGlobalFree)(void* p);
     void (*pfnLocalFree)(void* p);
-    void (*pfnReservedNoOp)(void);
+    void (*pfnReservedNoOp)(void);  ///< constructs an RVThreadPool, which does nothing
     uintptr_t (*pfnTlsGetValue)(uint32_t uIndex);
     int32_t (*pfnTlsSetValue)(uint32_t uIndex, uintptr_t uValue);
     int32_t (*pfnTlsFree)(uint32_t uIndex);

@@ -20,8 +20,8 @@ RV_API int32_t R_GetFriendlyErrorMessage(int32_t nStatus, char16_t* pBuffer, int
 
 /// Tells which library a status misses: its class and its id are nLibId and nFormat of R_GetLibName, so class 0 is the
 /// file filter of the format that the id tells. They are 0 and -1, which name no library, for any status that isn't
-/// "The %s library is missing.", and for those of that text whose modules this library doesn't know: it knows -807 and
-/// -818 to -824. Returns 1, or -13 for a null pointer.
+/// "The %s library is missing.", and for those of that text whose modules this library doesn't know: it knows -356,
+/// -357, -807 and -818 to -824. Returns 1, or -13 for a null pointer.
 RV_API int32_t R_GetLibIdFromErrorCode(int32_t nStatus, int32_t* pnClass, int32_t* pnLibId) RV_NOEXCEPT;
 
 RV_C_END

@@ -192,9 +192,9 @@ void Pool::finish(bool bForGood) noexcept {
         sysCloseHandle(pThread);
         lock.lock();
     }
-    const Worker self = pSelf ? *pSelf : Worker{};
+    const Worker own = pSelf ? *pSelf : Worker{};
     std::fill_n(m_workers, m_nWorkers, Worker{});
-    if (pSelf) m_workers[0] = self;
+    if (pSelf) m_workers[0] = own;
     m_nWorkers = pSelf ? 1 : 0;
     m_bFinishing = false;
     m_finished.notify_all();

@@ -83,7 +83,7 @@ TEST(Messages, MissingLibrariesHaveSelectorsAndPackages) {
         const char16_t* pPackage;
     };
     for (const Case& c : {Case{-824, 0, 83, u"Ravokit Codecs"}, Case{-819, 0, 72, u"Ravokit Codecs"},
-                          Case{-818, 7, 80, u"Ravokit Codecs"}, Case{-807, 24, -1, u"Ravokit Tools"},
+                          Case{-818, 7, 80, u"Ravokit Codecs"}, Case{-807, 24, -1, u"Ravokit Dialogs"},
                           Case{-825, 0, -1, u"UnknownPackage"}, Case{-1875, 0, -1, u"UnknownPackage"},
                           Case{-900, 0, -1, u"as before"}, Case{1, 0, -1, u"as before"}}) {
         int32_t nClass = 7, nId = 7;

@@ -19,6 +19,13 @@ execute_process(COMMAND ${CMAKE_COMMAND} -S ${OUTSIDE_DIR} -B ${build} -D CMAKE_
   -D CMAKE_C_COMPILER=${C_COMPILER} -D CMAKE_C_FLAGS=${C_FLAGS} COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${CMAKE_COMMAND} --build ${build} COMMAND_ERROR_IS_FATAL ANY)
 execute_process(COMMAND ${build}/outside COMMAND_ERROR_IS_FATAL ANY)
+# What was installed of the codec modules is found beside the library.
+if(EXISTS ${prefix}/${LIBDIR}/libRavokit.Codecs.Fax.so)
+  execute_process(COMMAND ${build}/outside 1 COMMAND_ERROR_IS_FATAL ANY)
+endif()
+if(EXISTS ${prefix}/${LIBDIR}/libRavokit.Codecs.Photo.so)
+  execute_process(COMMAND ${build}/outside 24 COMMAND_ERROR_IS_FATAL ANY)
+endif()
 file(STRINGS ${build}/CMakeCache.txt found REGEX "^ravokit_DIR:")
 if(NOT found MATCHES "=${prefix}/")
   message(FATAL_ERROR "another installation was found: ${found}")

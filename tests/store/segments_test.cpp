@@ -18,11 +18,12 @@ uint64_t alphaMask(int32_t bits, int32_t order) {
 }
 
 TEST(Segments, EveryDepthAndHoldingEqualsPixelByPixel) {
-    for (const Holding holding : kHoldings)
-        for (const int32_t bits : kDepths)
+    for (const int32_t bits : kDepths)
+        for (const Holding holding : holdingsOf(bits))
             for (const int32_t order : {defaultOrder(bits), int32_t(bits == 16 ? ORDER_GRAY : defaultOrder(bits))})
                 for (const bool keep : {false, true}) {
                     Bitmap bm(bits, kWidth, 3, holding, order);
+                    ASSERT_EQ(bm.nStatus, 1) << nameOf(holding) << " " << bits;
                     Bytes want = fillRandom(bm.record, 3);
                     const Bytes row = randomBytes(bm->BytesPerLine, 4);
                     rv::visitDepth(bits, [&](auto depth) {

@@ -144,22 +144,28 @@ TEST_P(StripsOf, FollowChangesOfHeight) {
     strips.expectModel();
 }
 
-TEST_P(StripsOf, SaveOnceAndOnlyWhatWasWritten) {
-    if (!fake) GTEST_SKIP() << "only the tests' own codec counts";
+class FakeStripsOf : public testing::TestWithParam<int32_t> {
+protected:
+    const int32_t bits = GetParam();
+    FakeCodec fake{bits};
+};
+INSTANTIATE_TEST_SUITE_P(Depths, FakeStripsOf, testing::ValuesIn(kStripDepths),
+                         [](const auto& p) { return std::to_string(p.param); });
+
+TEST_P(FakeStripsOf, SaveOnceAndOnlyWhatWasWritten) {
     Strips strips(bits, 50, 100);
     strips.fill(2);
-    fake->set(FakeCodec::well);
-    EXPECT_EQ(fake->saves, 3) << "the fourth strip is open";
-    EXPECT_EQ(fake->loads, 0) << "a strip that was never saved is clear";
+    fake.set(FakeCodec::well);
+    EXPECT_EQ(fake.saves, 3) << "the fourth strip is open";
+    EXPECT_EQ(fake.loads, 0) << "a strip that was never saved is clear";
     strips.expectModel();
     strips.expectModel();
-    fake->set(FakeCodec::well);
-    EXPECT_EQ(fake->saves, 1);
-    EXPECT_EQ(fake->loads, 8);
+    fake.set(FakeCodec::well);
+    EXPECT_EQ(fake.saves, 1);
+    EXPECT_EQ(fake.loads, 8);
 }
 
-TEST_P(StripsOf, LeaveTheClassButNotThePixelsWhenASaveFails) {
-    if (!fake) GTEST_SKIP() << "only the tests' own codec fails";
+TEST_P(FakeStripsOf, LeaveTheClassButNotThePixelsWhenASaveFails) {
     const auto refuseMemory = [](BITMAPALLOCATEINFO* p, void* pUser) -> int32_t {
         return p->uMemoryFlags == BMMEM_CONVENTIONAL || pUser ? -1 : 1;
     };
@@ -170,7 +176,7 @@ TEST_P(StripsOf, LeaveTheClassButNotThePixelsWhenASaveFails) {
             ASSERT_EQ(strips.status, 1);
             strips.fill(3);
             const uint64_t size = strips.bm.Size64;
-            fake->set(mode);
+            fake.set(mode);
             if (target != BMMEM_CONVENTIONAL)
                 R_SetAllocateBitmapCallback(refuseMemory, target ? nullptr : &strips, nullptr, nullptr);
             const Bytes before = strips.model, row = strips.someRow(77);
@@ -188,23 +194,22 @@ TEST_P(StripsOf, LeaveTheClassButNotThePixelsWhenASaveFails) {
                 EXPECT_EQ(R_GetBitmapRow(&strips.bm, got.data(), 99, uint32_t(got.size())), int32_t(got.size()));
                 EXPECT_EQ(strips.bm.Size64, size);
             }
-            fake->set(FakeCodec::well);
+            fake.set(FakeCodec::well);
             strips.expectModel();
         }
 }
 
-TEST_P(StripsOf, ReadShortWhatCannotBeOpened) {
-    if (!fake) GTEST_SKIP() << "only the tests' own codec fails";
+TEST_P(FakeStripsOf, ReadShortWhatCannotBeOpened) {
     for (const auto mode : {FakeCodec::refuseLoad, FakeCodec::loadOddly}) {
         Strips strips(bits, 50, 100);
         strips.fill(4);
-        fake->set(mode);
+        fake.set(mode);
         const uint32_t line = strips.bm.BytesPerLine;
         Bytes got(10 * line);
         EXPECT_EQ(R_GetBitmapRow(&strips.bm, got.data(), 90, uint32_t(got.size())), 0);
         strips.put(99, strips.someRow(5));  // the open strip was saved: it can't come back, so the bitmap moves
         EXPECT_EQ(memoryOf(strips.bm), uint32_t(BMMEM_CONVENTIONAL));
-        fake->set(FakeCodec::well);
+        fake.set(FakeCodec::well);
         Bytes last(line);
         R_GetBitmapRow(&strips.bm, last.data(), 99, line);
         EXPECT_EQ(last, strips.someRow(5));
@@ -279,11 +284,12 @@ TEST_P(CodecOf, TakesNoMoreRoomThanItIsGivenAndRefusesWhatItCannotDo) {
         uint32_t n = 0;
         ASSERT_EQ(save(&strip, pixels.data(), bytes, data.data(), bytes + 1, &n, format, quality), 1);
         EXPECT_TRUE(noise ? n == bytes + 1 : n < bytes / 3) << n;
-        for (const uint32_t room : {n, n - 1, n / 2, 1u, 0u}) {
+        for (const uint32_t room : {n + 16, n, n - 1, n / 2, 1u, 0u}) {  // a codec may want some room to turn in
             Bytes small(room + 8, 0xA5);
             uint32_t written = 0;
             const int32_t status = save(&strip, pixels.data(), bytes, small.data(), room, &written, format, quality);
-            ASSERT_EQ(status, room == n ? 1 : -290) << room << " of " << n;
+            ASSERT_TRUE(status == (room < n ? -290 : 1) || (room == n && status == -290)) << room << " of " << n;
+            ASSERT_LE(written, room);
             ASSERT_EQ(Bytes(small.begin() + room, small.end()), Bytes(8, 0xA5)) << room << " of " << n;
         }
         Bytes back(bytes);
@@ -314,14 +320,14 @@ TEST_P(CodecOf, SurvivesCorruptData) {
     ASSERT_LT(n, bytes);
     std::mt19937 random(11);
     int refused = 0;
-    for (int i = 0; i < 3000; ++i) {
+    for (int i = 0; i < 600; ++i) {
         Bytes bad = exact(data, i % 3 ? n : random() % n);  // at its own end, so that reading past it is seen
         for (uint32_t k = 0; i % 3 && k <= random() % 4; ++k) bad[random() % bad.size()] = uint8_t(random());
         Bytes back(bytes + 64, 0xA5);
         refused += load(&strip, bad.data(), uint32_t(bad.size()), back.data(), bytes, format) != 1;
         ASSERT_EQ(Bytes(back.begin() + bytes, back.end()), Bytes(64, 0xA5)) << i;
     }
-    EXPECT_GT(refused, 1000) << "at least what was cut short";
+    EXPECT_GE(refused, 595) << "a byte may become what it was";
     // Data of another strip, which is sound but not of this size.
     const BITMAPINFOHEADER shorter = info(101, 16);
     Bytes back(bytes);

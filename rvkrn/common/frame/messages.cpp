@@ -44,7 +44,7 @@ constexpr struct {
 } kPackages[] = {
     {0, 0, 115, u"Ravokit Codecs"},
     {7, 80, 80, u"Ravokit Codecs"},
-    {24, -1, -1, u"Ravokit Tools"},
+    {24, -1, -1, u"Ravokit Dialogs"},
 };
 
 Library missingLibrary(int32_t nStatus) noexcept {

@@ -124,15 +124,18 @@ Crop intersect(const BITMAPRECORD& src, int32_t nCol, int32_t nRow, int32_t nWid
             int32_t(std::max<int64_t>(nBottom - nTop, 0))};
 }
 
-// Pixels from one byte boundary to the next that all depths share with a column.
-constexpr int32_t kAlignedColumns = 8;
+// The last column up to nCol that starts on a byte, at all depths. Strips count columns in a way of their own, so there
+// it is the first one.
+int32_t alignedColumn(const BITMAPRECORD& bm, int32_t nCol) noexcept {
+    return bm.Flags & BMF_SUPERCOMPRESSED ? 0 : nCol / 8 * 8;
+}
 
 int32_t cropRows(BITMAPRECORD& dst, BITMAPRECORD& src, const Crop& crop) noexcept {
     if (crop.isEmpty()) return 1;
     const auto nBits = uint32_t(src.BitsPerPixel);
     // Columns that start on a byte, on either side, and the phase of the rectangle from there.
-    const int32_t nSrcFirst = crop.nSrcCol / kAlignedColumns * kAlignedColumns, nSrcPhase = crop.nSrcCol - nSrcFirst;
-    const int32_t nDstFirst = crop.nDstCol / kAlignedColumns * kAlignedColumns, nDstPhase = crop.nDstCol - nDstFirst;
+    const int32_t nSrcFirst = alignedColumn(src, crop.nSrcCol), nSrcPhase = crop.nSrcCol - nSrcFirst;
+    const int32_t nDstFirst = alignedColumn(dst, crop.nDstCol), nDstPhase = crop.nDstCol - nDstFirst;
     const auto nSrcBytes = uint32_t(packedBytes(uint64_t(nSrcPhase) + uint32_t(crop.nWidth), nBits));
     const auto nDstBytes = uint32_t(packedBytes(uint64_t(nDstPhase) + uint32_t(crop.nWidth), nBits));
     const bool bFlat = flatRow(src, 0) && flatRow(dst, 0);

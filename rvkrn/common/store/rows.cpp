@@ -128,7 +128,10 @@ template <int Bits>
 int32_t putSamplesByStrips(BITMAPRECORD& bm, const Column& column) noexcept {
     for (int32_t i = 0; i < column.nRows; ++i) {
         uint8_t* const p = stripRow(bm, column.rowOf(i), true);
-        if (!p) return -1;
+        if (!p) {
+            const int32_t n = leaveStrips(bm);
+            return n == 1 ? R_PutBitmapCol(&bm, column.pSamples, column.nCol, column.nRows, column.bReverse) : n;
+        }
         putSamples<Bits>(bm, p, column, i, i + 1);
     }
     return 1;

@@ -84,6 +84,8 @@ int32_t putSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, const S
     if (!bm.pCallbacks) {
         if (nRow < 0 || nRow >= bm.Height) return -13;
         if (bm.Flags & BMF_COMPRESSED) return putRunListSegments(bm, pRow, nRow, segments);
+        if ((bm.Flags & BMF_SUPERCOMPRESSED) && !stripRow(bm, nRow, true))
+            if (const int32_t n = leaveStrips(bm); n != 1) return n;
         if (uint8_t* pTo = rowInMemory(bm, nRow)) {
             merge(bm, pTo, pRow, segments, bKeepAlpha);
             return 1;

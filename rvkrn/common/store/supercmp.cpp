@@ -2,8 +2,8 @@
 //
 // A strip that was never saved is clear. The open one stands in the strip buffer, whose rows past the strip's own are
 // always clear, so that a strip that grows has clear rows. Opening another saves it first if it was written to. When
-// that fails, a read gives up; a write moves the bitmap to another storage class, for which the strip that couldn't be
-// saved waits in the scratch buffer.
+// that fails, a read gives up; a write moves the bitmap to another storage class. For that the strip that couldn't be
+// saved waits in the scratch buffer, and a strip that can't be loaded is clear.
 #include <algorithm>
 #include <cstring>
 
@@ -43,7 +43,8 @@ struct SUPERHEADER {
     uint32_t nScratchSize;
     uint32_t nCodec, nFormat;
     int32_t nQuality;
-    int32_t nKeptRow;  // first row of the strip that the scratch buffer keeps as it is, or kNoStrip
+    int32_t nKeptRow;   // first row of the strip that the scratch buffer keeps as it is, or kNoStrip
+    uint32_t bLeaving;  // the bitmap is on its way to another class
 
     STRIP& strip(int32_t i) noexcept { return reinterpret_cast<STRIP*>(this + 1)[i]; }
     STRIP& stripOf(int32_t nRow) noexcept { return strip(nRow / kStripRows); }
@@ -133,7 +134,8 @@ bool openStrip(BITMAPRECORD& bm, int32_t nFirstRow) noexcept {
     } else if (strip.hMapping &&
                !decodeStrip(h.nCodec, infoOf(h, strip.nStoredRows), strip.pView, strip.nCompressedSize, h.pStrip,
                             uint32_t(bytesOf(bm, strip.nStoredRows)))) {
-        return false;
+        if (!h.bLeaving) return false;
+        nValid = 0;
     }
     clearRows(bm, nValid);
     h.nOpenRow = nFirstRow;
@@ -173,25 +175,6 @@ uint32_t walkStrips(BITMAPRECORD& bm, int32_t nRow, int32_t nCol, uint32_t nByte
         nAt += nPiece;
     }
     return nDone;
-}
-
-// Moves the bitmap to another storage class, with what the open strip has, though it can't be saved.
-int32_t leaveStrips(BITMAPRECORD& bm) noexcept {
-    SUPERHEADER& h = headerOf(bm);
-    const bool bKeep = h.bDirty != 0;
-    if (bKeep) {
-        std::memcpy(h.pScratch, h.pStrip, bytesOf(bm, kStripRows));
-        h.nKeptRow = h.nOpenRow;
-        h.bDirty = 0;
-    }
-    int32_t nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_CONVENTIONAL, 0, 0, 0, 0, 0, SETMEM_MEMORY);
-    if (nStatus != 1) nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_DISK, 0, 0, 0, 0, 0, SETMEM_MEMORY);
-    if (nStatus != 1 && bKeep) {
-        openStrip(bm, h.nKeptRow);
-        h.nKeptRow = kNoStrip;
-        h.bDirty = 1;
-    }
-    return nStatus;
 }
 
 }  // namespace
@@ -260,8 +243,34 @@ int32_t putStripBytes(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow, in
             h.bDirty = 1;
         });
     if (!bFailed) return int32_t(nDone);
+    // The same bytes are another column at 8 bits, where the other classes count by pixels.
     if (const int32_t n = leaveStrips(bm); n != 1) return n;
-    return R_PutBitmapRowCol(&bm, pBuffer, nRow, nCol, nBytes);
+    if (bm.BitsPerPixel != 8) return R_PutBitmapRowCol(&bm, pBuffer, nRow, nCol, nBytes);
+    const int64_t nAt = int64_t(bm.BytesPerLine) * nRow + int64_t(nCol) * 3;
+    return R_PutBitmapRowCol(&bm, pBuffer, int32_t(nAt / bm.BytesPerLine), int32_t(nAt % bm.BytesPerLine), nBytes);
+}
+
+int32_t leaveStrips(BITMAPRECORD& bm) noexcept {
+    SUPERHEADER& h = headerOf(bm);
+    const bool bKeep = h.bDirty != 0;
+    if (bKeep) {
+        std::memcpy(h.pScratch, h.pStrip, bytesOf(bm, kStripRows));
+        h.nKeptRow = h.nOpenRow;
+        h.bDirty = 0;
+    }
+    h.bLeaving = 1;
+    int32_t nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_CONVENTIONAL, 0, 0, 0, 0, 0, SETMEM_MEMORY);
+    if (nStatus != 1) nStatus = R_SetBitmapMemoryInfo(&bm, BMMEM_DISK, 0, 0, 0, 0, 0, SETMEM_MEMORY);
+    if (nStatus == 1) return 1;
+    // Nowhere to go: all is as it was. A strip that only stood in for one that can't be loaded is not to be kept.
+    h.bLeaving = 0;
+    h.nOpenRow = kNoStrip;
+    if (bKeep) {
+        openStrip(bm, h.nKeptRow);
+        h.nKeptRow = kNoStrip;
+        h.bDirty = 1;
+    }
+    return nStatus;
 }
 
 uint64_t stripSize(const BITMAPRECORD& bm) noexcept {

@@ -1,10 +1,20 @@
-// Draws a diagonal into a one-bit bitmap and reads it back.
+// Draws a diagonal into a one-bit bitmap and reads it back. With an argument, such as "24", makes a bitmap of that
+// depth in compressed strips, which shows that the codec modules are found.
 #include <ravokit/ravokit.h>
 #include <stdio.h>
+#include <stdlib.h>
 
-int main(void) {
+int main(int argc, char** argv) {
     BITMAPRECORD bitmap;
     int nWrong = 0;
+    if (argc > 1) {
+        const int nBits = atoi(argv[1]);
+        const int nStatus = R_CreateBitmap(&bitmap, sizeof bitmap, BMMEM_SUPERCOMPRESSED, 8, 8, nBits,
+                                           nBits == 24 ? ORDER_BGR : ORDER_RGB, NULL, TOP_LEFT, NULL, 0);
+        R_FreeBitmap(&bitmap);
+        printf("strips of %d bits: %d\n", nBits, nStatus);
+        return nStatus != 1;
+    }
     if (R_CreateBitmap(&bitmap, sizeof bitmap, BMMEM_CONVENTIONAL, 8, 8, 1, ORDER_RGB, NULL, TOP_LEFT, NULL, 0) != 1)
         return 1;
     R_AccessBitmap(&bitmap);
