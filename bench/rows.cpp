@@ -289,6 +289,34 @@ void runLists() {
     run("rle.expand_1", 35, 4.375, expand, same);
 }
 
+// The best 256 colours for a photo: with the rows mapped to them, and the palette alone.
+void quantize(Bitmap& photo) {
+    BITMAPRECORD out{};
+    const auto near = [&](int32_t x, int32_t y) {
+        const RGBQUAD& q = out.pPalette[out.pData[size_t(y) * out.BytesPerLine + size_t(x)]];
+        const uint8_t* p = photo.row(y) + x * 3;
+        return std::abs(q.rgbBlue - p[0]) + std::abs(q.rgbGreen - p[1]) + std::abs(q.rgbRed - p[2]) < 64;
+    };
+    run(
+        "quantize.palette256_24", 12, 48,
+        [&] {
+            R_FreeBitmap(&out);
+            R_ColorResBitmap(&photo, &out, sizeof out, 8, CRF_OPTIMIZEDPALETTE, nullptr, nullptr, 0, nullptr, nullptr);
+        },
+        [&] { return out.pData && sampled(kWidth, kHeight, near); });
+    R_FreeBitmap(&out);
+    RGBQUAD palette[256];
+    uint32_t colors = 0;
+    int32_t cut = 0;
+    run(
+        "quantize.palette256_24_only", 12, 36,
+        [&] {
+            colors = 256;
+            R_CreateBitmapOptPal(&photo, palette, &colors, 256, nullptr, 0, nullptr, &cut, 0);
+        },
+        [&] { return colors == 256 && cut == 1; });
+}
+
 void rectangles(Bitmap& photo) {
     Bitmap canvas(24, kWidth, kHeight, ORDER_BGR);
     // A bitmap of the caller's data over a part of the canvas.
@@ -316,6 +344,35 @@ void rectangles(Bitmap& photo) {
         });
 }
 
+// Whole pictures: a record of the caller's data takes the photo's place, so that every run starts from colour.
+void colorAndGray(Bitmap& photo) {
+    BITMAPRECORD gray{};
+    run(
+        "gray.bitmap_24", 12, 48,
+        [&] {
+            R_FreeBitmap(&gray);
+            R_CreateBitmap(&gray, sizeof gray, BMMEM_USER, kWidth, kHeight, 24, ORDER_BGR, nullptr, TOP_LEFT,
+                           photo.pData, photo.Size);
+            R_GrayScaleBitmap(&gray, 8);
+        },
+        [&] {
+            return gray.BitsPerPixel == 8 && sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                       return gray.pData[size_t(y) * gray.BytesPerLine + size_t(x)] == grayOf(photo.row(y) + x * 3);
+                   });
+        });
+    R_FreeBitmap(&gray);
+    uint32_t nColors = 0;
+    run(
+        "colorcount.24", 12, 36, [&] { R_GetBitmapColorCountExt(&photo, &nColors, nullptr); },
+        [&] {
+            std::vector<bool> seen(1 << 24);
+            for (int32_t y = 0; y < kHeight; ++y)
+                for (const uint8_t* p = photo.row(y); p < photo.row(y) + kWidth * 3; p += 3)
+                    seen[p[0] | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16] = true;
+            return nColors == uint32_t(std::count(seen.begin(), seen.end(), true));
+        });
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -327,8 +384,10 @@ int main(int argc, char** argv) {
     paintPhoto(photo);
     conversions(photo);
     dithers(photo);
+    quantize(photo);
     pagesAndGray();
     runLists();
+    colorAndGray(photo);
     rectangles(photo);
     return g_failures ? 1 : 0;
 }

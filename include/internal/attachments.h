@@ -17,6 +17,8 @@ struct Attachments {
     // Words that a row's segments can need, and the segments of a row: pairs (start, end), end exclusive.
     uint32_t (*clipSegmentsMax)(const BITMAPRECORD& bm) noexcept;
     int32_t (*clipSegments)(const BITMAPRECORD& bm, int32_t nRow, uint32_t* pWords, uint32_t* pnWords) noexcept;
+    // Whether a pixel in storage coordinates is in the region.
+    bool (*isInRegion)(const BITMAPRECORD& bm, int32_t nRow, int32_t nCol) noexcept;
     // Closes a handle of kind 4.
     void (*closeRegionHandle)(MEMHANDLE& h) noexcept;
 

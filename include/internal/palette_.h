@@ -25,6 +25,14 @@ constexpr uint32_t colorKey(uint32_t uPixel) noexcept {
 }
 constexpr uint32_t kColorKeys = 32768;
 
+// The keys of a row of n pixels of three or four bytes. Nothing past the pixels is read.
+struct ColorKeyRows {
+    using Row = void (*)(const uint8_t* pPixels, uint16_t* pKeys, size_t n) noexcept;
+    Row row24, row32;
+};
+extern const ColorKeyRows kPlainColorKeys;
+const ColorKeyRows& bestColorKeys() noexcept;
+
 // A cleared table as bitmaps own them. It always has room for 256 entries, so that a pixel past nColors reads black
 // instead of foreign memory. Null when memory is short.
 RGBQUAD* newTable() noexcept;

@@ -10,8 +10,8 @@ enum class Progress { operation, copy };
 
 // 0 at the start, then a step per row. Each call returns the callback's status: 1 goes on, all else ends the loop.
 class ProgressStepper {
+    void* m_pUser = nullptr;  // before the call that sets it
     STATUSCALLBACK m_pfn;
-    void* m_pUser = nullptr;
     int32_t m_nRows, m_nStep, m_nRest, m_nPercent = 0, m_nAcc = 0;
 
 public:
@@ -36,5 +36,14 @@ public:
         return m_pfn(m_nPercent, m_pUser);
     }
 };
+
+// What an operation that finds nothing to do tells the thread's callback: 0 and 100. Its status, which is 1 without
+// one.
+inline int32_t tellNothingToDo() noexcept {
+    void* pUser = nullptr;
+    const STATUSCALLBACK pfn = R_GetStatusCallBack(&pUser);
+    const int32_t n = pfn ? pfn(0, pUser) : 1;
+    return pfn && n == 1 ? pfn(100, pUser) : n;
+}
 
 }  // namespace rv

@@ -52,6 +52,38 @@ public:
     }
 };
 
+// Rows for a loop that changes or makes them: the row itself of a flat bitmap, a buffer of its own for other classes.
+class RowEditor {
+    BITMAPRECORD& m_bm;
+    Buffer<uint8_t> m_buffer;
+    int32_t m_nStatus = 1;
+
+    int32_t keep(int32_t n) noexcept {
+        if (n != int32_t(m_bm.BytesPerLine)) m_nStatus = n < 0 ? n : -1;
+        return m_nStatus;
+    }
+
+public:
+    // status() is -1 when there is no memory for the buffer, which starts clear.
+    explicit RowEditor(BITMAPRECORD& bm) noexcept : m_bm(bm) {
+        if (!flatRow(bm, 0) && !m_buffer.allocateCleared(bm.BytesPerLine)) m_nStatus = -1;
+    }
+    int32_t status() const noexcept { return m_nStatus; }
+    // Where the row goes; a buffer holds what was there last.
+    uint8_t* place(int32_t nRow) noexcept { return m_buffer ? m_buffer.get() : flatRow(m_bm, nRow); }
+    // The row as it is stored, or null; status() tells why.
+    uint8_t* read(int32_t nRow) noexcept {
+        if (!m_buffer) return flatRow(m_bm, nRow);
+        const int32_t n = readRow(m_bm, m_buffer.get(), nRow, m_bm.BytesPerLine);
+        if (n < 0) m_nStatus = n;
+        return n < 0 ? nullptr : m_buffer.get();
+    }
+    // Stores the row that was asked for last: 1, or a status.
+    int32_t write(int32_t nRow) noexcept {
+        return m_buffer ? keep(R_PutBitmapRow(&m_bm, m_buffer.get(), nRow, m_bm.BytesPerLine)) : 1;
+    }
+};
+
 // Writes one column of nRows samples from a packed buffer; bReverse walks the rows from the last to the first. Samples
 // below a byte keep their neighbours' bits. 1, or the status of a row call.
 int32_t R_PutBitmapCol(BITMAPRECORD* pBitmap, const uint8_t* pBuffer, int32_t nCol, int32_t nRows,

@@ -41,16 +41,24 @@ void Histogram::addRow(const uint8_t* pBgr, size_t n) noexcept {
         }
     }
     m_nPixels += n;
+    constexpr size_t kBlock = 1024;
+    uint16_t keys[kBlock];
+    const auto row24 = bestColorKeys().row24;
     uint32_t *const pEven = m_pCells, *const pOdd = m_second.get();
     const auto add = [=, this](uint32_t* pOwn, const uint32_t* pOther, uint32_t nKey) {
         if (pOwn[nKey]++ == 0 && pOther[nKey] == 0) [[unlikely]]
             m_keys[m_nKeys++] = nKey;
     };
-    for (; n > 2; n -= 2, pBgr += 6) {
-        add(pEven, pOdd, colorKey(loadLittle<uint32_t>(pBgr)));
-        add(pOdd, pEven, colorKey(loadLittle<uint32_t>(pBgr + 3)));
+    for (size_t nBlock; n; n -= nBlock, pBgr += nBlock * 3) {
+        nBlock = std::min(n, kBlock);
+        row24(pBgr, keys, nBlock);
+        size_t i = 0;
+        for (; i + 1 < nBlock; i += 2) {
+            add(pEven, pOdd, keys[i]);
+            add(pOdd, pEven, keys[i + 1]);
+        }
+        if (i < nBlock) add(pEven, pOdd, keys[i]);
     }
-    forEachBgr(pBgr, n, [&](uint32_t v) { add(pEven, pOdd, colorKey(v)); });
 }
 
 }  // namespace rv

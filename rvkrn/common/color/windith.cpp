@@ -175,9 +175,12 @@ int32_t R_DitherLine(BITMAPRECORD* pBitmap, uint8_t* pRowIn, uint8_t* pRowOut) n
     if (pBitmap->Width > data.nWidth) return -13;
 
     const auto n = size_t(pBitmap->Width);
-    const uint8_t* pPixels = readDitherRow(data, *pBitmap, pRowIn, n);
     uint8_t* pIndices = data.nBitsPerPixelDst == 8 ? pRowOut : data.Indices.get();
-    if (isDiffusion(data.nMethod))
+    const bool b24 = looksUp24(data, pBitmap->Order);
+    const uint8_t* pPixels = b24 ? pRowIn : readDitherRow(data, *pBitmap, pRowIn, n);
+    if (b24)
+        nearestRow24(data, pPixels, pIndices, n);
+    else if (isDiffusion(data.nMethod))
         diffuseRow(data, pPixels, pIndices, n);
     else if (data.nMethod == DITHER_NONE)
         nearestRow(data, pPixels, pIndices, n);

@@ -22,6 +22,9 @@ int32_t wholeRow(const BITMAPRECORD& bm, int32_t, uint32_t* pWords, uint32_t* pn
     *pnWords = 2;
     return 1;
 }
+bool isInBitmap(const BITMAPRECORD& bm, int32_t nRow, int32_t nCol) noexcept {
+    return nRow >= 0 && nRow < bm.Height && nCol >= 0 && nCol < bm.Width;
+}
 void closeRegionHandle(MEMHANDLE&) noexcept {}
 
 void freeOverlays(BITMAPRECORD& bm) noexcept { bm.pOverlays = nullptr; }
@@ -35,8 +38,9 @@ std::atomic<const Attachments*> g_bodies{&kNoAttachments};
 
 }  // namespace
 
-constexpr Attachments kNoAttachments{deleteRegion, copyRegion,        offsetRegion, wholeBitmap,  wholeRowMax,
-                                     wholeRow,     closeRegionHandle, freeOverlays, copyOverlays, offsetOverlays};
+constexpr Attachments kNoAttachments{deleteRegion, copyRegion,   offsetRegion,  wholeBitmap,
+                                     wholeRowMax,  wholeRow,     isInBitmap,    closeRegionHandle,
+                                     freeOverlays, copyOverlays, offsetOverlays};
 
 const Attachments& attachments() noexcept { return *g_bodies.load(std::memory_order_acquire); }
 void registerAttachments(const Attachments& bodies) noexcept { g_bodies.store(&bodies, std::memory_order_release); }

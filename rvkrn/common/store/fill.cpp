@@ -4,7 +4,7 @@
 
 #include "internal/attachments.h"
 #include "internal/bitmap_.h"
-#include "internal/convert_.h"
+#include "internal/colorpixel.h"
 #include "internal/palette_.h"
 #include "internal/pixels.h"
 #include "internal/progress.h"
@@ -16,17 +16,6 @@
 namespace rv {
 namespace {
 
-// A level of nLevelBits at the place of the bit range that the bitmap displays, scaled to fill it. With 0 bits it is an
-// index, which is only cut to the range.
-uint32_t inBitRange(const BITMAPRECORD& bm, uint32_t nLevel, int32_t nLevelBits) noexcept {
-    const int32_t nHigh = bm.HighBit < 0 ? bm.BitsPerPixel - 1 : std::min(bm.HighBit, bm.BitsPerPixel - 1);
-    const int32_t nLow = std::clamp(bm.LowBit, 0, nHigh), nRange = nHigh - nLow + 1;
-    const uint64_t nMost = (uint64_t(1) << nRange) - 1;
-    if (nLevelBits == 0) return uint32_t((nLevel & nMost) << nLow);
-    if (nRange <= nLevelBits) return nLevel >> (nLevelBits - nRange) << nLow;
-    return uint32_t(nLevel * nMost / ((uint64_t(1) << nLevelBits) - 1) << nLow);
-}
-
 // The index that a palette bitmap takes: a palette reference names it, any other colour its nearest entry.
 uint32_t paletteIndex(BITMAPRECORD& bm, COLORREF cr) noexcept {
     if (kindOf(cr) == kPaletteRef) {
@@ -35,16 +24,6 @@ uint32_t paletteIndex(BITMAPRECORD& bm, COLORREF cr) noexcept {
     }
     if (kindOf(cr) == kGrayRef) cr = (cr >> 8 & 0xFF) * 0x010101;
     return uint32_t(R_GetNearestPaletteIndex(&bm, cr));
-}
-
-// The pixel of a bitmap of more than 8 bits, by the row converter from a pixel of 24 bits.
-void convertedPixel(const BITMAPRECORD& bm, COLORREF cr, uint8_t* pPixel) noexcept {
-    pPixel[0] = uint8_t(cr >> 16);
-    pPixel[1] = uint8_t(cr >> 8);
-    pPixel[2] = uint8_t(cr);
-    const uint32_t uFlags = bm.Order == ORDER_GRAY ? CONVERT_DST_GRAY | CONVERT_DST_BITRANGE : 0;
-    IntConvertBuffer(pPixel, 1, 24, bm.BitsPerPixel, ORDER_BGR, bm.Order, nullptr, nullptr, nullptr, uFlags, bm.LowBit,
-                     bm.HighBit, 0, nullptr);
 }
 
 void setAlpha(const BITMAPRECORD& bm, uint8_t* pPixel, uint32_t uAlpha) noexcept {
@@ -58,13 +37,10 @@ void setAlpha(const BITMAPRECORD& bm, uint8_t* pPixel, uint32_t uAlpha) noexcept
 // One pixel of the fill in the bitmap's format, in its low-order bytes.
 uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept {
     if (bm.BitsPerPixel <= 8) return paletteIndex(bm, cr);
-    const bool bGray = bm.Order == ORDER_GRAY;
-    cr = R_TranslateBitmapColor(&bm, &bm, cr);
-    if (bGray && kindOf(cr) == kPaletteRef)
-        return inBitRange(bm, cr & 0xFFFF, 0);                                    // an entry of the window-level table
-    if (bGray && kindOf(cr) == kGrayRef) return inBitRange(bm, cr & 0xFFFF, 16);  // a level of 16 bits
-    uint8_t pixel[8] = {};
-    convertedPixel(bm, cr, pixel);
+    uint64_t uPixel = 0;
+    deepPixel(bm, R_TranslateBitmapColor(&bm, &bm, cr), {bm.LowBit, bm.HighBit}, uPixel);
+    uint8_t pixel[8];
+    storeLittle(pixel, uPixel);
     setAlpha(bm, pixel, uAlpha);
     return loadLittle<uint64_t>(pixel);
 }
