@@ -53,7 +53,7 @@ struct DITHERDATA {
     uint32_t Answers[kMostColors + 1] = {};
     int32_t nWidth = 0;         // at the start
     Buffer<uint32_t> OwnCache;  // of kAnyPalette
-    Buffer<uint8_t> Found;      // indices of the cells that are filled, for rows without errors; made on first need
+    Buffer<uint8_t> Found;      // indices of the cells that are filled, for rows of the nearest colour
     Buffer<uint32_t> Pixels;    // a row as it is read
     Buffer<uint8_t> Indices;    // a row before it is packed
     Buffer<int32_t> Errors;     // the rows that are read, and those that are written meanwhile
@@ -85,10 +85,10 @@ ErrorShape errorShape(int32_t nMethod) noexcept;
 void diffuseRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept;
 void orderRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept;
 void nearestRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept;
-// Whether nearestRow24 can do a row of so many bits in this order as it is stored.
-bool looksUp24(const DITHERDATA& data, int32_t nOrder) noexcept;
-// The same from pixels of three bytes, for palettes with a cache.
+// The same from pixels of three bytes, once Found is prepared.
 void nearestRow24(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept;
+// Makes Found from the cache. False for no memory.
+bool prepareFound(DITHERDATA& data) noexcept;
 
 // ---- indices -----------------------------------------------------------------------------------------------------
 

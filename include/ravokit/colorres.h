@@ -71,7 +71,7 @@ typedef int32_t (*COLORRESLISTCALLBACK)(BITMAPRECORD* pBitmap, uint8_t* pRow, in
 /// else ORDER_GRAY), CRF_ROMM or CRF_565; none of them is ORDER_RGB. Depth 12 is grey whatever uFlags say. A row format
 /// that the row converter doesn't know is -13.
 ///
-/// The status callback hears the rows.
+/// MinVal and MaxVal of a grey destination are what R_IntGetMinMaxValGray tells. The status callback hears the rows.
 ///
 /// Returns 1, or: -13 null source or one without storage; -789 unknown record size; -13 both pPalette and hPalette, an
 /// unknown depth, or a combination of flags that is refused; -27 CRF_GRAY at 24, 48 or 64 bits, CRF_ROMM at other

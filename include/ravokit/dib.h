@@ -1,8 +1,8 @@
 // Exchange with device-independent bitmaps: a header (40 bytes, or the older 12), a table of colours, and rows padded
 // to 4 bytes, the bottom row first, as they are passed about in memory. All numbers are little-endian.
 //
-// A DIB doesn't tell its own size. Where one is given by its address, the header is trusted to stand for a block that
-// holds it all: colours and rows as the header counts them are read. One in a memory handle is measured.
+// A DIB doesn't tell its own size. Given by its address, its header is trusted to stand for a block that holds it all:
+// colours and rows are read as the header counts them. One in a memory handle is measured.
 #pragma once
 
 #include "bitmap.h"
@@ -22,8 +22,8 @@ RV_API void* R_ConvertToDIBPTR(BITMAPRECORD* pBitmap, uint32_t uFlags, uint32_t*
 /// R_ConvertToDIB that frees the bitmap once the DIB is made; on failure the bitmap stays.
 RV_API MEMHANDLE* R_ChangeToDIB(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 
-/// Makes a bitmap of a DIB. pBitmap is initialised as a record of uStructSize bytes; what it held is not freed. pDIB is
-/// the address of a DIB or a memory handle of one; it stays the caller's. nFlags are not consulted.
+/// Makes a bitmap of a DIB. pBitmap is initialised as a record of uStructSize bytes; what it held is not freed. The DIB
+/// stays the caller's. nFlags are not consulted.
 ///
 /// The bitmap has the DIB's depth, with ORDER_BGR above 8 bits, and the view BOTTOM_LEFT, or TOP_LEFT where biHeight is
 /// negative. The resolution is the header's, or the thread's default where that is 0. biClrUsed counts the colours, 0
@@ -37,13 +37,14 @@ RV_API MEMHANDLE* R_ChangeToDIB(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 /// 10, c = Y - 16, limited to bytes. The groups of "Y41P", "Y41T" (8 pixels) and "Y211" (4) are whole in every row.
 ///
 /// Returns 1, or: -789 unknown uStructSize, -13 null, -13 a header of another size, planes other than 1, more colours
-/// than the depth has, or a handle too small for what its header tells; -16 another compression, or one at a depth or
+/// than the depth has; -16 another compression, or one at a depth or
 /// of dimensions that it doesn't take, or a frame of "dmb1", "MJPG" or "JPEG"; -27 another depth, -11 no size; those of
 /// R_AllocateBitmap and the row calls; -1 no memory. On failure pBitmap is as it was.
 RV_API int32_t R_ConvertFromDIB(BITMAPRECORD* pBitmap, uint32_t uStructSize, const void* pDIB,
                                 uint32_t nFlags) RV_NOEXCEPT;
-/// R_ConvertFromDIB that frees the DIB on success where it is given as a memory handle. A block given by its address
-/// stays the caller's.
+/// R_ConvertFromDIB of a DIB in a memory handle, which is freed on success; -13 also where it is too small for what the
+/// header tells. pDIB may be the address of a DIB as well, which stays the caller's, but not of one from a doubtful
+/// source: a first word of 3 says that it is a handle.
 RV_API int32_t R_ChangeFromDIB(BITMAPRECORD* pBitmap, uint32_t uStructSize, void* pDIB) RV_NOEXCEPT;
 /// R_ConvertFromDIB with the rows stored in the reverse order, and TOP_LEFT and BOTTOM_LEFT exchanged: the same
 /// picture.

@@ -6,6 +6,7 @@
 #include <set>
 #include <vector>
 
+#include "internal/palette_.h"
 #include "support/bitmaps.h"
 #include "support/faults.h"
 
@@ -143,6 +144,11 @@ TEST(ColorRes, ConvertsEveryDepthToEveryDeepFormat) {
                 for (size_t i = 6; nBits == 16 && nOrder == ORDER_GRAY && f.nBits == 64 && i < want.size(); i += 8)
                     want[i] = want[i + 1] = 0;  // alpha that the converter leaves alone: rows start clear
                 ASSERT_EQ(got, want);
+                if (f.nBits != 32 || f.nOrder != ORDER_GRAY) continue;
+                std::set<uint64_t> samples;
+                for (size_t i = 0; i < got.size() / 4; ++i) samples.insert(pixelAt(got.data(), 32, i));
+                EXPECT_EQ(uint32_t(dst->MinVal), *samples.begin());
+                EXPECT_EQ(uint32_t(dst->MaxVal), *samples.rbegin());
             }
 }
 
@@ -237,15 +243,13 @@ TEST(ColorRes, DithersToFixedWebUserAndLogicalPalettes) {
 }
 
 TEST(ColorRes, TheThreadsMatchTableDecides) {
-    Bitmap src(24, 30, 4), dst;
-    fillRandom(src.record, 2);
-    Table table = {{0, 0, 0, 0}, {255, 255, 255, 0}, {0, 0, 255, 0}};
+    Bitmap src(24, 30, 1), dst;
+    Table table(3);
     std::vector<uint32_t> cells(32768, 3);  // whatever the colour, the third entry
-    EXPECT_EQ(R_SetUserMatchTable(cells.data()), nullptr);
-    ASSERT_EQ(resolve(src, &dst, 2, CRF_USERPALETTE | CRF_USERMATCHTABLE, table.data(), 3), 1);
+    R_SetUserMatchTable(cells.data());
+    ASSERT_EQ(resolve(src, &dst, 8, CRF_USERPALETTE | CRF_USERMATCHTABLE, table.data(), 3), 1);
     EXPECT_EQ(R_SetUserMatchTable(nullptr), cells.data());
-    const Bytes rows = contents(dst.record);
-    for (size_t x = 0; x < 30; ++x) ASSERT_EQ(pixelAt(rows.data(), 2, x), 2u);
+    EXPECT_EQ(std::count(dst->pData, dst->pData + 30, 2), 30);
 }
 
 TEST(ColorRes, FewColorsBecomeThePaletteExactly) {
@@ -407,6 +411,21 @@ TEST(ColorRes, RefusesWhatCannotBeAskedForAndChangesNothing) {
     ASSERT_EQ(R_ColorResBitmap(&src, &old, BITMAPRECORD_OLD_SIZE, 24, 4, nullptr, nullptr, 0, nullptr, nullptr), 1);
     EXPECT_EQ(old->uStructSize, BITMAPRECORD_OLD_SIZE);
     expectSamePicture(src.record, old.record);
+}
+
+TEST(ColorRes, KeysOfARowAreThoseOfItsPixels) {
+    for (size_t n = 0; n <= 70; ++n)
+        for (const int nBytes : {3, 4}) {
+            const Bytes pixels = randomBytes(n * size_t(nBytes), uint32_t(n));  // nothing may be read behind
+            std::vector<uint16_t> got(n + 16, 0xA5A5), want = got;
+            for (size_t i = 0; i < n; ++i) {
+                const uint8_t* p = &pixels[i * size_t(nBytes)];
+                want[i] = uint16_t(p[2] / 8 * 1024 + p[1] / 8 * 32 + p[0] / 8);
+            }
+            const auto& best = rv::bestColorKeys();
+            (nBytes == 3 ? best.row24 : best.row32)(pixels.data(), got.data(), n);
+            ASSERT_EQ(got, want) << n << " pixels of " << nBytes;
+        }
 }
 
 struct Heard {

@@ -141,7 +141,7 @@ TEST(Dib, HeaderColorsAndRowsStandAsPublished) {
 
     // The way back from a handle; R_ChangeFromDIB takes it.
     Bitmap back, mirrored;
-    ASSERT_EQ(R_MirrorFromDIB(&mirrored, sizeof mirrored.record, h), 1);
+    ASSERT_EQ(R_MirrorFromDIB(&mirrored, sizeof mirrored.record, R_OsLockHandle(h)), 1);
     EXPECT_EQ(mirrored->ViewPerspective, TOP_LEFT);
     EXPECT_EQ(contents(mirrored.record), contents(bm.record));
     const long nBlocks = faults::liveBlocks();
@@ -257,9 +257,11 @@ TEST(Dib, LyingHeadersAreRefusedAndNothingElseIsRead) {
         MEMHANDLE* h = R_OsAllocHandle(66, n, 0, nullptr);
         const Header header{40, 2, 1, 1, 24, 0, 0, 0, 0, 0, 0};
         std::memcpy(R_OsLockHandle(h), &header, std::min<size_t>(n, 40));
-        EXPECT_EQ(R_ConvertFromDIB(&bm, sizeof bm.record, h, 0), -13) << n;
+        EXPECT_EQ(R_ChangeFromDIB(&bm, sizeof bm.record, h), -13) << n;
         R_OsFreeHandle(h);
     }
+    const Bytes plain = dibOf({40, 2, 1, 1, 24, 0, 0, 0, 0, 0, 0}, Bytes(8));
+    EXPECT_EQ(R_ChangeFromDIB(&bm, sizeof bm.record, AtPageEnd(plain).get()), 1);
     EXPECT_EQ(R_ConvertFromDIB(&bm, 7, nullptr, 0), -789);
     EXPECT_EQ(R_ConvertFromDIB(nullptr, sizeof bm.record, "", 0), -13);
     EXPECT_EQ(R_ChangeFromDIB(&bm, sizeof bm.record, nullptr), -13);

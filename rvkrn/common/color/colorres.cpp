@@ -11,6 +11,7 @@
 #include "internal/colorres_.h"
 #include "internal/progress.h"
 #include "ravokit/dither.h"
+#include "ravokit/grayscale.h"
 
 namespace rv {
 namespace {
@@ -145,9 +146,10 @@ public:
     int32_t status() const noexcept { return !m_bInPlace || m_work ? 1 : -1; }
 
     int32_t operator()(const uint8_t* pIn, uint8_t* pOut) noexcept {
-        if (m_bInPlace)
-            pIn = static_cast<const uint8_t*>(
-                std::memcpy(m_work.get(), pIn, rowBytes(uint32_t(m_src.Width), uint32_t(m_src.BitsPerPixel))));
+        if (m_bInPlace) {
+            const size_t nBytes = size_t(rowBytes(uint32_t(m_src.Width), uint32_t(m_src.BitsPerPixel)));
+            pIn = static_cast<const uint8_t*>(std::memcpy(m_work.get(), pIn, nBytes));
+        }
         // The dither writes to rows of the wide gamut alone, and these are in the buffer.
         if (m_bDither) return R_DitherLine(&m_src, const_cast<uint8_t*>(pIn), pOut);
         if (!m_bInPlace) return convertRow(m_args, pOut, pIn);
@@ -235,6 +237,15 @@ int32_t fillTarget(BITMAPRECORD& src, BITMAPRECORD& dst, const Resolution& r, co
     return lockSrc.release(lockDst.release(resolveRows(src, dst, resolve, sink)));
 }
 
+// The range of grey samples, which the rows alone tell at 32 bits.
+int32_t findRange(BITMAPRECORD& bm) noexcept {
+    int64_t nMin = bm.MinVal, nMax = bm.MaxVal;
+    if (const int32_t n = R_IntGetMinMaxValGray(&bm, &nMin, &nMax); n != 1) return n;
+    bm.MinVal = int32_t(nMin);
+    bm.MaxVal = int32_t(nMax);
+    return 1;
+}
+
 // The source's place is taken: what travels on goes to the destination, the rest is freed. Cannot fail.
 void takePlace(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
     dst.pOverlays = std::exchange(src.pOverlays, nullptr);
@@ -269,6 +280,8 @@ int32_t run(BITMAPRECORD& bm, BITMAPRECORD* pDst, uint32_t uStructSize, const Re
     if (const int32_t n = fillTarget(src, dst, r, palette, sink); n != 1) return n;
     copy.end();
     if (!pDst) return 1;
+    if (dst.Order == ORDER_GRAY)
+        if (const int32_t n = findRange(dst); n != 1) return n;
     if (const int32_t n = bInPlace ? copyLockCount(dst, src) : R_CopyBitmapExtraData(&dst, &src, 0); n != 1) return n;
     if (bInPlace) {
         src.pDitherData = pDitherBefore;  // of rows that are gone

@@ -24,11 +24,15 @@ struct DibBlock {
     MEMHANDLE* h = nullptr;  // where it is given as one
 };
 
-// The first word of a handle is its kind, that of a DIB the size of its header: they can't be taken for one another.
-DibBlock openBlock(const void* pDIB) noexcept {
-    auto* const h = static_cast<MEMHANDLE*>(const_cast<void*>(pDIB));
-    if (isAllOnes(pDIB)) return {};
-    if (!isHandleOf(h, kHandleMemory)) return {static_cast<const uint8_t*>(pDIB)};
+DibBlock blockOf(const void* pDIB) noexcept { return {static_cast<const uint8_t*>(pDIB)}; }
+
+// What R_ChangeFromDIB is given: the first word of a handle is its kind, that of a DIB the size of its header, and that
+// is never the same. Calls that take an address alone don't ask, so that no header can pass for a handle there.
+DibBlock blockOrHandle(void* pDIB) noexcept {
+    if (!pDIB || isAllOnes(pDIB)) return {};
+    const bool bAligned = reinterpret_cast<uintptr_t>(pDIB) % alignof(MEMHANDLE) == 0;
+    if (!bAligned || loadLittle<uint32_t>(static_cast<uint8_t*>(pDIB)) != kHandleMemory) return blockOf(pDIB);
+    auto* const h = static_cast<MEMHANDLE*>(pDIB);
     return {static_cast<const uint8_t*>(R_OsLockHandle(h)), WinGlobalSize(h), h};
 }
 
@@ -190,18 +194,15 @@ int32_t build(BITMAPRECORD& bm, uint32_t uStructSize, const DibFormat& f, const 
     return takeRows(bm, f, p + f.nRowsAt, bMirror);
 }
 
-int32_t fromDib(BITMAPRECORD* pBitmap, uint32_t uStructSize, const void* pDIB, bool bMirror, bool bFree) noexcept {
+int32_t fromDib(BITMAPRECORD* pBitmap, uint32_t uStructSize, const DibBlock& block, bool bMirror) noexcept {
     if (!isKnownRecordSize(uStructSize)) return -789;  // The structure size is invalid
-    if (!pBitmap || !pDIB) return -13;                 // Invalid parameter passed
-    const DibBlock block = openBlock(pDIB);
-    if (!block.p) return -13;
+    if (!pBitmap || !block.p) return -13;              // Invalid parameter passed
     DibFormat format;
     if (const int32_t n = judge(block, format); n != 1) return n;
     BitmapOwner fresh;
     if (const int32_t n = build(fresh.record, uStructSize, format, block.p, bMirror); n != 1) return n;
     std::memcpy(static_cast<void*>(pBitmap), &fresh.record, uStructSize);
     fresh.record.uStructSize = 0;  // handed on
-    if (bFree && block.h) R_OsFreeHandle(block.h);
     return 1;
 }
 
@@ -213,15 +214,18 @@ using namespace rv;
 extern "C" {
 
 int32_t R_ConvertFromDIB(BITMAPRECORD* pBitmap, uint32_t uStructSize, const void* pDIB, uint32_t) noexcept {
-    return fromDib(pBitmap, uStructSize, pDIB, false, false);
+    return fromDib(pBitmap, uStructSize, blockOf(pDIB), false);
 }
 
 int32_t R_ChangeFromDIB(BITMAPRECORD* pBitmap, uint32_t uStructSize, void* pDIB) noexcept {
-    return fromDib(pBitmap, uStructSize, pDIB, false, true);
+    const DibBlock block = blockOrHandle(pDIB);
+    const int32_t nStatus = fromDib(pBitmap, uStructSize, block, false);
+    if (nStatus == 1 && block.h) R_OsFreeHandle(block.h);
+    return nStatus;
 }
 
 int32_t R_MirrorFromDIB(BITMAPRECORD* pBitmap, uint32_t uStructSize, const void* pDIB) noexcept {
-    return fromDib(pBitmap, uStructSize, pDIB, true, false);
+    return fromDib(pBitmap, uStructSize, blockOf(pDIB), true);
 }
 
 }  // extern "C"

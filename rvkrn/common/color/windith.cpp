@@ -89,11 +89,12 @@ bool setPalette(DITHERDATA& data, const RGBQUAD* pPalette, uint32_t nColors, uin
         if (!data.OwnCache.allocateCleared(kColorKeys)) return false;
         data.pColorCache = data.OwnCache.get();
     }
-    if (data.pColorCache)
-        primeCache(data);
-    else
+    if (!data.pColorCache) {
         setParts(data);
-    return true;
+        return true;
+    }
+    primeCache(data);
+    return data.nMethod != DITHER_NONE || prepareFound(data);
 }
 
 bool setErrors(DITHERDATA& data, uint32_t nWidth) noexcept {
@@ -176,7 +177,7 @@ int32_t R_DitherLine(BITMAPRECORD* pBitmap, uint8_t* pRowIn, uint8_t* pRowOut) n
 
     const auto n = size_t(pBitmap->Width);
     uint8_t* pIndices = data.nBitsPerPixelDst == 8 ? pRowOut : data.Indices.get();
-    const bool b24 = looksUp24(data, pBitmap->Order);
+    const bool b24 = data.Found && data.nBitsPerPixelSrc == 24 && pBitmap->Order == ORDER_BGR;
     const uint8_t* pPixels = b24 ? pRowIn : readDitherRow(data, *pBitmap, pRowIn, n);
     if (b24)
         nearestRow24(data, pPixels, pIndices, n);

@@ -121,10 +121,6 @@ void orderBlock(DITHERDATA& data, const uint8_t* p, uint8_t* pIndices, const Thr
 
 // ---- the nearest colour ------------------------------------------------------------------------------------------
 
-bool hasCache(const DITHERDATA& data) noexcept {
-    return data.nPaletteKind == kAnyPalette || data.nPaletteKind == kUserTable;
-}
-
 // The index behind a cell, which is filled if it is empty.
 uint8_t foundAt(DITHERDATA& data, uint32_t nKey) noexcept {
     uint32_t n = data.pColorCache[nKey];
@@ -135,13 +131,6 @@ uint8_t foundAt(DITHERDATA& data, uint32_t nKey) noexcept {
 // The cells take a table of bytes that stays in the nearest cache of the processor. One index stands for a cell that
 // has to be asked, and so do pixels that have this index: it is none that a picture's black or white would have.
 constexpr uint8_t kNotFound = 127;
-
-bool prepareFound(DITHERDATA& data) noexcept {
-    if (data.Found) return true;
-    if (!data.Found.allocate(kColorKeys)) return false;
-    for (uint32_t i = 0; i < kColorKeys; ++i) data.Found[i] = data.pColorCache[i] ? foundAt(data, i) : kNotFound;
-    return true;
-}
 
 template <int Bytes>
 void lookUpRow(DITHERDATA& data, ColorKeyRows::Row keysOf, const uint8_t* p, uint8_t* pIndices, size_t n) noexcept {
@@ -172,22 +161,22 @@ void orderRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_
     for (size_t x = 0; x < n; x += kBlock) orderBlock(data, pPixels + x * 4, pIndices + x, t, std::min(n - x, kBlock));
 }
 
+bool prepareFound(DITHERDATA& data) noexcept {
+    if (!data.Found.allocate(kColorKeys)) return false;
+    for (uint32_t i = 0; i < kColorKeys; ++i) data.Found[i] = data.pColorCache[i] ? foundAt(data, i) : kNotFound;
+    return true;
+}
+
 void nearestRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
-    if (hasCache(data) && prepareFound(data)) return lookUpRow<4>(data, bestColorKeys().row32, pPixels, pIndices, n);
+    if (data.Found) return lookUpRow<4>(data, bestColorKeys().row32, pPixels, pIndices, n);
     visitFinder(data.nPaletteKind, [&](auto kind) {
         const Finder<kind> find{data};
         for (size_t x = 0; x < n; ++x) pIndices[x] = uint8_t(find(loadLittle<uint32_t>(pPixels + x * 4)) >> 24);
     });
 }
 
-bool looksUp24(const DITHERDATA& data, int32_t nOrder) noexcept {
-    return data.nMethod == DITHER_NONE && data.nBitsPerPixelSrc == 24 && nOrder == ORDER_BGR && hasCache(data);
-}
-
 void nearestRow24(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
-    if (prepareFound(data)) return lookUpRow<3>(data, bestColorKeys().row24, pPixels, pIndices, n);
-    for (size_t x = 0; x < n; ++x, pPixels += 3)
-        pIndices[x] = foundAt(data, colorKey(pPixels[0] | uint32_t(pPixels[1]) << 8 | uint32_t(pPixels[2]) << 16));
+    lookUpRow<3>(data, bestColorKeys().row24, pPixels, pIndices, n);
 }
 
 }  // namespace rv
