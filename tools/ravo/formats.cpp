@@ -14,7 +14,7 @@ namespace ravo {
 
 namespace {
 
-constexpr const Format* kFormats[] = {&kPng, &kJpeg, &kTiff};
+constexpr const Format* kFormats[] = {&kPng, &kJpeg, &kTiff, &kBmp};
 
 std::string baseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
 
@@ -44,7 +44,7 @@ const Format& formatOfFile(const std::string& path) {
     if (std::ferror(file.get())) throw Failure("cannot be read");
     for (const Format* pFormat : kFormats)
         if (pFormat->recognises(start, nBytes)) return *pFormat;
-    throw Failure("is no PNG, JPEG or TIFF file");
+    throw Failure("is no PNG, JPEG, TIFF or BMP file");
 }
 
 Picture loadPicture(const std::string& path) {

@@ -16,7 +16,7 @@ struct Format {
     void (*save)(Picture& picture, const std::string& path);
 };
 
-extern const Format kPng, kJpeg, kTiff;
+extern const Format kPng, kJpeg, kTiff, kBmp;
 
 std::span<const Format* const> formats() noexcept;
 

@@ -38,7 +38,7 @@ void printHelp() {
         "Steps, done in the order in which they are given:\n");
     for (const Step& step : steps()) {
         const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
-        std::printf("  %-25s %s\n", left.c_str(), step.pHelp);
+        std::printf("  %-28s %s\n", left.c_str(), step.pHelp);
     }
     std::printf(
         "\n"
@@ -58,15 +58,26 @@ void checkName(const std::string& path) {
     }
 }
 
+// What follows the step at i, which moves past it. Only steps begin with a hyphen where an argument may be left out.
+std::string takeArgument(const std::vector<std::string>& arguments, size_t& i, const Step& step) {
+    if (!step.pArgument) return {};
+    const bool bOptional = step.pArgument[0] == '[';
+    const bool bEnds = i + 1 == arguments.size();
+    if (bOptional && (bEnds || arguments[i + 1].starts_with("-"))) return {};
+    if (bEnds) throw Misuse{arguments[i] + " needs an argument: " + step.pArgument};
+    const std::string& argument = arguments[++i];
+    if (!step.pPrefix || argument != step.pPrefix) return argument;
+    if (i + 1 == arguments.size()) throw Misuse{std::string(step.pName) + " " + argument + " needs one more argument"};
+    return argument + " " + arguments[++i];
+}
+
 // Names of steps and of formats, and missing arguments, are judged before a file is touched.
 std::vector<Call> parseCalls(const std::vector<std::string>& arguments, size_t nFirst) {
     std::vector<Call> calls;
     for (size_t i = nFirst; i < arguments.size(); ++i) {
         const Step* pStep = findStep(arguments[i]);
         if (!pStep) throw Misuse{"there is no step '" + arguments[i] + "'"};
-        if (pStep->pArgument && i + 1 == arguments.size())
-            throw Misuse{arguments[i] + " needs an argument: " + pStep->pArgument};
-        calls.push_back({pStep, pStep->pArgument ? arguments[++i] : std::string()});
+        calls.push_back({pStep, takeArgument(arguments, i, *pStep)});
         if (std::strcmp(pStep->pName, "-o") == 0) checkName(calls.back().argument);
     }
     return calls;

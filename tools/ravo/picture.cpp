@@ -48,6 +48,10 @@ bool isGrayPalette(const Palette& palette) noexcept {
     });
 }
 
+bool hasAlpha(const BITMAPRECORD& bm) noexcept {
+    return bm.BitsPerPixel == 64 || (bm.BitsPerPixel == 32 && bm.Order != ORDER_GRAY);
+}
+
 SIZE viewedSize(const BITMAPRECORD& bm) noexcept {
     return bm.ViewPerspective >= LEFT_TOP ? SIZE{bm.Height, bm.Width} : SIZE{bm.Width, bm.Height};
 }

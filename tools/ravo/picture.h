@@ -57,6 +57,9 @@ bool samePalette(const Palette& a, const Palette& b) noexcept;
 /// All entries are grey, in whatever order.
 bool isGrayPalette(const Palette& palette) noexcept;
 
+/// The pixels have a fourth sample for alpha.
+bool hasAlpha(const BITMAPRECORD& bm) noexcept;
+
 /// Size of the picture as seen, which is the stored size, or that turned.
 SIZE viewedSize(const BITMAPRECORD& bm) noexcept;
 /// The stored column and row of a pixel of the picture as seen.
