@@ -49,15 +49,6 @@ bool recognises(const uint8_t* pStart, size_t nBytes) {
     return nBytes >= kFileHeader && pStart[0] == 'B' && pStart[1] == 'M';
 }
 
-Row readFile(const std::string& path) {
-    const File file = openFile(path, "rb");
-    Row bytes;
-    uint8_t part[1 << 16];
-    for (size_t n; (n = std::fread(part, 1, sizeof part, file.get())) > 0;) bytes.insert(bytes.end(), part, part + n);
-    if (std::ferror(file.get())) throw Failure("cannot be read");
-    return bytes;
-}
-
 // Blue, green, red and alpha in a byte each, which is how pixels of 32 bits stand without masks.
 bool areByteMasks(const Row& bytes, size_t nAt) noexcept {
     return load<uint32_t>(bytes, nAt) == 0xFF0000 && load<uint32_t>(bytes, nAt + 4) == 0xFF00 &&
@@ -115,15 +106,16 @@ Row dibOf(const Row& bytes) {
 Picture load(const std::string& path) {
     const Row dib = dibOf(readFile(path));
     if (dib.size() > UINT32_MAX) throw Failure("is too large");
-    const Handle handle(R_OsAllocHandle(0, uint32_t(dib.size()), __LINE__, __FILE__));
+    Handle handle(R_OsAllocHandle(0, uint32_t(dib.size()), __LINE__, __FILE__));
     void* pBlock = handle ? R_OsLockHandle(handle.get()) : nullptr;
     if (!pBlock) throw std::bad_alloc();
     std::memcpy(pBlock, dib.data(), dib.size());
     R_OsUnlockHandle(handle.get());
     Picture picture;
-    const int32_t nStatus = R_ConvertFromDIB(picture.get(), sizeof(BITMAPRECORD), handle.get(), 0);
+    const int32_t nStatus = R_ChangeFromDIB(picture.get(), sizeof(BITMAPRECORD), handle.get());
     if (nStatus == -13) throw Failure("is damaged: its headers do not fit it");
-    check(nStatus, "R_ConvertFromDIB");
+    check(nStatus, "R_ChangeFromDIB");
+    handle.release();  // freed
     // The fourth byte is alpha where it tells something; files without alpha leave it 0.
     if (hasAlpha(*picture) && !R_BitmapHasMeaningfulAlpha(picture.get()))
         check(R_SetBitmapAlphaValues(picture.get(), 255), "R_SetBitmapAlphaValues");
@@ -147,10 +139,7 @@ void save(Picture& picture, const std::string& path) {
     store(header.data() + 2, uint32_t(std::min<uint64_t>(UINT32_MAX, uint64_t(nBytes) + kFileHeader)));
     store(header.data() + 10, uint32_t(kFileHeader) + nBeforeRows);
 
-    File file = openFile(path, "wb");
-    const bool bWritten = std::fwrite(header.data(), 1, kFileHeader, file.get()) == kFileHeader &&
-                          std::fwrite(dib.get(), 1, nBytes, file.get()) == nBytes;
-    if (std::fclose(file.release()) != 0 || !bWritten) throw Failure("cannot be written");
+    writeFile(path, {header.data(), kFileHeader}, {dib.get(), nBytes});
 }
 
 }  // namespace

@@ -23,12 +23,6 @@ Palette copyPalette(const RGBQUAD* pEntries, int32_t nBits) {
     return pEntries ? Palette(pEntries, pEntries + (size_t(1) << nBits)) : Palette();
 }
 
-// A palette with all entries of its depth. Those that are not there become a colour that is, so that none comes in.
-Palette wholePalette(Palette palette, int32_t nBits) {
-    palette.resize(size_t(1) << nBits, palette.empty() ? RGBQUAD{} : palette.back());
-    return palette;
-}
-
 int32_t depthOf(const Palette& palette) noexcept {
     int32_t nBits = 1;
     while ((size_t(1) << nBits) < palette.size()) ++nBits;

@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "formats.h"
 #include "info.h"
+#include "parse.h"
 #include "steps.h"
 
 namespace {
@@ -31,20 +32,20 @@ void printHelp() {
     std::printf(
         "ravo: runs a picture through the steps of a chain\n"
         "\n"
-        "  ravo FILE STEP... -o OUT\n"
-        "  ravo info FILE [STEP...]  print the record of the picture as loaded, or after the steps\n"
+        "  ravo FILE [--size WxH] STEP... -o OUT\n"
+        "  ravo info FILE [--size WxH] [STEP...]  print the record of the picture as loaded, or after the steps\n"
         "  ravo --help\n"
         "\n"
         "Steps, done in the order in which they are given:\n");
     for (const Step& step : steps()) {
         const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
-        std::printf("  %-28s %s\n", left.c_str(), step.pHelp);
+        std::printf("  %-30s %s\n", left.c_str(), step.pHelp);
     }
     std::printf(
         "\n"
         "Coordinates are those of the picture as seen, from its top left corner. Neighbouring --bits, --order\n"
         "and --palette are one conversion; naming one of them again starts the next. An existing OUT is replaced\n"
-        "only by a complete one.\n"
+        "only by a complete one. --size is for files of bare samples, which have no header.\n"
         "\n"
         "Files:\n");
     for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);
@@ -95,12 +96,14 @@ int run(const std::vector<std::string>& arguments) {
         const size_t nFile = bInfo ? 1 : 0;
         if (nFile == arguments.size() || arguments[nFile].starts_with("-"))
             throw Misuse{"the file comes first, then its steps"};
-        const std::vector<Call> calls = parseCalls(arguments, nFile + 1);
+        const bool bSized = nFile + 1 < arguments.size() && arguments[nFile + 1] == "--size";
+        if (bSized && nFile + 2 == arguments.size()) throw Misuse{"--size needs an argument: WxH"};
+        const std::vector<Call> calls = parseCalls(arguments, nFile + (bSized ? 3 : 1));
         if (!bInfo && (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0))
             throw Misuse{"a chain ends with -o OUT, or its result is lost"};
         where = arguments[nFile];
         Chain chain;
-        chain.picture = loadPicture(where);
+        chain.picture = loadPicture(where, bSized ? parseSize(arguments[nFile + 2]) : SIZE{});
         for (const Call& call : calls) runStep(chain, *call.pStep, call.argument);
         finishSteps(chain);
         if (bInfo) printInfo(where, chain.picture);

@@ -36,6 +36,11 @@ Palette grayPalette(int32_t nBits, bool bDescending) {
     return palette;
 }
 
+Palette wholePalette(Palette palette, int32_t nBits) {
+    palette.resize(size_t(1) << nBits, palette.empty() ? RGBQUAD{} : palette.back());
+    return palette;
+}
+
 bool samePalette(const Palette& a, const Palette& b) noexcept {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const RGBQUAD& p, const RGBQUAD& q) {
         return p.rgbRed == q.rgbRed && p.rgbGreen == q.rgbGreen && p.rgbBlue == q.rgbBlue;

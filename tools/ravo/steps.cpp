@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 
 #include "alpha.h"
@@ -10,6 +11,7 @@
 #include "parse.h"
 #include "pixel.h"
 #include "progress.h"
+#include "space.h"
 #include "storage.h"
 
 namespace ravo {
@@ -218,6 +220,10 @@ void store(Chain& chain, const std::string& argument) {
     moveToStorage(chain.picture, parseStorage(argument), chain.nTileBytes);
 }
 
+void tellSpace(Chain& chain, const std::string& argument) {
+    std::fputs(spaceText(chain.picture, argument).c_str(), stdout);
+}
+
 void write(Chain& chain, const std::string& argument) { savePicture(chain.picture, argument); }
 
 // ---- the table ---------------------------------------------------------------------------------------------------
@@ -233,7 +239,7 @@ constexpr Step kSteps[] = {
     {"--colors", "N", "the best 2 to 256 colours for the picture", colors},
     {"--dither", "METHOD",
      "how colours are reduced from here on: none, floyd, stucki, burkes, sierra,\n"
-     "                               stevenson, jarvis, ordered or clustered",
+     "                                 stevenson, jarvis, ordered or clustered",
      setDither},
     {"--alpha", "extract|set FILE|VALUE", "go on with the alpha; or set it: a picture's greys, or 0 to 255", alpha,
      false, "set"},
@@ -243,6 +249,8 @@ constexpr Step kSteps[] = {
     {"--copy", nullptr, "go on with a copy of the bitmap", copy},
     {"--tile-size", "BYTES[k|m]", "size of the tiles that --storage tiled makes from here on", setTileSize},
     {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},
+    {"--space", "MODEL",
+     "print the least, mean and largest sample of each channel: rgb, yuv, cmyk, hsv, hls, yiq or cmy", tellSpace},
     {"-o", "OUT", "write the picture as it is here; the name tells the format", write},
 };
 
