@@ -65,8 +65,8 @@ RV_API int32_t R_StartDithering(BITMAPRECORD* pBitmap, const RGBQUAD* pPalette, 
 /// pLUT16 or pLUT, else at most 8. pLUT16, else pLUT, gives the colour of a level whether or not BMF_USE_LUT is set;
 /// levels past the end of the table are black.
 ///
-/// Returns 1, or: -13 null bitmap, -789 unknown record size, -13 null row, no state, an unknown method in it, Width
-/// larger than at the start. A Width below 1 is 1, with nothing done.
+/// Returns 1, or: -13 null bitmap, -789 unknown record size, -13 null row or no state; 1 with nothing done for a Width
+/// below 1; -13 a Width larger than at the start.
 RV_API int32_t R_DitherLine(BITMAPRECORD* pBitmap, uint8_t* pRowIn, uint8_t* pRowOut) RV_NOEXCEPT;
 
 /// Frees the state. Returns 1, also without a state, or: -13 null bitmap, -789 unknown record size.

@@ -397,7 +397,7 @@ TEST(ColorRes, RefusesWhatCannotBeAskedForAndChangesNothing) {
     EXPECT_EQ(call(&src, uSize, 8, CRF_FIXEDPALETTE | methodBits(9), nullptr, nullptr), -13);
     EXPECT_EQ(call(&src, uSize, 8, CRF_OPTIMIZEDPALETTE, nullptr, h), -13) << "a handle is the user's palette";
     R_WinCloseHandle(reinterpret_cast<RVHANDLE>(h), 0, nullptr);
-    EXPECT_EQ(call(&src, uSize, 8, 0, nullptr, h), -13) << "no palette any more";
+    EXPECT_EQ(call(&src, uSize, 8, 0, nullptr, reinterpret_cast<HPALETTE>(UINTPTR_MAX)), -13) << "no palette";
 
     const std::set<uint32_t> allowed = {0, 1, 2, 8, 10, 16, 34, 48, 64, 65, 512, 514, 520, 522, 0x222, 256, 288};
     for (uint32_t u = 0; u < 1024; ++u) {
