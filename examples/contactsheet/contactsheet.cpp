@@ -20,7 +20,7 @@ namespace {
 using examples::Canvas;
 using examples::Rgb;
 
-constexpr int kColumns = 4, kTileWidth = 320, kTileHeight = 240, kGap = 24, kMargin = 36, kHead = 84, kCaption = 54;
+constexpr int kColumns = 5, kTileWidth = 240, kTileHeight = 180, kGap = 24, kMargin = 36, kHead = 84, kCaption = 54;
 constexpr Rgb kPaper{247, 245, 241}, kInk{40, 42, 48}, kPale{112, 114, 122}, kFrame{206, 202, 194},
     kTray{232, 229, 223};
 
