@@ -344,6 +344,50 @@ void rectangles(Bitmap& photo) {
         });
 }
 
+// Hue, saturation, value, and the samples of video.
+void colorModels(Bitmap& photo) {
+    Bitmap out(24, kWidth, kHeight, ORDER_BGR);
+    run(
+        "hsv.bgr24_to_hsv", 12, 72,
+        [&] {
+            for (int32_t y = 0; y < kHeight; ++y)
+                R_ConvertColorSpace(photo.row(y), out.row(y), kWidth, COLORSPACE_BGR, COLORSPACE_HSV);
+        },
+        [&] {
+            return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                const uint8_t *p = photo.row(y) + x * 3, *q = out.row(y) + x * 3;
+                const int most = std::max({p[0], p[1], p[2]}), least = std::min({p[0], p[1], p[2]});
+                return q[2] == most && q[1] == (most - least) * 255 / most;
+            });
+        });
+
+    std::vector<uint8_t> samples(size_t(kWidth) * kHeight * 2);
+    uint32_t planar = kWidth * kHeight / 2 * 3, packed = kWidth * kHeight * 2;
+    // Luma within its rounding; the photograph's chroma changes little from pixel to pixel.
+    const auto isPhoto = [&] {
+        return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+            const uint8_t *p = photo.row(y) + x * 3, *q = out.row(y) + x * 3;
+            return std::abs(p[0] - q[0]) < 24 && std::abs(p[1] - q[1]) < 24 && std::abs(p[2] - q[2]) < 24;
+        });
+    };
+    run(
+        "yuv.bgr24_to_i420", 12, 54, [&] { R_GetBitmapYUVData(&photo, samples.data(), &planar, YUV_PLANAR_420); },
+        [&] {
+            return sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                const uint8_t* p = photo.row(y) + x * 3;
+                return std::abs(samples[size_t(y) * kWidth + size_t(x)] -
+                                (16 + (66 * p[2] + 129 * p[1] + 25 * p[0]) / 256)) < 3;
+            });
+        });
+    R_GetBitmapYUVData(&photo, samples.data(), &planar, YUV_PLANAR_420);
+    run(
+        "yuv.i420_to_bgr24", 12, 54, [&] { R_SetBitmapYUVData(&out, samples.data(), planar, YUV_PLANAR_420); },
+        isPhoto);
+    R_GetBitmapYUVData(&photo, samples.data(), &packed, YUV_YUY2);
+    run(
+        "yuv.yuy2_to_bgr24", 12, 60, [&] { R_SetBitmapYUVData(&out, samples.data(), packed, YUV_YUY2); }, isPhoto);
+}
+
 // Whole pictures: a record of the caller's data takes the photo's place, so that every run starts from colour.
 void colorAndGray(Bitmap& photo) {
     BITMAPRECORD gray{};
@@ -389,5 +433,6 @@ int main(int argc, char** argv) {
     runLists();
     colorAndGray(photo);
     rectangles(photo);
+    colorModels(photo);
     return g_failures ? 1 : 0;
 }

@@ -5,6 +5,7 @@
 #include "bitmap.h"
 #include "codec.h"
 #include "colorres.h"
+#include "colorspace.h"
 #include "compressed.h"
 #include "convert.h"
 #include "copy.h"
@@ -31,3 +32,4 @@
 #include "text.h"
 #include "threading.h"
 #include "types.h"
+#include "yuv.h"

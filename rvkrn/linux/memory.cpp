@@ -33,6 +33,24 @@ uint8_t* mapLarge(uint64_t nSize) noexcept {
     return pAll + nFront;
 }
 
+// A plain block, aligned by hand, with its start in the word before the data. An aligned block would not fit the room
+// that one of the same size has left, so that the heap would grow with every bitmap.
+uint8_t* allocateSmall(size_t nSize) noexcept {
+    constexpr size_t kBefore = sizeof(void*) + kAlignment - 1;
+    void* const pBlock = std::calloc(1, nSize + kBefore + 1);
+    if (!pBlock) return nullptr;
+    auto* const pData = static_cast<uint8_t*>(pBlock) + kBefore;
+    uint8_t* const pAligned = pData - (reinterpret_cast<uintptr_t>(pData) & (kAlignment - 1));
+    std::memcpy(pAligned - sizeof(void*), &pBlock, sizeof(void*));
+    return pAligned;
+}
+
+void freeSmall(uint8_t* pAligned) noexcept {
+    void* pBlock;
+    std::memcpy(&pBlock, pAligned - sizeof(void*), sizeof(void*));
+    std::free(pBlock);
+}
+
 }  // namespace
 
 SysMemory* sysMemoryCreate(uint64_t nSize) noexcept {
@@ -44,9 +62,7 @@ SysMemory* sysMemoryCreate(uint64_t nSize) noexcept {
     if (pMemory->bMapped) {
         pMemory->pData = mapLarge(nSize);
     } else {
-        const size_t nBytes = (size_t(nSize) + kAlignment) / kAlignment * kAlignment;
-        pMemory->pData = static_cast<uint8_t*>(std::aligned_alloc(kAlignment, nBytes));
-        if (pMemory->pData) std::memset(pMemory->pData, 0, nBytes);
+        pMemory->pData = allocateSmall(size_t(nSize));
     }
     if (pMemory->pData) return pMemory;
     delete pMemory;
@@ -58,7 +74,7 @@ bool SysMemory::close() noexcept {
         const size_t nPage = size_t(sysconf(_SC_PAGESIZE));
         munmap(pData, (size_t(nSize) + nPage - 1) / nPage * nPage);
     } else {
-        std::free(pData);
+        freeSmall(pData);
     }
     delete this;
     return true;

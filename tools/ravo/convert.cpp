@@ -1,6 +1,9 @@
 #include "convert.h"
 
+#include <ravokit/colorres.h>
 #include <ravokit/convert.h>
+#include <ravokit/dither.h>
+#include <ravokit/grayscale.h>
 #include <ravokit/palette.h>
 
 #include <algorithm>
@@ -18,6 +21,12 @@ bool isGrayDepth(int32_t nBits) noexcept { return nBits == 12 || nBits == 16 || 
 
 Palette copyPalette(const RGBQUAD* pEntries, int32_t nBits) {
     return pEntries ? Palette(pEntries, pEntries + (size_t(1) << nBits)) : Palette();
+}
+
+int32_t depthOf(const Palette& palette) noexcept {
+    int32_t nBits = 1;
+    while ((size_t(1) << nBits) < palette.size()) ++nBits;
+    return nBits;
 }
 
 Palette namedPalette(const std::string& name, int32_t nBits) {
@@ -39,16 +48,13 @@ Form formOf(const Picture& picture) {
 }
 
 Form colorForm(const BITMAPRECORD& bm) {
-    const bool bAlpha = bm.BitsPerPixel == 64 || (bm.BitsPerPixel == 32 && bm.Order != ORDER_GRAY);
-    const bool bWide = bm.BitsPerPixel >= 48;
-    return {(bAlpha ? 32 : 24) * (bWide ? 2 : 1), ORDER_RGB};
+    return {(hasAlpha(bm) ? 32 : 24) * (bm.BitsPerPixel >= 48 ? 2 : 1), ORDER_RGB};
 }
 
 Form paletteForm(const Picture& picture, int32_t nBits) {
     Palette palette = picture.palette();
     if (samePalette(palette, grayPalette(picture->BitsPerPixel))) return {nBits, ORDER_RGB, grayPalette(nBits)};
-    palette.resize(size_t(1) << nBits);
-    return {nBits, ORDER_RGB, std::move(palette)};
+    return {nBits, ORDER_RGB, wholePalette(std::move(palette), nBits)};
 }
 
 RowConverter::RowConverter(const Picture& picture, Form to)
@@ -103,32 +109,81 @@ uint8_t* RowSource::row(int32_t y) {
     return m_row.data();
 }
 
-Picture convertPicture(Picture& picture, const Form& form) {
-    const bool bGray8 = form.nBits == 0;
-    Picture result(picture->Width, picture->Height, bGray8 ? 8 : form.nBits, form.nOrder,
-                   bGray8 ? grayPalette(8) : form.palette, picture->ViewPerspective);
+namespace {
+
+// The nearest entries of a palette, by all bits of a colour.
+Picture nearestColors(Picture& picture, const Form& form) {
+    Picture result(picture->Width, picture->Height, form.nBits, form.nOrder, form.palette, picture->ViewPerspective);
     result->XResolution = picture->XResolution;
     result->YResolution = picture->YResolution;
-    if ((picture->Flags & BMF_TRANSPARENCY) && form.nOrder != ORDER_GRAY && result->BitsPerPixel != 32 &&
-        result->BitsPerPixel != 64) {
-        result->Flags |= BMF_TRANSPARENCY;
-        result->Transparency = R_GetTrueColorValue(picture.get(), picture->Transparency);
-    }
-    if (picture->BitsPerPixel >= 32 && picture->BitsPerPixel != 48 && result->BitsPerPixel >= 32 &&
-        result->BitsPerPixel != 48)
-        result->Flags |= picture->Flags & BMF_PREMULTIPLIED;
-
     const RowConverter converter(picture, form);
     Row row(std::max(converter.bufferBytes(), size_t(result->BytesPerLine)));
-    Progress progress("converting to " + std::to_string(result->BitsPerPixel) + " bits");
     const Access lockFrom(picture), lockTo(result);
     for (int32_t y = 0; y < picture->Height; ++y) {
         getRow(picture, row.data(), y);
         converter.convert(row.data());
         clearTail(row.data(), result->Width, result->BitsPerPixel, result->BytesPerLine);
         putRow(result, row.data(), y);
-        progress.part(y + 1, picture->Height);
+        Progress::report(y + 1, picture->Height);
     }
+    return result;
+}
+
+Picture resolved(Picture& picture, int32_t nBits, uint32_t uFlags, Palette palette, uint32_t uColors) {
+    Picture result;
+    check(R_ColorResBitmap(picture.get(), result.get(), sizeof(BITMAPRECORD), nBits, uFlags,
+                           palette.empty() ? nullptr : palette.data(), nullptr, uColors, nullptr, nullptr),
+          "R_ColorResBitmap");
+    return result;
+}
+
+// What a conversion makes of the transparent colour, and of alpha that goes.
+void carryTransparency(Picture& from, Picture& to) {
+    to->Flags &= ~uint32_t(BMF_TRANSPARENCY);
+    if ((from->Flags & BMF_TRANSPARENCY) && to->Order != ORDER_GRAY && !hasAlpha(*to)) {
+        to->Flags |= BMF_TRANSPARENCY;
+        to->Transparency = R_GetTrueColorValue(from.get(), from->Transparency);
+    }
+    if (!hasAlpha(*to)) to->Flags &= ~uint32_t(BMF_PREMULTIPLIED);
+}
+
+}  // namespace
+
+Picture grayPicture(Picture& picture, int32_t nBits) {
+    const Progress progress("converting to grey");
+    if (picture->Flags & BMF_SIGNED) check(R_ClearNegativePixels(picture.get()), "R_ClearNegativePixels");
+    Picture result;
+    check(R_CreateGrayScaleBitmap(result.get(), picture.get(), nBits - 1), "R_CreateGrayScaleBitmap");
+    carryTransparency(picture, result);
+    return result;
+}
+
+Picture bestColors(Picture& picture, uint32_t nColors, uint32_t uDither) {
+    int32_t nBits = 1;
+    while ((1u << nBits) < nColors) ++nBits;
+    const Progress progress("reducing colours");
+    Picture result = resolved(picture, nBits, CRF_OPTIMIZEDPALETTE | uDither << CRF_DITHERING_SHIFT, {}, nColors);
+    carryTransparency(picture, result);
+    return result;
+}
+
+Picture convertPicture(Picture& picture, const Form& form, uint32_t uDither) {
+    const Form from = formOf(picture);
+    Picture result;
+    if (from.nBits == form.nBits && from.nOrder == form.nOrder && samePalette(from.palette, form.palette)) {
+        check(R_CopyBitmap(result.get(), picture.get(), sizeof(BITMAPRECORD)), "R_CopyBitmap");
+        return result;
+    }
+    if (form.nBits == 0 || form.nOrder == ORDER_GRAY) return grayPicture(picture, form.nBits ? form.nBits : 8);
+    const Progress progress("converting to " + std::to_string(form.nBits) + " bits");
+    if (form.nBits > 8)
+        result = resolved(picture, form.nBits, form.nOrder == ORDER_BGR ? CRF_BYTEORDERBGR : 0, {}, 0);
+    else if (uDither != DITHER_NONE)
+        result = resolved(picture, form.nBits, CRF_USERPALETTE | uDither << CRF_DITHERING_SHIFT, form.palette,
+                          uint32_t(form.palette.size()));
+    else
+        result = nearestColors(picture, form);
+    carryTransparency(picture, result);
     return result;
 }
 
@@ -138,7 +193,9 @@ Form resolveForm(const Picture& picture, const WantedForm& wanted) {
     int32_t nBits = wanted.nBits;
     if (nBits == 0) {  // the depth nearest to the picture's own that has what is asked for
         nBits = picture->BitsPerPixel;
-        if (!wanted.palette.empty())
+        if (!wanted.entries.empty())
+            nBits = depthOf(wanted.entries);
+        else if (!wanted.palette.empty())
             nBits = wanted.palette == "web" ? 8 : std::min(nBits, 8);
         else if (bWantGray)
             nBits = bWasGray ? nBits : nBits >= 48 ? 16 : 8;
@@ -151,6 +208,12 @@ Form resolveForm(const Picture& picture, const WantedForm& wanted) {
             throw Failure(depth + " have a palette and no colour order");
         if (bWantGray && !wanted.palette.empty() && wanted.palette != "gray")
             throw Failure("a gray order does not go with the " + wanted.palette + " palette");
+        if (!wanted.entries.empty()) {
+            if (depthOf(wanted.entries) > nBits)
+                throw Failure("the palette of " + wanted.palette + " has " + std::to_string(wanted.entries.size()) +
+                              " entries: too many for " + depth);
+            return {nBits, ORDER_RGB, wholePalette(wanted.entries, nBits)};
+        }
         if (wanted.palette.empty() && !bWantGray && picture->BitsPerPixel == nBits) return formOf(picture);
         const bool bGray = bWantGray || (wanted.palette.empty() && (bWasGray || isGrayPalette(picture.palette())));
         const std::string name = !wanted.palette.empty() ? wanted.palette : bGray ? "gray" : "fixed";

@@ -1,6 +1,8 @@
 // Whole pictures from one pixel form to another, row by row through the row converter.
 #pragma once
 
+#include <ravokit/dither.h>
+
 #include <string>
 
 #include "picture.h"
@@ -54,15 +56,22 @@ public:
     uint8_t* row(int32_t y);
 };
 
-/// A new picture in another form; resolution, view and transparency go along.
-Picture convertPicture(Picture& picture, const Form& form);
+// New pictures of a picture. Resolution, view and the transparent colour go along; a method of dithering (DITHER_) is
+// heard where colours are reduced.
+/// In another form.
+Picture convertPicture(Picture& picture, const Form& form, uint32_t uDither = DITHER_NONE);
+/// In grey of 8, 12, 16 or 32 bits; negative samples of a signed picture become black in it, too.
+Picture grayPicture(Picture& picture, int32_t nBits);
+/// In the best 2 to 256 colours for it, with the least depth that has as many.
+Picture bestColors(Picture& picture, uint32_t nColors, uint32_t uDither);
 
 /// What neighbouring --bits, --order and --palette steps ask for: together they are one conversion.
 struct WantedForm {
-    int32_t nBits = 0;    // 0: not asked for
-    int32_t nOrder = -1;  // -1: not asked for
-    std::string palette{};
-    std::string steps{};  // as they stand on the command line, for messages
+    int32_t nBits = 0;      // 0: not asked for
+    int32_t nOrder = -1;    // -1: not asked for
+    std::string palette{};  // a name, or the file that the entries are from
+    Palette entries{};      // of a file
+    std::string steps{};    // as they stand on the command line, for messages
 
     bool any() const noexcept { return !steps.empty(); }
 };

@@ -14,24 +14,28 @@ namespace ravo {
 
 namespace {
 
-constexpr const Format* kFormats[] = {&kPng, &kJpeg, &kTiff};
+constexpr const Format* kFormats[] = {&kPng, &kJpeg, &kTiff, &kBmp, &kI420, &kNv12, &kNv21, &kYuy2};
 
 std::string baseName(const std::string& path) { return path.substr(path.rfind('/') + 1); }
+
+const Format* findByName(const std::string& path) {
+    const std::string name = baseName(path);
+    const size_t nDot = name.rfind('.');
+    if (nDot == std::string::npos) return nullptr;
+    for (const Format* pFormat : kFormats) {
+        std::istringstream extensions(pFormat->pExtensions);
+        for (std::string extension; extensions >> extension;)
+            if (strcasecmp(extension.c_str(), name.c_str() + nDot) == 0) return pFormat;
+    }
+    return nullptr;
+}
 
 }  // namespace
 
 std::span<const Format* const> formats() noexcept { return kFormats; }
 
 const Format& formatOfName(const std::string& path) {
-    const std::string name = baseName(path);
-    const size_t nDot = name.rfind('.');
-    if (nDot != std::string::npos) {
-        for (const Format* pFormat : kFormats) {
-            std::istringstream extensions(pFormat->pExtensions);
-            for (std::string extension; extensions >> extension;)
-                if (strcasecmp(extension.c_str(), name.c_str() + nDot) == 0) return *pFormat;
-        }
-    }
+    if (const Format* pFormat = findByName(path)) return *pFormat;
     std::string known;
     for (const Format* pFormat : kFormats) known += std::string(" ") + pFormat->pExtensions;
     throw Failure("no file format has this extension; known are" + known);
@@ -42,15 +46,23 @@ const Format& formatOfFile(const std::string& path) {
     const File file = openFile(path, "rb");
     const size_t nBytes = std::fread(start, 1, sizeof start, file.get());
     if (std::ferror(file.get())) throw Failure("cannot be read");
+    // Bare samples may begin in any way.
+    if (const Format* pFormat = findByName(path); pFormat && pFormat->loadSized) return *pFormat;
     for (const Format* pFormat : kFormats)
-        if (pFormat->recognises(start, nBytes)) return *pFormat;
-    throw Failure("is no PNG, JPEG or TIFF file");
+        if (pFormat->recognises && pFormat->recognises(start, nBytes)) return *pFormat;
+    throw Failure("is no PNG, JPEG, TIFF or BMP file");
 }
 
-Picture loadPicture(const std::string& path) {
+Picture loadPicture(const std::string& path, SIZE size) {
     const Format& format = formatOfFile(path);
     const Progress progress("loading " + baseName(path));
-    return format.load(path);
+    if (!size.width) {
+        if (!format.load) throw Failure("is bare samples, whose size has to be told: --size WxH");
+        return format.load(path);
+    }
+    if (!format.loadSized) throw Failure(std::string("is a ") + format.pName + " file, which tells its size itself");
+    checkSize(uint64_t(int64_t(size.width)), uint64_t(int64_t(size.height)));
+    return format.loadSized(path, size);
 }
 
 void savePicture(Picture& picture, const std::string& path) {

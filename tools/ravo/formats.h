@@ -14,19 +14,20 @@ struct Format {
     bool (*recognises)(const uint8_t* pStart, size_t nBytes);
     Picture (*load)(const std::string& path);
     void (*save)(Picture& picture, const std::string& path);
+    Picture (*loadSized)(const std::string& path, SIZE size) = nullptr;  // in place of load: bare samples
 };
 
-extern const Format kPng, kJpeg, kTiff;
+extern const Format kPng, kJpeg, kTiff, kBmp, kI420, kNv12, kNv21, kYuy2;
 
 std::span<const Format* const> formats() noexcept;
 
 /// The format whose extension the name has; throws if there is none.
 const Format& formatOfName(const std::string& path);
-/// The format of a file by its first bytes; throws if it is none of the table's.
+/// The format of a file by its first bytes, or of bare samples by its name; throws if it is none of the table's.
 const Format& formatOfFile(const std::string& path);
 
-/// Both throw a Failure without the file's name; the caller knows it.
-Picture loadPicture(const std::string& path);
+/// Both throw a Failure without the file's name; the caller knows it. A file that is bare samples needs its size told.
+Picture loadPicture(const std::string& path, SIZE size = {});
 void savePicture(Picture& picture, const std::string& path);
 
 /// Says something on standard error that is no failure: what a file holds that does not come into the picture.

@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "formats.h"
 #include "info.h"
+#include "parse.h"
 #include "steps.h"
 
 namespace {
@@ -31,20 +32,20 @@ void printHelp() {
     std::printf(
         "ravo: runs a picture through the steps of a chain\n"
         "\n"
-        "  ravo FILE STEP... -o OUT\n"
-        "  ravo info FILE [STEP...]  print the record of the picture as loaded, or after the steps\n"
+        "  ravo FILE [--size WxH] STEP... -o OUT\n"
+        "  ravo info FILE [--size WxH] [STEP...]  print the record of the picture as loaded, or after the steps\n"
         "  ravo --help\n"
         "\n"
         "Steps, done in the order in which they are given:\n");
     for (const Step& step : steps()) {
         const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
-        std::printf("  %-25s %s\n", left.c_str(), step.pHelp);
+        std::printf("  %-30s %s\n", left.c_str(), step.pHelp);
     }
     std::printf(
         "\n"
         "Coordinates are those of the picture as seen, from its top left corner. Neighbouring --bits, --order\n"
         "and --palette are one conversion; naming one of them again starts the next. An existing OUT is replaced\n"
-        "only by a complete one.\n"
+        "only by a complete one. --size is for files of bare samples, which have no header.\n"
         "\n"
         "Files:\n");
     for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);
@@ -58,15 +59,26 @@ void checkName(const std::string& path) {
     }
 }
 
+// What follows the step at i, which moves past it. Only steps begin with a hyphen where an argument may be left out.
+std::string takeArgument(const std::vector<std::string>& arguments, size_t& i, const Step& step) {
+    if (!step.pArgument) return {};
+    const bool bOptional = step.pArgument[0] == '[';
+    const bool bEnds = i + 1 == arguments.size();
+    if (bOptional && (bEnds || arguments[i + 1].starts_with("-"))) return {};
+    if (bEnds) throw Misuse{arguments[i] + " needs an argument: " + step.pArgument};
+    const std::string& argument = arguments[++i];
+    if (!step.pPrefix || argument != step.pPrefix) return argument;
+    if (i + 1 == arguments.size()) throw Misuse{std::string(step.pName) + " " + argument + " needs one more argument"};
+    return argument + " " + arguments[++i];
+}
+
 // Names of steps and of formats, and missing arguments, are judged before a file is touched.
 std::vector<Call> parseCalls(const std::vector<std::string>& arguments, size_t nFirst) {
     std::vector<Call> calls;
     for (size_t i = nFirst; i < arguments.size(); ++i) {
         const Step* pStep = findStep(arguments[i]);
         if (!pStep) throw Misuse{"there is no step '" + arguments[i] + "'"};
-        if (pStep->pArgument && i + 1 == arguments.size())
-            throw Misuse{arguments[i] + " needs an argument: " + pStep->pArgument};
-        calls.push_back({pStep, pStep->pArgument ? arguments[++i] : std::string()});
+        calls.push_back({pStep, takeArgument(arguments, i, *pStep)});
         if (std::strcmp(pStep->pName, "-o") == 0) checkName(calls.back().argument);
     }
     return calls;
@@ -84,12 +96,14 @@ int run(const std::vector<std::string>& arguments) {
         const size_t nFile = bInfo ? 1 : 0;
         if (nFile == arguments.size() || arguments[nFile].starts_with("-"))
             throw Misuse{"the file comes first, then its steps"};
-        const std::vector<Call> calls = parseCalls(arguments, nFile + 1);
+        const bool bSized = nFile + 1 < arguments.size() && arguments[nFile + 1] == "--size";
+        if (bSized && nFile + 2 == arguments.size()) throw Misuse{"--size needs an argument: WxH"};
+        const std::vector<Call> calls = parseCalls(arguments, nFile + (bSized ? 3 : 1));
         if (!bInfo && (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0))
             throw Misuse{"a chain ends with -o OUT, or its result is lost"};
         where = arguments[nFile];
         Chain chain;
-        chain.picture = loadPicture(where);
+        chain.picture = loadPicture(where, bSized ? parseSize(arguments[nFile + 2]) : SIZE{});
         for (const Call& call : calls) runStep(chain, *call.pStep, call.argument);
         finishSteps(chain);
         if (bInfo) printInfo(where, chain.picture);

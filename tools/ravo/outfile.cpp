@@ -23,6 +23,22 @@ File openFile(const std::string& path, const char* pMode) {
     return file;
 }
 
+std::vector<uint8_t> readFile(const std::string& path) {
+    const File file = openFile(path, "rb");
+    std::vector<uint8_t> bytes;
+    uint8_t part[1 << 16];
+    for (size_t n; (n = std::fread(part, 1, sizeof part, file.get())) > 0;) bytes.insert(bytes.end(), part, part + n);
+    if (std::ferror(file.get())) throw Failure("cannot be read");
+    return bytes;
+}
+
+void writeFile(const std::string& path, std::span<const uint8_t> first, std::span<const uint8_t> second) {
+    File file = openFile(path, "wb");
+    const bool bWritten = std::fwrite(first.data(), 1, first.size(), file.get()) == first.size() &&
+                          std::fwrite(second.data(), 1, second.size(), file.get()) == second.size();
+    if (std::fclose(file.release()) != 0 || !bWritten) throw Failure("cannot be written");
+}
+
 OutputFile::OutputFile(const std::string& target) : m_target(target) {
     struct stat info {};
     mode_t uMode;

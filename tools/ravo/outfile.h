@@ -1,9 +1,12 @@
-// A file that appears under its name only when it is complete.
+// Files as a whole, and one that appears under its name only when it is complete.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <memory>
+#include <span>
 #include <string>
+#include <vector>
 
 namespace ravo {
 
@@ -14,6 +17,11 @@ using File = std::unique_ptr<FILE, CloseFile>;
 
 /// Opens or throws.
 File openFile(const std::string& path, const char* pMode);
+
+/// All bytes of a file.
+std::vector<uint8_t> readFile(const std::string& path);
+/// Writes a file of two parts.
+void writeFile(const std::string& path, std::span<const uint8_t> first, std::span<const uint8_t> second = {});
 
 class OutputFile {
     std::string m_target, m_temporary;

@@ -53,6 +53,15 @@ uint32_t parseBytes(const std::string& text) {
     return n * nUnit;
 }
 
+SIZE parseSize(const std::string& text) {
+    const size_t nCross = text.find('x');
+    const SIZE size = nCross == std::string::npos
+                          ? SIZE{}
+                          : SIZE{parseNumber(text.substr(0, nCross)), parseNumber(text.substr(nCross + 1))};
+    if (size.width <= 0 || size.height <= 0) throw Failure("'" + text + "' is no size: WxH is expected");
+    return size;
+}
+
 RECT parseRect(const std::string& text) {
     const size_t nFirst = text.find(','), nSecond = text.find(',', nFirst + 1), nCross = text.find('x', nSecond + 1);
     if (nFirst == std::string::npos || nSecond == std::string::npos || nCross == std::string::npos)

@@ -10,6 +10,8 @@ namespace ravo {
 int32_t parseNumber(const std::string& text);
 /// A number of bytes above 0, with k or m for 1024 and 1024 x 1024; it fits 32 bits.
 uint32_t parseBytes(const std::string& text);
+/// WxH, both above 0.
+SIZE parseSize(const std::string& text);
 /// X,Y,WxH as left, top and sizes; right and bottom are sums.
 RECT parseRect(const std::string& text);
 

@@ -36,6 +36,11 @@ Palette grayPalette(int32_t nBits, bool bDescending) {
     return palette;
 }
 
+Palette wholePalette(Palette palette, int32_t nBits) {
+    palette.resize(size_t(1) << nBits, palette.empty() ? RGBQUAD{} : palette.back());
+    return palette;
+}
+
 bool samePalette(const Palette& a, const Palette& b) noexcept {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const RGBQUAD& p, const RGBQUAD& q) {
         return p.rgbRed == q.rgbRed && p.rgbGreen == q.rgbGreen && p.rgbBlue == q.rgbBlue;
@@ -46,6 +51,10 @@ bool isGrayPalette(const Palette& palette) noexcept {
     return !palette.empty() && std::all_of(palette.begin(), palette.end(), [](const RGBQUAD& p) {
         return p.rgbRed == p.rgbGreen && p.rgbGreen == p.rgbBlue;
     });
+}
+
+bool hasAlpha(const BITMAPRECORD& bm) noexcept {
+    return bm.BitsPerPixel == 64 || (bm.BitsPerPixel == 32 && bm.Order != ORDER_GRAY);
 }
 
 SIZE viewedSize(const BITMAPRECORD& bm) noexcept {

@@ -53,9 +53,14 @@ void putRow(Picture& picture, const uint8_t* pRow, int32_t nRow);
 
 /// A grey palette of 2^nBits entries from black to white, or from white to black.
 Palette grayPalette(int32_t nBits, bool bDescending = false);
+/// A palette with all entries of its depth. Those that are not there become a colour that is, so that none comes in.
+Palette wholePalette(Palette palette, int32_t nBits);
 bool samePalette(const Palette& a, const Palette& b) noexcept;
 /// All entries are grey, in whatever order.
 bool isGrayPalette(const Palette& palette) noexcept;
+
+/// The pixels have a fourth sample for alpha.
+bool hasAlpha(const BITMAPRECORD& bm) noexcept;
 
 /// Size of the picture as seen, which is the stored size, or that turned.
 SIZE viewedSize(const BITMAPRECORD& bm) noexcept;

@@ -141,10 +141,10 @@ Picture makePicture(const Header& header, bool bExpandAlpha) {
         return header.nBits == 16 ? Picture(nWidth, nHeight, 16, ORDER_GRAY)
                                   : Picture(nWidth, nHeight, header.nBits, ORDER_RGB, grayPalette(header.nBits));
     if (header.nType == PNG_COLOR_TYPE_RGB) return Picture(nWidth, nHeight, header.nBits * 3, ORDER_RGB);
-    Palette palette(size_t(1) << header.nBits);
-    for (size_t i = 0; i < std::min(palette.size(), size_t(header.nPalette)); ++i)
+    Palette palette(std::min(size_t(1) << header.nBits, size_t(header.nPalette)));
+    for (size_t i = 0; i < palette.size(); ++i)
         palette[i] = {header.pPalette[i].blue, header.pPalette[i].green, header.pPalette[i].red, 0};
-    return Picture(nWidth, nHeight, header.nBits, ORDER_RGB, palette);
+    return Picture(nWidth, nHeight, header.nBits, ORDER_RGB, wholePalette(std::move(palette), header.nBits));
 }
 
 void setTransparency(BITMAPRECORD& bm, const Header& header) noexcept {

@@ -2,13 +2,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <cstring>
 
+#include "alpha.h"
 #include "failure.h"
 #include "formats.h"
 #include "parse.h"
 #include "pixel.h"
 #include "progress.h"
+#include "space.h"
 #include "storage.h"
 
 namespace ravo {
@@ -85,19 +88,68 @@ void wantOrder(Chain& chain, const std::string& argument) {
 }
 
 void wantPalette(Chain& chain, const std::string& argument) {
-    if (argument != "fixed" && argument != "gray" && argument != "web")
-        throw Failure("the palettes are fixed, gray and web");
     chain.wanted.palette = argument;
+    if (argument == "fixed" || argument == "gray" || argument == "web") return;
+    chain.wanted.entries = loadPicture(argument).palette();
+    if (chain.wanted.entries.empty()) throw Failure("the picture has no palette");
+    for (RGBQUAD& entry : chain.wanted.entries) entry.rgbReserved = 0;  // would tell a role
 }
 
 void convertAsWanted(Chain& chain) {
     const WantedForm wanted = std::exchange(chain.wanted, {});
     try {
         const Form form = resolveForm(chain.picture, wanted);
-        chain.picture = convertPicture(chain.picture, form);
+        chain.picture = convertPicture(chain.picture, form, chain.uDither);
     } catch (const Failure& failure) {
         throw Failure(wanted.steps + ": " + failure.what());
     }
+}
+
+void gray(Chain& chain, const std::string& argument) {
+    const int32_t nBits = argument.empty() ? 8 : parseNumber(argument);
+    if (nBits != 8 && nBits != 12 && nBits != 16 && nBits != 32) throw Failure("grey has 8, 12, 16 or 32 bits");
+    chain.picture = grayPicture(chain.picture, nBits);
+}
+
+void colors(Chain& chain, const std::string& argument) {
+    const int32_t nColors = parseNumber(argument);
+    if (nColors < 2 || nColors > 256) throw Failure("there may be 2 to 256 colours");
+    chain.picture = bestColors(chain.picture, uint32_t(nColors), chain.uDither);
+}
+
+void setDither(Chain& chain, const std::string& argument) {
+    // By the number of the method.
+    static constexpr const char* kMethods[] = {"none",      "floyd",  "stucki",  "burkes",   "sierra",
+                                               "stevenson", "jarvis", "ordered", "clustered"};
+    const auto* pMethod = std::find(std::begin(kMethods), std::end(kMethods), argument);
+    if (pMethod == std::end(kMethods)) {
+        std::string names;
+        for (const char* pName : kMethods) names += std::string(" ") + pName;
+        throw Failure("'" + argument + "' is no method of dithering; there are" + names);
+    }
+    chain.uDither = uint32_t(pMethod - kMethods);
+}
+
+void alpha(Chain& chain, const std::string& argument) {
+    Picture& picture = chain.picture;
+    if (argument == "extract") {
+        picture = alphaOf(picture);
+        return;
+    }
+    if (!argument.starts_with("set ")) throw Failure("extract, set FILE or set VALUE is expected");
+    const std::string source = argument.substr(4);
+    if (source.find_first_not_of("0123456789") != std::string::npos) {
+        setAlpha(picture, loadPicture(source));
+        return;
+    }
+    const int32_t nAlpha = parseNumber(source);
+    if (nAlpha > 255) throw Failure("alpha goes from 0 to 255");
+    setAlpha(picture, uint32_t(nAlpha));
+}
+
+void premultiply(Chain& chain, const std::string&) {
+    if (!hasAlpha(*chain.picture)) throw Failure("the picture has no alpha");
+    multiplyAlpha(chain.picture, true);
 }
 
 // ---- pixels ------------------------------------------------------------------------------------------------------
@@ -168,6 +220,10 @@ void store(Chain& chain, const std::string& argument) {
     moveToStorage(chain.picture, parseStorage(argument), chain.nTileBytes);
 }
 
+void tellSpace(Chain& chain, const std::string& argument) {
+    std::fputs(spaceText(chain.picture, argument).c_str(), stdout);
+}
+
 void write(Chain& chain, const std::string& argument) { savePicture(chain.picture, argument); }
 
 // ---- the table ---------------------------------------------------------------------------------------------------
@@ -177,12 +233,24 @@ constexpr Step kSteps[] = {
     {"--trim", nullptr, "cut away the border that has the colour of the top left pixel", trim},
     {"--bits", "N", "bits per pixel: 1 to 8, 12, 16, 24, 32, 48 or 64", wantBits, true},
     {"--order", "rgb|bgr|gray", "colour order; gray has 1 to 8, 12, 16 or 32 bits", wantOrder, true},
-    {"--palette", "fixed|gray|web", "palette of up to 8 bits; web has 8", wantPalette, true},
+    {"--palette", "fixed|gray|web|FILE", "palette of up to 8 bits; web has 8; FILE gives the palette of a picture",
+     wantPalette, true},
+    {"--gray", "[8|12|16|32]", "grey of so many bits, 8 if none are told", gray},
+    {"--colors", "N", "the best 2 to 256 colours for the picture", colors},
+    {"--dither", "METHOD",
+     "how colours are reduced from here on: none, floyd, stucki, burkes, sierra,\n"
+     "                                 stevenson, jarvis, ordered or clustered",
+     setDither},
+    {"--alpha", "extract|set FILE|VALUE", "go on with the alpha; or set it: a picture's greys, or 0 to 255", alpha,
+     false, "set"},
+    {"--premultiply", nullptr, "multiply the colours by their alpha", premultiply},
     {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
     {"--invert-view", nullptr, "store the rows in the other order; the picture stays as it is", invertView},
     {"--copy", nullptr, "go on with a copy of the bitmap", copy},
     {"--tile-size", "BYTES[k|m]", "size of the tiles that --storage tiled makes from here on", setTileSize},
     {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},
+    {"--space", "MODEL",
+     "print the least, mean and largest sample of each channel: rgb, yuv, cmyk, hsv, hls, yiq or cmy", tellSpace},
     {"-o", "OUT", "write the picture as it is here; the name tells the format", write},
 };
 

@@ -13,15 +13,17 @@ namespace ravo {
 struct Chain {
     Picture picture{};
     WantedForm wanted{};      // collected from neighbouring steps, done before the next one that is none of them
+    uint32_t uDither = 0;     // DITHER_ method for steps that reduce colours from here on
     uint32_t nTileBytes = 0;  // for tiled storage from here on; 0 is the library's choice
 };
 
 struct Step {
     const char* pName;
-    const char* pArgument;  // its form, or null for a step without one
+    const char* pArgument;  // its form, in brackets if it may be left out, or null for a step without one
     const char* pHelp;
     void (*run)(Chain& chain, const std::string& argument);
-    bool bJoins = false;  // only tells a wish; neighbours of this kind are one conversion
+    bool bJoins = false;            // only tells a wish; neighbours of this kind are one conversion
+    const char* pPrefix = nullptr;  // an argument of this word goes on with the next one, after a space
 };
 
 std::span<const Step> steps() noexcept;
