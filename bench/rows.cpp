@@ -344,35 +344,6 @@ void rectangles(Bitmap& photo) {
         });
 }
 
-// Whole pictures: a record of the caller's data takes the photo's place, so that every run starts from colour.
-void colorAndGray(Bitmap& photo) {
-    BITMAPRECORD gray{};
-    run(
-        "gray.bitmap_24", 12, 48,
-        [&] {
-            R_FreeBitmap(&gray);
-            R_CreateBitmap(&gray, sizeof gray, BMMEM_USER, kWidth, kHeight, 24, ORDER_BGR, nullptr, TOP_LEFT,
-                           photo.pData, photo.Size);
-            R_GrayScaleBitmap(&gray, 8);
-        },
-        [&] {
-            return gray.BitsPerPixel == 8 && sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
-                       return gray.pData[size_t(y) * gray.BytesPerLine + size_t(x)] == grayOf(photo.row(y) + x * 3);
-                   });
-        });
-    R_FreeBitmap(&gray);
-    uint32_t nColors = 0;
-    run(
-        "colorcount.24", 12, 36, [&] { R_GetBitmapColorCountExt(&photo, &nColors, nullptr); },
-        [&] {
-            std::vector<bool> seen(1 << 24);
-            for (int32_t y = 0; y < kHeight; ++y)
-                for (const uint8_t* p = photo.row(y); p < photo.row(y) + kWidth * 3; p += 3)
-                    seen[p[0] | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16] = true;
-            return nColors == uint32_t(std::count(seen.begin(), seen.end(), true));
-        });
-}
-
 // Hue, saturation, value, and the samples of video.
 void colorModels(Bitmap& photo) {
     Bitmap out(24, kWidth, kHeight, ORDER_BGR);
@@ -415,6 +386,35 @@ void colorModels(Bitmap& photo) {
     R_GetBitmapYUVData(&photo, samples.data(), &packed, YUV_YUY2);
     run(
         "yuv.yuy2_to_bgr24", 12, 60, [&] { R_SetBitmapYUVData(&out, samples.data(), packed, YUV_YUY2); }, isPhoto);
+}
+
+// Whole pictures: a record of the caller's data takes the photo's place, so that every run starts from colour.
+void colorAndGray(Bitmap& photo) {
+    BITMAPRECORD gray{};
+    run(
+        "gray.bitmap_24", 12, 48,
+        [&] {
+            R_FreeBitmap(&gray);
+            R_CreateBitmap(&gray, sizeof gray, BMMEM_USER, kWidth, kHeight, 24, ORDER_BGR, nullptr, TOP_LEFT,
+                           photo.pData, photo.Size);
+            R_GrayScaleBitmap(&gray, 8);
+        },
+        [&] {
+            return gray.BitsPerPixel == 8 && sampled(kWidth, kHeight, [&](int32_t x, int32_t y) {
+                       return gray.pData[size_t(y) * gray.BytesPerLine + size_t(x)] == grayOf(photo.row(y) + x * 3);
+                   });
+        });
+    R_FreeBitmap(&gray);
+    uint32_t nColors = 0;
+    run(
+        "colorcount.24", 12, 36, [&] { R_GetBitmapColorCountExt(&photo, &nColors, nullptr); },
+        [&] {
+            std::vector<bool> seen(1 << 24);
+            for (int32_t y = 0; y < kHeight; ++y)
+                for (const uint8_t* p = photo.row(y); p < photo.row(y) + kWidth * 3; p += 3)
+                    seen[p[0] | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16] = true;
+            return nColors == uint32_t(std::count(seen.begin(), seen.end(), true));
+        });
 }
 
 }  // namespace

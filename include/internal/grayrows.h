@@ -23,4 +23,8 @@ void addLevelsToGray(RowPlan& plan, RowWork& w, int32_t nBitsDst, const RGBQUAD*
 // Adds v x nFull / mask, truncated, where that changes anything.
 void addScaleLevels(RowPlan& plan, RowWork& w, uint32_t nFull) noexcept;
 
+// Tells MinVal and MaxVal the range of a bitmap's greys, which the rows alone know at 32 bits. 1, or a status of
+// R_IntGetMinMaxValGray.
+int32_t refreshGrayRange(BITMAPRECORD& bm) noexcept;
+
 }  // namespace rv

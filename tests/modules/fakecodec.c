@@ -1,12 +1,13 @@
 // A codec module that tests can make fail: pairs of a count and a byte, which noise makes twice as long. It takes both
 // formats.
 #include <ravokit/codec.h>
+#include <stdatomic.h>
 #include <string.h>
 
 // What the next calls do, as fakeControl was told: nothing special; refuse to save; claim more bytes than there was
 // room for; claim none; refuse to load; give another status than 1 for a load that went well.
 enum { kWell, kRefuseSave, kSaveTooMuch, kSaveNothing, kRefuseLoad, kLoadOddly };
-static int g_nMode = kWell, g_nSaves = 0, g_nLoads = 0;
+static atomic_int g_nMode = kWell, g_nSaves = 0, g_nLoads = 0;
 
 // Counts of the calls so far come back.
 RV_API void fakeControl(int nMode, int* pnSaves, int* pnLoads);

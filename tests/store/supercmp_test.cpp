@@ -1,7 +1,10 @@
 // Super-compressed bitmaps: strips against flat rows, saves that fail, heights, and the codec modules by themselves.
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <optional>
+#include <thread>
+#include <vector>
 
 #include "support/bitmaps.h"
 #include "support/modules.h"
@@ -240,6 +243,24 @@ TEST(StripModules, AreCountedAndMissed) {
         }
         EXPECT_FALSE(isResident("whole", name));
     }
+}
+
+TEST(StripModules, ThreadsShareOneModule) {
+    const ModuleFolder folder("whole");
+    std::atomic<int> wrong{0};
+    {
+        std::vector<std::jthread> threads;
+        for (int t = 0; t < 4; ++t)
+            threads.emplace_back([&wrong, t] {
+                for (int i = 0; i < 50; ++i) {
+                    Strips strips(t % 2 ? 1 : 24, 9, 40);
+                    if (strips.status == 1) strips.fill(uint32_t(i));
+                    wrong += strips.status != 1 || contents(strips.bm) != strips.model;
+                }
+            });
+    }
+    EXPECT_EQ(wrong, 0);
+    EXPECT_FALSE(isResident("whole", "Ravokit.Codecs.Photo") || isResident("whole", "Ravokit.Codecs.Fax"));
 }
 
 // The codec modules of the build through their entry points.

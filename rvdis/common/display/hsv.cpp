@@ -1,5 +1,6 @@
 // Hue, saturation, value. Hue is a ratio of two channels over each third of the circle, not the usual hexagon.
 #include <algorithm>
+#include <array>
 
 #include "internal/colorspace_.h"
 #include "internal/pixels.h"
@@ -58,9 +59,22 @@ constexpr Bgr colorOf(N nHue, N nLow, N nMost) noexcept {
     return bgr(nLow + (360 - nHue) * d / (nHue - 240), nLow, nMost);
 }
 
+// What a hue adds to the smallest channel, in 65536ths of the way to the largest. One more than the truncated share
+// makes d x share >> 16 the truncated quotient: it exceeds that by less than the least divisor's 1 / 120.
+constexpr auto kShares = [] {
+    std::array<Bgr, 256> shares{};
+    for (int32_t h = 0; h < 256; ++h) {
+        const Bgr c = colorOf<int32_t>(h * 360 >> 8, 0, 65536);
+        shares[size_t(h)] = {c.b + 1, c.g + 1, c.r + 1};
+    }
+    return shares;
+}();
+
+// Without saturation nothing is added, and all channels are the value.
 constexpr Bgr bgrOf8(const Hsv& c) noexcept {
-    if (c.s == 0) return {c.v, c.v, c.v};
-    return colorOf<int32_t>(int32_t(c.h * 360 >> 8), int32_t((255 - c.s) * c.v / 255), int32_t(c.v));
+    const uint32_t nLow = (255 - c.s) * c.v / 255, d = c.v - nLow;
+    const Bgr& share = kShares[c.h];
+    return {nLow + (d * share.b >> 16), nLow + (d * share.g >> 16), nLow + (d * share.r >> 16)};
 }
 
 // In double precision throughout, with degrees and the smallest channel as they come; the circle is that of hsvOf.

@@ -9,6 +9,7 @@
 #include "internal/bgrrows.h"
 #include "internal/bitmap_.h"
 #include "internal/colorres_.h"
+#include "internal/grayrows.h"
 #include "internal/progress.h"
 #include "ravokit/dither.h"
 #include "ravokit/grayscale.h"
@@ -237,15 +238,6 @@ int32_t fillTarget(BITMAPRECORD& src, BITMAPRECORD& dst, const Resolution& r, co
     return lockSrc.release(lockDst.release(resolveRows(src, dst, resolve, sink)));
 }
 
-// The range of grey samples, which the rows alone tell at 32 bits.
-int32_t findRange(BITMAPRECORD& bm) noexcept {
-    int64_t nMin = bm.MinVal, nMax = bm.MaxVal;
-    if (const int32_t n = R_IntGetMinMaxValGray(&bm, &nMin, &nMax); n != 1) return n;
-    bm.MinVal = int32_t(nMin);
-    bm.MaxVal = int32_t(nMax);
-    return 1;
-}
-
 // The source's place is taken: what travels on goes to the destination, the rest is freed. Cannot fail.
 void takePlace(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
     dst.pOverlays = std::exchange(src.pOverlays, nullptr);
@@ -281,7 +273,7 @@ int32_t run(BITMAPRECORD& bm, BITMAPRECORD* pDst, uint32_t uStructSize, const Re
     copy.end();
     if (!pDst) return 1;
     if (dst.Order == ORDER_GRAY)
-        if (const int32_t n = findRange(dst); n != 1) return n;
+        if (const int32_t n = refreshGrayRange(dst); n != 1) return n;
     if (const int32_t n = bInPlace ? copyLockCount(dst, src) : R_CopyBitmapExtraData(&dst, &src, 0); n != 1) return n;
     if (bInPlace) {
         src.pDitherData = pDitherBefore;  // of rows that are gone

@@ -142,22 +142,17 @@ int32_t grayRows(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
     return 1;
 }
 
-// The grey bitmap's record and storage.
-int32_t makeTarget(BITMAPRECORD& dst, BITMAPRECORD& src, int32_t nBits) noexcept {
+// The grey bitmap's record.
+int32_t initTarget(BITMAPRECORD& dst, const BITMAPRECORD& src, int32_t nBits) noexcept {
+    if (const int32_t n = R_InitBitmap(&dst, src.uStructSize, src.Width, src.Height, nBits); n != 1) return n;
     dst.ViewPerspective = src.ViewPerspective;
     dst.XResolution = src.XResolution;
     dst.YResolution = src.YResolution;
     dst.Flags |= src.Flags & (BMF_RGN_NOCLIP | BMF_PREMULTIPLIED);
     R_CopyPlaybackParms(&dst, &src);
-    if (nBits > 8) {
-        dst.Order = ORDER_GRAY;
-        R_InitGrayParams(&dst);
-    } else if (const int32_t n = R_CreateBitmapGrayPalette(&dst); n != 1) {
-        return n;
-    }
-    uint32_t uMemory = src.Flags & BMF_DISK ? BMMEM_DISK : BMMEM_CONVENTIONAL;
-    if (const int32_t n = R_IntBeginCopyBitmap(&dst, &src, 0, &uMemory); n != 1) return n;
-    return allocateBitmap(dst, uMemory, dst.pPalette);
+    if (nBits == 8) return R_CreateBitmapGrayPalette(&dst);
+    dst.Order = ORDER_GRAY;
+    return R_InitGrayParams(&dst);
 }
 
 int32_t fillTarget(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
@@ -183,19 +178,18 @@ void takePlace(BITMAPRECORD& bm, BitmapOwner& fresh) noexcept {
 
 int32_t replaceByGray(BITMAPRECORD& bm, int32_t nBits) noexcept {
     BitmapOwner fresh;
-    if (const int32_t n = R_InitBitmap(&fresh.record, bm.uStructSize, bm.Width, bm.Height, nBits); n != 1) return n;
-    int32_t nStatus = makeTarget(fresh.record, bm, nBits);
+    if (const int32_t n = initTarget(fresh.record, bm, nBits); n != 1) return n;
+    uint32_t uMemory = bm.Flags & BMF_DISK ? BMMEM_DISK : BMMEM_CONVENTIONAL;
+    if (const int32_t n = R_IntBeginCopyBitmap(&fresh.record, &bm, 0, &uMemory); n != 1) return n;
+    int32_t nStatus = allocateBitmap(fresh.record, uMemory, fresh.record.pPalette);
     if (nStatus == 1) nStatus = fillTarget(fresh.record, bm);
+    if (nStatus == 1) nStatus = refreshGrayRange(fresh.record);
     if (nStatus == 1) nStatus = copyLockCount(fresh.record, bm);
     if (nStatus != 1) {
         releaseAll(fresh.record);
         R_IntEndCopyBitmap(&bm, 0);
         return nStatus;
     }
-    int64_t nMin = fresh.record.MinVal, nMax = fresh.record.MaxVal;
-    R_IntGetMinMaxValGray(&fresh.record, &nMin, &nMax);
-    fresh.record.MinVal = int32_t(nMin);
-    fresh.record.MaxVal = int32_t(nMax);
     takePlace(bm, fresh);
     return 1;
 }

@@ -3,6 +3,7 @@
 #include <cstdlib>
 
 #include "internal/bgrrows.h"
+#include "internal/grayrows.h"
 #include "internal/simd.h"
 #include "ravokit/grayscale.h"
 
@@ -96,6 +97,15 @@ int32_t findRange(BITMAPRECORD& bm, LevelRange& range) noexcept {
 }
 
 }  // namespace
+
+int32_t refreshGrayRange(BITMAPRECORD& bm) noexcept {
+    int64_t nMin = bm.MinVal, nMax = bm.MaxVal;
+    if (const int32_t n = R_IntGetMinMaxValGray(&bm, &nMin, &nMax); n != 1) return n;
+    bm.MinVal = int32_t(nMin);
+    bm.MaxVal = int32_t(nMax);
+    return 1;
+}
+
 }  // namespace rv
 
 using namespace rv;
