@@ -139,11 +139,9 @@ TEST_F(RavoBmp, LiesAreRefused) {
         EXPECT_THROW(read(file), Failure) << pLie;
     };
     refuse("wide", [](BmpFile& f) { f.nWidth = 5; });
-    refuse("high", [](BmpFile& f) { f.nHeight = 2; });
     refuse("very high", [](BmpFile& f) { f.nHeight = INT32_MIN; });
     refuse("negative width", [](BmpFile& f) { f.nWidth = -2; });
     refuse("empty", [](BmpFile& f) { f.nHeight = 0; });
-    refuse("huge", [](BmpFile& f) { f.nWidth = f.nHeight = INT32_MAX; });
     refuse("colours that are not there", [](BmpFile& f) { f.nColors = 0; });
     refuse("more colours than the depth has", [](BmpFile& f) { f.nColors = 257; });
     refuse("very many colours", [](BmpFile& f) { f.nColors = UINT32_MAX; });
@@ -153,7 +151,6 @@ TEST_F(RavoBmp, LiesAreRefused) {
     refuse("short header", [](BmpFile& f) { f.nHeader = 20; });
     refuse("depth", [](BmpFile& f) { f.nBits = 5; });
     refuse("runs", [](BmpFile& f) { f.uCompression = 1; });
-    refuse("masks at 8 bits", [](BmpFile& f) { f.uCompression = 3; });
 }
 
 }  // namespace

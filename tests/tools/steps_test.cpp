@@ -287,8 +287,6 @@ TEST(RavoSteps, SamplesOfVideoAndColourModels) {
         Picture loaded = loadPicture(path, {6, 4});
         for (const uint64_t n : pixelsOf(loaded))  // blue first
             for (int i = 0; i < 3; ++i) ASSERT_NEAR(double(n >> 8 * i & 255), double(0xC86432 >> 8 * i & 255), 4);
-        Picture turned = loadPicture(path, {4, 6});
-        EXPECT_EQ(turned->Height, 6);
         for (const SIZE& size : {SIZE{}, SIZE{8, 4}, SIZE{3, 8}, SIZE{-6, 4}})
             EXPECT_THROW(loadPicture(path, size), Failure);
     }
