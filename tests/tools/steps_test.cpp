@@ -194,6 +194,13 @@ TEST(RavoSteps, ReducingStepsDitherByTheMethodThatStandsBeforeThem) {
         Picture wantGiven = resolvedBy(source, 4, CRF_USERPALETTE | uBits, holder.palette(), 16);
         EXPECT_EQ(colorsOf(given), colorsOf(wantGiven));
     }
+    Picture red(64, 64, 24, ORDER_RGB);  // which is a grey of 72
+    ASSERT_EQ(R_FillBitmap(red.get(), 0x2020C0), 1);
+    Picture grays = after(red, {{"--dither", "floyd"}, {"--palette", "gray"}, {"--bits", "4"}});
+    uint64_t uSum = 0;
+    for (const uint64_t n : colorsOf(grays)) uSum += n & 255;
+    EXPECT_NEAR(double(uSum) / 4096, (32 + 5 * 32 + 2 * 194) >> 3, 1);
+
     std::sort(seen.begin(), seen.end());
     EXPECT_EQ(std::unique(seen.begin(), seen.end()), seen.end()) << "two methods are one";
 
