@@ -29,8 +29,7 @@ inline KeptBits physicalBits(const BITMAPRECORD& bm) noexcept {
 inline bool coversLevels(uint32_t nLength, const KeptBits& kept) noexcept { return nLength > kept.mask(); }
 
 // Hands out rows as blue, green, red. Wider samples give their high bytes, grey its level at 8 bits or its entry of the
-// bitmap's table, palette indices the entry. The
-// pointer lasts until the next row.
+// bitmap's table, palette indices the entry. The pointer lasts until the next row.
 class BgrRows {
     BITMAPRECORD& m_bm;
     RowReader m_reader;
@@ -71,7 +70,7 @@ public:
         const uint8_t* pRow = m_reader.read(nRow);
         if (!pRow || m_bDirect) return pRow;
         if (m_args.nOrderSrc == ORDER_ROMM) {
-            std::memcpy(m_row.get(), pRow, m_bm.BytesPerLine);
+            std::memcpy(m_row.get(), pRow, packedBytes(uint32_t(m_bm.Width), uint32_t(m_bm.BitsPerPixel)));
             convertInPlace(m_args, m_row.get());
         } else {
             convertRow(m_args, m_row.get(), pRow);

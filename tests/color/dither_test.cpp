@@ -211,11 +211,11 @@ struct Reference {
 struct Source {
     int32_t bits, order;
 };
-constexpr Source kSources[] = {{24, ORDER_BGR}, {24, ORDER_RGB}, {32, ORDER_BGR}, {32, ORDER_RGB},  {16, ORDER_BGR},
-                               {16, ORDER_RGB}, {48, ORDER_BGR}, {48, ORDER_RGB}, {64, ORDER_BGR},  {64, ORDER_RGB},
-                               {1, ORDER_RGB},  {2, ORDER_RGB},  {3, ORDER_RGB},  {4, ORDER_RGB},   {5, ORDER_RGB},
-                               {6, ORDER_RGB},  {7, ORDER_RGB},  {8, ORDER_RGB},  {12, ORDER_GRAY}, {16, ORDER_GRAY},
-                               {32, ORDER_GRAY}};
+constexpr Source kSources[] = {{24, ORDER_BGR},  {24, ORDER_RGB},   {32, ORDER_BGR}, {32, ORDER_RGB},  {16, ORDER_BGR},
+                               {16, ORDER_RGB},  {48, ORDER_BGR},   {48, ORDER_RGB}, {64, ORDER_BGR},  {64, ORDER_RGB},
+                               {1, ORDER_RGB},   {2, ORDER_RGB},    {3, ORDER_RGB},  {4, ORDER_RGB},   {5, ORDER_RGB},
+                               {6, ORDER_RGB},   {7, ORDER_RGB},    {8, ORDER_RGB},  {12, ORDER_GRAY}, {16, ORDER_GRAY},
+                               {32, ORDER_GRAY}, {16, ORDER_BGR565}};
 
 // Pixels that wander, with jumps, so that errors neither vanish nor always clamp.
 Bytes wanderingRow(int32_t nBits, size_t nWidth, uint32_t seed) {
@@ -241,7 +241,9 @@ Color colorOf(const BITMAPRECORD& bm, const uint8_t* row, size_t x) {
         const int n = int(v >> (bm.BitsPerPixel - 8) & 255);
         return {n, n, n};
     }
-    if (bm.BitsPerPixel == 16)
+    if (bm.Order == ORDER_BGR565)
+        c = {wide(int(v & 31)), int(v >> 5 & 63) * 4 + int(v >> 9 & 3), wide(int(v >> 11 & 31))};
+    else if (bm.BitsPerPixel == 16)
         c = {wide(int(v & 31)), wide(int(v >> 5 & 31)), wide(int(v >> 10 & 31))};
     else if (bm.BitsPerPixel >= 48)
         c = {channel(8), channel(24), channel(40)};

@@ -3,10 +3,8 @@
 #include <cstring>
 #include <new>
 
-#include "internal/convert_.h"
+#include "internal/bgrrows.h"
 #include "internal/dither_.h"
-#include "internal/opening.h"
-#include "internal/pixels.h"
 
 namespace rv {
 namespace {
@@ -108,9 +106,7 @@ bool setErrors(DITHERDATA& data, uint32_t nWidth) noexcept {
 
 void setSource(DITHERDATA& data, const BITMAPRECORD& bm) noexcept {
     data.nBitsPerPixelSrc = bm.BitsPerPixel;
-    if (bm.BitsPerPixel <= 8 && !bm.pPalette) R_GetFixedPalette(data.SrcPalette, bm.BitsPerPixel);
-    if (bm.BitsPerPixel <= 8 && bm.pPalette)
-        std::copy_n(bm.pPalette, std::min(bm.nColors, kMostColors), data.SrcPalette);
+    if (bm.BitsPerPixel <= 8) std::copy_n(PaletteOf(bm).entries, kMostColors, data.SrcPalette);
     const bool bTable = bm.pLUT || (hasWideFields(bm) && bm.pLUT16);
     const KeptBits kept = keptBits(bm.PhysicalHighBit < 0 ? bm.BitsPerPixel - 1 : bm.PhysicalHighBit,
                                    std::max(bm.PhysicalLowBit, 0), bTable ? uint32_t(bm.BitsPerPixel) : 8);

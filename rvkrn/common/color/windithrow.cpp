@@ -68,7 +68,8 @@ const uint8_t* readDitherRow(DITHERDATA& data, const BITMAPRECORD& bm, uint8_t* 
     }
     if (bm.Order == ORDER_ROMM && (nBits == 24 || nBits == 48))
         R_ConvertBuffer(pRow, int32_t(n), nBits, nBits, ORDER_ROMM, ORDER_BGR, nullptr, nullptr);
-    const int32_t nOrder = bm.Order == ORDER_RGB ? ORDER_RGB : ORDER_BGR;
+    const bool bKeeps = bm.Order == ORDER_RGB || (bm.Order == ORDER_BGR565 && nBits == 16);
+    const int32_t nOrder = bKeeps ? bm.Order : int32_t(ORDER_BGR);
     if (nBits == 32 && nOrder == ORDER_BGR) return pRow;
     ConvertArgs args{int32_t(n), nBits, 32, nOrder, ORDER_BGR, data.SrcPalette};
     convertRow(args, pPixels, pRow);
