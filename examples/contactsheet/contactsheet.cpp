@@ -20,9 +20,10 @@ namespace {
 using examples::Canvas;
 using examples::Rgb;
 
-constexpr int kColumns = 4, kTileWidth = 320, kTileHeight = 240, kGap = 24, kMargin = 36, kHead = 84, kCaption = 54;
-constexpr Rgb kPaper{247, 245, 241}, kInk{40, 42, 48}, kPale{112, 114, 122}, kFrame{206, 202, 194},
-    kTray{232, 229, 223};
+constexpr int kColumns = 5, kTileWidth = 240, kTileHeight = 180, kGap = 24, kMargin = 36, kHead = 84, kCaption = 54;
+// Flat areas have colours of five bits a channel, which stay as they are when the sheet is reduced to a palette.
+constexpr Rgb kPaper{247, 247, 239}, kInk{41, 41, 49}, kPale{115, 115, 123}, kFrame{206, 206, 198},
+    kTray{231, 231, 222};
 
 // A picture as 24 bits; alpha is laid over a chequered ground.
 Canvas colorsOf(ravo::Picture& picture) {

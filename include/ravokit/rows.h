@@ -7,7 +7,13 @@
 //
 // The four calls return the count of bytes moved, or: -13 null bitmap or buffer, -789 unknown record size, the non-zero
 // result of pfnGetRow or pfnPutRow, -2 conventional bitmap without pData (movable memory that isn't locked), -4 seek
-// failed, -7 read failed, -5 write failed, -1 no storage class or a tile that can't be written.
+// failed, -7 read failed, -5 write failed, -1 no storage class, a tile that can't be written or no memory for a run
+// list, -13 a row or column outside of a compressed bitmap.
+//
+// Tiles give the whole count for every read; what can't be read is clear. Compressed bitmaps (1 bit) take columns by
+// whole bytes and store no bits behind the last column. Compressed strips count a column as three bytes at 8 bits, too,
+// and move less than was asked for where the rows end or a strip can't be opened. A write to strips that can't be done
+// moves the bitmap to conventional memory or to disk first; where that fails, its status is the result.
 #pragma once
 
 #include "bitmap.h"

@@ -143,7 +143,7 @@ TEST(Yuv, PicturesOfEveryLayoutDepthAndHolding) {
                                 if (k == 0)
                                     to = nBits == 8 ? *at(x, y) : uint8_t(samplePlain(0, at(x, y)));
                                 else
-                                    to = nBits == 8 ? 128 : uint8_t(sum / int(2 * nRows));
+                                    to = uint8_t(nBits == 8 ? 128 : sum / int(2 * nRows));
                             }
                         }
                     uSize += 8;

@@ -287,6 +287,9 @@ TEST_F(TempFile, BudgetsAreCountedByTheOptionsAtOpen) {
     EXPECT_EQ(seek(hA, 2047), 2047);  // the end of the first block: what is left has no slack
     EXPECT_EQ(R_RedirectedTempFileWrite(hA, nullptr, 0), 0);
     EXPECT_EQ(rv::memoryFileTotal(), 2047u);
+    EXPECT_EQ(write(hA, Bytes(1)), 1);  // at its very end, too
+    EXPECT_EQ(R_RedirectedTempFileWrite(hA, nullptr, 0), 0);
+    EXPECT_EQ(rv::memoryFileTotal(), 2048u);
     for (const RVFILE h : {hA, hB, hC}) EXPECT_EQ(R_RedirectedTempFileClose(h), 0);
     for (const Name& name : {a, b, c}) EXPECT_EQ(R_DeleteTempFile(name.c_str()), 1);
 }

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "support/faults.h"
 #include "support/modules.h"
 
 namespace {
@@ -175,6 +176,18 @@ TEST(Loader, LooksWhereItIsTold) {
     EXPECT_TRUE(loads("libRavokit.Codecs.Fax.so"));
     EXPECT_FALSE(loads("x/Ravokit.Codecs.Fax.DLL")) << "a name with a directory is not looked for in another";
     EXPECT_FALSE(loads("")) << "row 47 has a name of its own, but no module";
+}
+
+TEST(Loader, TellsThatMemoryWasShortWhereverItLooked) {
+    const ModuleFolder folder("none");
+    R_DllLoader loader;
+    for (int n = 0, done = 0; !done; ++n) {
+        faults::FailNth fail(faults::Kind::allocation, n, false);
+        EXPECT_EQ(loader.LoadLib(47, 0, nullptr), 0);
+        fail.stop();
+        done = !fail.fired();
+        EXPECT_EQ(loader.IsSystemOutOfMemory(), fail.fired()) << n;
+    }
 }
 
 TEST(DisplayDispatch, StaysOnceSet) {

@@ -7,6 +7,7 @@
 #include "internal/storage_.h"
 #include "support/bitmaps.h"
 #include "support/faults.h"
+#include "support/storage.h"
 
 using namespace test;
 
@@ -376,7 +377,12 @@ TEST(RunLists, StatusesInOrder) {
     EXPECT_EQ(R_ChangeBitmapCompression(nullptr, 1), -2);
     EXPECT_EQ(R_ChangeBitmapCompression(&bad, 7), -789);
     EXPECT_EQ(R_ChangeBitmapCompression(&bm, 7), -13);
-    EXPECT_EQ(R_ChangeBitmapCompression(&deep, 1), -13);
+    {
+        const FilesOff off;  // which turns flags that no class is left of into conventional memory
+        Bitmap words(16, 40, 40);
+        EXPECT_EQ(R_ChangeBitmapCompression(&deep, 1), -13);
+        EXPECT_EQ(R_ChangeBitmapCompression(&words, 2), -13);
+    }
     EXPECT_EQ(R_ChangeBitmapCompression(&deep, 0), 1);
     EXPECT_EQ(R_ToggleBitmapCompression(&deep), -2);
     EXPECT_EQ(R_ToggleBitmapCompression(&bad), -789);

@@ -202,6 +202,23 @@ TEST_P(FakeStripsOf, LeaveTheClassButNotThePixelsWhenASaveFails) {
         }
 }
 
+TEST_P(FakeStripsOf, LeaveARecordThatCanBeAllocatedAgain) {
+    BITMAPDATACALLBACKS callbacks{};
+    callbacks.uStructSize = sizeof callbacks;
+    for (const bool saved : {false, true}) {
+        BITMAPRECORD bm;
+        ASSERT_EQ(R_InitBitmapWithCallbacks(&bm, sizeof bm, 50, 100, bits, &callbacks), 1);
+        ASSERT_EQ(R_AllocateBitmap(&bm, BMMEM_SUPERCOMPRESSED), 1);
+        const Bytes rows = randomBytes(100 * bm.BytesPerLine, 6);
+        if (saved) R_PutBitmapRow(&bm, rows.data(), 0, uint32_t(rows.size()));
+        R_FreeBitmap(&bm);
+        EXPECT_EQ(bm.pCallbacks, nullptr);
+        ASSERT_EQ(bm.Size64, rows.size()) << "not that of the strips";
+        EXPECT_EQ(R_AllocateBitmap(&bm, BMMEM_CONVENTIONAL), 1);
+        R_FreeBitmap(&bm);
+    }
+}
+
 TEST_P(FakeStripsOf, ReadShortWhatCannotBeOpened) {
     for (const auto mode : {FakeCodec::refuseLoad, FakeCodec::loadOddly}) {
         Strips strips(bits, 50, 100);

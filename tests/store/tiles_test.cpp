@@ -128,15 +128,12 @@ TEST(Tiles, AllocationChoosesTheClass) {
     EXPECT_EQ(classOf(1, 100, 51), 128u);
     EXPECT_EQ(classOf(1 | BMMEM_NO_DISK, 100, 51), 1u);
 
-    TEMPFILEOPTIONS options{};
-    R_GetTempFileOptions(&options, sizeof options);
-    const uint32_t uMode = std::exchange(options.uMode, 3);
-    R_SetTempFileOptions(&options);
-    EXPECT_EQ(classOf(BMMEM_DISK, 100, 51), 1u) << "no files";
-    EXPECT_EQ(classOf(BMMEM_TILED, 100, 51, &info), 4u);
-    EXPECT_EQ(info.conventional, info.tiles);
-    options.uMode = uMode;
-    R_SetTempFileOptions(&options);
+    {
+        const FilesOff off;
+        EXPECT_EQ(classOf(BMMEM_DISK, 100, 51), 1u) << "no files";
+        EXPECT_EQ(classOf(BMMEM_TILED, 100, 51, &info), 4u);
+        EXPECT_EQ(info.conventional, info.tiles);
+    }
 
     directory.remove();
     EXPECT_EQ(classOf(BMMEM_DISK, 100, 100), 0u);

@@ -59,6 +59,22 @@ public:
     void remove() const { std::filesystem::remove(m_path); }
 };
 
+// Temporary files are off for the time of a scope.
+class FilesOff {
+    TEMPFILEOPTIONS m_options{};
+
+public:
+    FilesOff() {
+        R_GetTempFileOptions(&m_options, sizeof m_options);
+        TEMPFILEOPTIONS off = m_options;
+        off.uMode = 3;
+        R_SetTempFileOptions(&off);
+    }
+    FilesOff(const FilesOff&) = delete;
+    FilesOff& operator=(const FilesOff&) = delete;
+    ~FilesOff() { R_SetTempFileOptions(&m_options); }
+};
+
 inline long openFiles() {
     const std::filesystem::directory_iterator all("/proc/self/fd");
     return std::distance(begin(all), end(all));

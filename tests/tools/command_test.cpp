@@ -61,6 +61,11 @@ TEST(RavoCommand, FailuresNameTheFileTheStepAndTheStatusAndLeaveNothing) {
     fails(in + " --crop 0,0,-3x4 -o " + out, 1,
           {in, "--crop 0,0,-3x4", "R_CopyBitmapRect", "-11", "Invalid width or height"});
     fails(cut + " -o " + out, 1, {cut, "damaged"});
+    fails(in + " --alpha set", 2, {"--alpha set needs one more"});
+    fails(in + " --palette " + in + " -o " + out, 1, {"--palette", "no palette"});
+    fails(in + " --alpha set " + in + "x -o " + out, 1, {"--alpha set", "No such file"});
+    fails(in + " --gray 9 -o " + out, 1, {"--gray 9"});
+    fails(in + " --size 60x40 -o " + out, 1, {"tells its size itself"});
     fails((directory / "none.png") + " -o " + out, 1, {"none.png", "No such file"});
     fails(in + " -o " + (directory / "no/where.png"), 1, {"-o", "where.png", "No such file"});
     fails(in + " --bits 24 --order gray -o " + out, 1, {in, "--bits 24 --order gray"});
@@ -85,8 +90,9 @@ TEST(RavoCommand, HelpTellsEveryStep) {
     const Result help = ravo("--help");
     EXPECT_EQ(help.nExit, 0);
     size_t nAt = 0;
-    for (const char* pStep : {"--crop X,Y,WxH", "--trim", "--bits N", "--order", "--palette", "--fill", "--invert-view",
-                              "--copy", "--tile-size", "--storage", "-o OUT"}) {
+    for (const char* pStep : {"--crop X,Y,WxH", "--trim", "--bits N", "--order", "--palette", "--gray [8|",
+                              "--colors N", "--dither", "clustered", "--alpha", "--premultiply", "--fill",
+                              "--invert-view", "--copy", "--tile-size", "--storage", "--space", "-o OUT"}) {
         const size_t nFound = help.output.find(pStep, nAt);
         ASSERT_NE(nFound, std::string::npos) << pStep;
         nAt = nFound;

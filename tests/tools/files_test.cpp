@@ -391,6 +391,8 @@ protected:
         add("palette.png", randomPicture(17, 9, 4, ORDER_RGB, randomPalette(4, 1)));
         add("color.tif", randomPicture(17, 9, 24, ORDER_RGB));
         add("palette.tif", randomPicture(17, 9, 8, ORDER_RGB, randomPalette(8, 2)));
+        add("color.bmp", randomPicture(17, 9, 24, ORDER_BGR));
+        add("palette.bmp", randomPicture(17, 9, 4, ORDER_RGB, randomPalette(4, 3)));
         add("fax.tif", randomPicture(61, 30, 1, ORDER_RGB));
         add("gray.jpg", randomPicture(17, 9, 8, ORDER_RGB, grayPalette(8)));
         paths.push_back(m_directory / "laced.png");

@@ -3,7 +3,9 @@
 
 #include "convert.h"
 #include "failure.h"
+#include "formats.h"
 #include "pictures.h"
+#include "space.h"
 
 namespace ravo {
 namespace {
@@ -137,6 +139,169 @@ TEST(RavoSteps, NeighbouringWishesAreOneConversionInAnyOrder) {
           Wishes{{"--bits", "24"}, {"--palette", "fixed"}}, Wishes{{"--bits", "9"}},
           Wishes{{"--order", "gray"}, {"--palette", "web"}}})
         EXPECT_THROW(convert(wishes), Failure) << wishes[0].first << wishes[0].second;
+}
+
+// ---- colour ------------------------------------------------------------------------------------------------------
+
+Picture copyOf(Picture& source) {
+    Picture copy;
+    EXPECT_EQ(R_CopyBitmap(copy.get(), source.get(), sizeof(BITMAPRECORD)), 1);
+    return copy;
+}
+
+// A picture after steps, each a name and an argument.
+Picture after(Picture& source, const std::vector<std::pair<const char*, std::string>>& calls) {
+    Chain chain = chainOf(copyOf(source));
+    for (const auto& [pName, argument] : calls) step(chain, pName, argument);
+    finishSteps(chain);
+    return std::move(chain.picture);
+}
+
+// By colour resolution itself.
+Picture resolvedBy(Picture& source, int32_t nBits, uint32_t uFlags, Palette palette, uint32_t nColors) {
+    Picture result;
+    EXPECT_EQ(R_ColorResBitmap(source.get(), result.get(), sizeof(BITMAPRECORD), nBits, uFlags,
+                               palette.empty() ? nullptr : palette.data(), nullptr, nColors, nullptr, nullptr),
+              1);
+    return result;
+}
+
+TEST(RavoSteps, ReducingStepsDitherByTheMethodThatStandsBeforeThem) {
+    const TemporaryDirectory directory;
+    const std::string path = directory / "palette.png";
+    Picture source = randomPicture(61, 20, 24, ORDER_RGB);
+    Picture holder = randomPicture(3, 3, 4, ORDER_RGB, randomPalette(4, 8));
+    savePicture(holder, path);
+    uint32_t uMethod = 0;
+    std::vector<std::vector<uint64_t>> seen;
+    for (const char* pMethod :
+         {"none", "floyd", "stucki", "burkes", "sierra", "stevenson", "jarvis", "ordered", "clustered"}) {
+        SCOPED_TRACE(pMethod);
+        const uint32_t uBits = uMethod++ << CRF_DITHERING_SHIFT;
+        Picture best = after(source, {{"--dither", pMethod}, {"--colors", "20"}});
+        Picture wantBest = resolvedBy(source, 5, CRF_OPTIMIZEDPALETTE | uBits, {}, 20);
+        EXPECT_EQ(best->BitsPerPixel, 5);
+        EXPECT_EQ(colorsOf(best), colorsOf(wantBest));
+        Picture page = after(source, {{"--dither", pMethod}, {"--bits", "1"}});
+        Picture late = after(source, {{"--bits", "1"}, {"--dither", pMethod}, {"--copy", ""}});
+        EXPECT_EQ(colorsOf(late) == colorsOf(page), uBits == 0) << "from here on";
+        seen.push_back(colorsOf(page));
+        Picture given = after(source, {{"--dither", pMethod}, {"--palette", path}});
+        EXPECT_TRUE(samePalette(given.palette(), holder.palette()));
+        if (!uBits) continue;
+        Picture wantPage = resolvedBy(source, 1, CRF_FIXEDPALETTE | uBits, {}, 0);
+        EXPECT_EQ(colorsOf(page), colorsOf(wantPage));
+        Picture wantGiven = resolvedBy(source, 4, CRF_USERPALETTE | uBits, holder.palette(), 16);
+        EXPECT_EQ(colorsOf(given), colorsOf(wantGiven));
+    }
+    Picture red(64, 64, 24, ORDER_RGB);  // which is a grey of 72
+    ASSERT_EQ(R_FillBitmap(red.get(), 0x2020C0), 1);
+    Picture grays = after(red, {{"--dither", "floyd"}, {"--palette", "gray"}, {"--bits", "4"}});
+    uint64_t uSum = 0;
+    for (const uint64_t n : colorsOf(grays)) uSum += n & 255;
+    EXPECT_NEAR(double(uSum) / 4096, (32 + 5 * 32 + 2 * 194) >> 3, 1);
+
+    std::sort(seen.begin(), seen.end());
+    EXPECT_EQ(std::unique(seen.begin(), seen.end()), seen.end()) << "two methods are one";
+
+    // The colours of a palette stay in it, near ones too; slots that a larger depth has are none of their own.
+    Picture near(16, 1, 4, ORDER_RGB, randomPalette(4, 8));
+    for (uint8_t i = 0; i < 16; ++i) near->pPalette[i] = {uint8_t(200 + i), 200, 200, 0};
+    Row row{0x01, 0x23, 0x45, 0x67, 0x89, 0xAB, 0xCD, 0xEF};
+    row.resize(near->BytesPerLine);
+    {
+        const Access lock(near);
+        putRow(near, row.data(), 0);
+    }
+    savePicture(near, path);
+    Picture back = after(near, {{"--bits", "24"}, {"--copy", ""}, {"--palette", path}, {"--bits", "7"}});
+    EXPECT_EQ(back->BitsPerPixel, 7);
+    EXPECT_EQ(colorsOf(back), colorsOf(near));
+    Picture dark(2, 1, 24, ORDER_RGB);
+    Picture nearest = after(dark, {{"--palette", path}, {"--bits", "8"}});
+    EXPECT_EQ(colorsOf(nearest)[0], 0xC8C8C8u) << "black is none of them";
+    EXPECT_THROW(after(source, {{"--palette", path}, {"--bits", "3"}}), Failure);
+    for (const char* pWrong : {"1", "257"}) EXPECT_THROW(after(source, {{"--colors", pWrong}}), Failure);
+    EXPECT_THROW(after(source, {{"--dither", "floid"}}), Failure);
+}
+
+TEST(RavoSteps, Gray) {
+    for (const int32_t nFrom : {4, 16, 24, 48, 64}) {
+        Picture source = randomPicture(23, 5, nFrom, ORDER_RGB);
+        for (const int32_t nTo : {8, 12, 16, 32}) {
+            Picture got = after(source, {{"--gray", nTo == 8 ? "" : std::to_string(nTo)}});
+            Picture want = copyOf(source);
+            ASSERT_EQ(R_GrayScaleBitmap(want.get(), nTo), 1);
+            EXPECT_EQ(pixelsOf(got), pixelsOf(want)) << nFrom << " to " << nTo;
+            EXPECT_EQ(got->Order, want->Order);
+        }
+    }
+    Picture deep = randomPicture(9, 5, 16, ORDER_GRAY);
+    deep->Flags |= BMF_SIGNED;
+    Picture shallow = after(deep, {{"--gray", "8"}});
+    for (size_t i = 0; i < 45; ++i)  // what is negative is black
+        ASSERT_EQ(pixelsOf(shallow)[i], pixelsOf(deep)[i] >> 15 ? 0 : pixelsOf(deep)[i] >> 8) << i;
+}
+
+TEST(RavoSteps, AlphaGoesInAndOut) {
+    const TemporaryDirectory directory;
+    const std::string path = directory / "alpha.png";
+    for (const int32_t nBits : {4, 24, 32, 48, 64}) {
+        for (const int32_t nView : {TOP_LEFT, RIGHT_BOTTOM}) {
+            SCOPED_TRACE(std::to_string(nBits) + " bits, view " + std::to_string(nView));
+            Picture source = randomPicture(12, 7, nBits, ORDER_RGB, {}, nView);
+            const SIZE size = viewedSize(*source);
+            Picture mask =
+                randomPicture(size.width, size.height, nBits >= 48 ? 16 : 8, nBits >= 48 ? ORDER_GRAY : ORDER_RGB,
+                              nBits >= 48 ? Palette() : grayPalette(8));
+            savePicture(mask, path);
+            Picture both = after(source, {{"--alpha", "set " + path}});
+            Picture out = after(both, {{"--alpha", "extract"}});
+            EXPECT_EQ(both->BitsPerPixel, nBits >= 48 ? 64 : 32);
+            EXPECT_EQ(pixelsOf(out), pixelsOf(mask));
+            const int32_t nPlain = nBits >= 48 ? 48 : 24;
+            Picture colors = after(both, {{"--bits", std::to_string(nPlain)}, {"--order", "rgb"}});
+            Picture seen = upright(source), before = convertPicture(seen, {nPlain, ORDER_RGB});
+            EXPECT_EQ(pixelsOf(colors), pixelsOf(before)) << "colours stay";
+
+            Picture even = after(source, {{"--alpha", "set 51"}, {"--premultiply", ""}, {"--alpha", "extract"}});
+            for (const uint64_t n : pixelsOf(even)) ASSERT_EQ(n, nBits >= 48 ? 51u * 257 : 51u);
+        }
+    }
+    Picture flat(1, 1, 32, ORDER_RGB);
+    ASSERT_EQ(R_FillBitmap2(flat.get(), 0x3264C8, 51), 1);
+    Picture multiplied = after(flat, {{"--premultiply", ""}, {"--premultiply", ""}});
+    EXPECT_EQ(pixelAt(multiplied, 0, 0), 0x330A1428u) << "once";
+    Picture divided = after(multiplied, {{"--alpha", "set 255"}});
+    EXPECT_EQ(pixelAt(divided, 0, 0), 0xFF3264C8u);
+    EXPECT_FALSE(divided->Flags & BMF_PREMULTIPLIED);
+    Picture plain(3, 3, 24, ORDER_RGB);
+    EXPECT_THROW(after(plain, {{"--premultiply", ""}}), Failure);
+    for (const std::string& wrong :
+         std::vector<std::string>{"set 256", "set", "take 3", "set " + path})  // of another size
+        EXPECT_THROW(after(plain, {{"--alpha", wrong}}), Failure) << wrong;
+}
+
+TEST(RavoSteps, SamplesOfVideoAndColourModels) {
+    const TemporaryDirectory directory;
+    Picture flat(6, 4, 24, ORDER_RGB);
+    ASSERT_EQ(R_FillBitmap(flat.get(), 0x3264C8), 1);
+    for (const char* pName : {"a.i420", "a.nv12", "a.NV21", "a.yuy2"}) {
+        const std::string path = directory / pName;
+        savePicture(flat, path);
+        const bool bPacked = std::string(pName) == "a.yuy2";
+        EXPECT_EQ(std::filesystem::file_size(path), bPacked ? 48u : 36u);
+        Picture loaded = loadPicture(path, {6, 4});
+        for (const uint64_t n : pixelsOf(loaded))  // blue first
+            for (int i = 0; i < 3; ++i) ASSERT_NEAR(double(n >> 8 * i & 255), double(0xC86432 >> 8 * i & 255), 4);
+        for (const SIZE& size : {SIZE{}, SIZE{8, 4}, SIZE{3, 8}, SIZE{-6, 4}})
+            EXPECT_THROW(loadPicture(path, size), Failure);
+    }
+    // Value is red, saturation (200 - 50) of 200, hue a quarter of the third from red to green.
+    EXPECT_EQ(spaceText(flat, "hsv"),
+              "hue             21      21.00      21\nsaturation     191     191.00     191\n"
+              "value          200     200.00     200\n");
+    EXPECT_THROW(spaceText(flat, "hsx"), Failure);
 }
 
 // A grey ramp keeps its brightness in every depth that grey has, up and down.

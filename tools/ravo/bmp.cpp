@@ -21,7 +21,7 @@ namespace ravo {
 
 namespace {
 
-constexpr size_t kFileHeader = 14, kOldHeader = 12, kHeader = 40, kMaskedHeader = 52, kAlphaHeader = 56;
+constexpr size_t kFileHeader = 14, kOldHeader = 12, kHeader = 40, kAlphaHeader = 56;
 constexpr uint32_t kPlainRows = 0, kRuns8 = 1, kRuns4 = 2, kMaskedRows = 3;
 
 template <class T>
@@ -66,7 +66,8 @@ Row dibOf(const Row& bytes) {
 
     Row dib(bytes.begin() + kFileHeader,
             bytes.begin() + kFileHeader + std::ptrdiff_t(std::min<size_t>(nHeader, kHeader)));
-    size_t nColorsAt = kFileHeader + nHeader, nEntry = 3;
+    const size_t nColorsAt = kFileHeader + nHeader;
+    size_t nEntry = 3;
     uint64_t nColors = 0;
     const auto nBits = load<uint16_t>(dib, nHeader == kOldHeader ? 10 : 14);
     if (nHeader == kOldHeader) {
@@ -86,7 +87,6 @@ Row dibOf(const Row& bytes) {
             else
                 dib.insert(dib.end(), bytes.begin() + std::ptrdiff_t(nMasks),
                            bytes.begin() + std::ptrdiff_t(nMasks + 12));
-            if (nHeader < kMaskedHeader) nColorsAt += 12;
         }
         nEntry = 4;
         nColors = load<uint32_t>(dib, 32);

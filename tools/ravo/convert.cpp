@@ -175,6 +175,12 @@ Picture convertPicture(Picture& picture, const Form& form, uint32_t uDither) {
         return result;
     }
     if (form.nBits == 0 || form.nOrder == ORDER_GRAY) return grayPicture(picture, form.nBits ? form.nBits : 8);
+    if (uDither != DITHER_NONE && form.nBits > 1 && isGrayPalette(form.palette) && from.nBits > 8 &&
+        from.nOrder != ORDER_GRAY) {
+        // The errors of colours that no grey can make good would only pile up.
+        Picture gray = grayPicture(picture, 8);
+        return convertPicture(gray, form, uDither);
+    }
     const Progress progress("converting to " + std::to_string(form.nBits) + " bits");
     if (form.nBits > 8)
         result = resolved(picture, form.nBits, form.nOrder == ORDER_BGR ? CRF_BYTEORDERBGR : 0, {}, 0);

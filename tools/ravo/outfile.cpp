@@ -34,8 +34,9 @@ std::vector<uint8_t> readFile(const std::string& path) {
 
 void writeFile(const std::string& path, std::span<const uint8_t> first, std::span<const uint8_t> second) {
     File file = openFile(path, "wb");
-    const bool bWritten = std::fwrite(first.data(), 1, first.size(), file.get()) == first.size() &&
-                          std::fwrite(second.data(), 1, second.size(), file.get()) == second.size();
+    bool bWritten = true;
+    for (const auto part : {first, second})
+        if (!part.empty()) bWritten &= std::fwrite(part.data(), 1, part.size(), file.get()) == part.size();
     if (std::fclose(file.release()) != 0 || !bWritten) throw Failure("cannot be written");
 }
 

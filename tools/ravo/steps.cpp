@@ -249,8 +249,8 @@ constexpr Step kSteps[] = {
     {"--copy", nullptr, "go on with a copy of the bitmap", copy},
     {"--tile-size", "BYTES[k|m]", "size of the tiles that --storage tiled makes from here on", setTileSize},
     {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},
-    {"--space", "MODEL",
-     "print the least, mean and largest sample of each channel: rgb, yuv, cmyk, hsv, hls, yiq or cmy", tellSpace},
+    {"--space", "MODEL", "print the least, mean and largest samples as rgb, yuv, cmyk, hsv, hls, yiq or cmy",
+     tellSpace},
     {"-o", "OUT", "write the picture as it is here; the name tells the format", write},
 };
 

@@ -2,6 +2,7 @@
 // table.
 #include "internal/redirect_.h"
 #include "internal/text.h"
+#include "ravokit/tempfile.h"
 
 namespace rv {
 namespace {
@@ -15,8 +16,8 @@ enum : uint32_t { kErrorWrite = 29, kErrorRead = 30, kErrorInUse = 32, kErrorExi
 
 RVFILE openSide(uint32_t uSide, const char16_t* pszName, int32_t nFlags, int32_t nMode) noexcept {
     if (uSide & kPlain) return openWrapped(pszName, nFlags, nMode, kDefaultRedirection, RedirectKind::normal);
-    if ((uSide & kRedirected) || isSchemeName(pszName)) return R_RedirectedOpen(pszName, nFlags, nMode);
-    return openWrapped(pszName, nFlags, nMode, temporaryLayerTable(), RedirectKind::temporary);
+    if (uSide & kRedirected) return R_RedirectedOpen(pszName, nFlags, nMode);
+    return R_RedirectedTempFileOpen(pszName, nFlags, nMode);
 }
 
 // Whether a side's name is surely that of a file on disk.

@@ -138,7 +138,7 @@ int32_t writeMemoryFile(MEMTEMPFILE& file, const TEMPFILEOPTIONS& options, const
         std::memcpy(p, pFrom, nPiece);
         pFrom += nPiece;
     });
-    if (n == 0 && file.nPosition < file.nLength) shrinkTo(file, file.nPosition);
+    if (n == 0) shrinkTo(file, file.nPosition);
     file.nLength = n ? std::max(file.nLength, file.nPosition) : file.nPosition;
     return int32_t(n);
 }

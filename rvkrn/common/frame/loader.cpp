@@ -68,7 +68,7 @@ int32_t R_DllLoader::MyLoadLibrary(const char16_t* pszDir, const char16_t* pszFi
         copyText(path + n, pszFile, std::size(path) - n);
         hInstance = openModule(path, bNoMemory);
     }
-    bOutOfMemory = !hInstance && bNoMemory;
+    bOutOfMemory = !hInstance && (bNoMemory || bOutOfMemory);  // of all that one load tries
     if (hInstance) copyText(szName, pszFile, LIBRARY_NAME_LENGTH);
     return hInstance != nullptr;
 }

@@ -14,6 +14,11 @@ int32_t compressionOf(const BITMAPRECORD& bm) noexcept {
     return bm.Flags & BMF_SUPERCOMPRESSED ? 2 : 0;
 }
 
+// Other depths are refused here: the allocator may make conventional bitmaps of them.
+bool isDepthOf(int32_t nCompression, int32_t nBits) noexcept {
+    return nCompression == 0 || nBits == 1 || (nCompression == 2 && (nBits == 8 || nBits == 24));
+}
+
 // A bitmap of the same kind in the class that is wanted, and without pixels yet: a duplicate goes by the class flags of
 // its source.
 int32_t duplicateAs(BITMAPRECORD& fresh, BITMAPRECORD& bm, int32_t nCompression) noexcept {
@@ -38,7 +43,7 @@ int32_t R_ChangeBitmapCompression(BITMAPRECORD* pBitmap, int32_t nCompression) n
     BITMAPRECORD& bm = *pBitmap;
     if (nCompression == compressionOf(bm)) return 1;
     if (nCompression < 0 || nCompression > 2) return -13;
-    if (nCompression == 1 && bm.BitsPerPixel != 1) return -13;  // the allocator would make a conventional one
+    if (!isDepthOf(nCompression, bm.BitsPerPixel)) return -13;
     BITMAPRECORD fresh;
     if (const int32_t n = duplicateAs(fresh, bm, nCompression); n != 1) return n;
     if (const int32_t n = R_CopyBitmapData(&fresh, &bm); n != 1) {

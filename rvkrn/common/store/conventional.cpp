@@ -13,14 +13,12 @@ int32_t createConventional(BITMAPRECORD& bm) noexcept {
     const uint64_t nSize = dataSize(bm);
     SysMemory* pMemory = nSize <= UINT64_MAX - nSlack ? sysMemoryCreate(nSize + nSlack) : nullptr;
     if (!pMemory) return -1;
-    MEMHANDLE* h = R_CreateHandle(static_cast<SysObject*>(pMemory));
-    if (!h) {
-        pMemory->close();
-        return -1;
-    }
+    uint8_t* const pBytes = pMemory->pData;
+    MEMHANDLE* h = wrapHandle(static_cast<SysObject*>(pMemory));
+    if (!h) return -1;
     bm.hMemory = h;
-    bm.nDataOffset = uint32_t(-reinterpret_cast<uintptr_t>(pMemory->pData) & (kDataAlignment - 1));
-    bm.pData = pMemory->pData + bm.nDataOffset;
+    bm.nDataOffset = uint32_t(-reinterpret_cast<uintptr_t>(pBytes) & (kDataAlignment - 1));
+    bm.pData = pBytes + bm.nDataOffset;
     return 1;
 }
 

@@ -219,6 +219,8 @@ void freeStrips(BITMAPRECORD& bm) noexcept {
     freeBuffers(h);
     releaseCodec(h.nCodec);
     freeBlock(bm.pData);
+    // The size of the rows again, as for any bitmap without storage.
+    storeDataSize(bm, uint64_t(bm.BytesPerLine) * uint32_t(bm.Height));
 }
 
 uint8_t* stripRow(BITMAPRECORD& bm, int32_t nRow, bool bWrite) noexcept {
@@ -301,7 +303,7 @@ int32_t changeStripHeight(BITMAPRECORD& bm, int32_t nHeight) noexcept {
         strip.nValidRows = uint16_t(std::min<uint32_t>(strip.nValidRows, strip.nRows));
         if (h.nOpenRow == i * kStripRows) clearRows(bm, strip.nRows);
     }
-    if (h.nOpenRow >= nNew * kStripRows) {
+    if (h.nOpenRow / kStripRows >= nNew) {
         h.nOpenRow = kNoStrip;
         h.bDirty = 0;
     }
