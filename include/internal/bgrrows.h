@@ -70,7 +70,7 @@ public:
         const uint8_t* pRow = m_reader.read(nRow);
         if (!pRow || m_bDirect) return pRow;
         if (m_args.nOrderSrc == ORDER_ROMM) {
-            std::memcpy(m_row.get(), pRow, packedBytes(uint32_t(m_bm.Width), uint32_t(m_bm.BitsPerPixel)));
+            std::memcpy(m_row.get(), pRow, size_t(packedBytes(uint32_t(m_bm.Width), uint32_t(m_bm.BitsPerPixel))));
             convertInPlace(m_args, m_row.get());
         } else {
             convertRow(m_args, m_row.get(), pRow);
