@@ -1,6 +1,7 @@
 // How row kernels meet the processor.
 //
 // RV_CLONES before a function builds its plain loops for several instruction levels behind one name; the loader picks.
+// One whose address is taken stands outside unnamed namespaces: 32-bit code can't tell the address of a local choice.
 // RV_AVX2 before a function lets it use AVX2 intrinsics; it is called only where cpuHasAvx2() said yes.
 #pragma once
 

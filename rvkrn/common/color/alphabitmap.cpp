@@ -14,14 +14,6 @@
 #include "ravokit/palette.h"
 
 namespace rv {
-namespace {
-
-bool hasAlphaSample(const BITMAPRECORD& bm) noexcept {
-    return (bm.BitsPerPixel == 32 || bm.BitsPerPixel == 64) && bm.Order != ORDER_GRAY;
-}
-bool hasAlphaBit(const BITMAPRECORD& bm) noexcept {
-    return bm.BitsPerPixel == 16 && (bm.Order == ORDER_RGB || bm.Order == ORDER_BGR);
-}
 
 // ---- rows --------------------------------------------------------------------------------------------------------
 
@@ -49,6 +41,15 @@ RV_CLONES void giveAlpha16(const uint8_t* src, uint8_t* dst, size_t n) noexcept 
 void giveAlphaBits(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
     for (size_t i = 0; i < n; ++i)
         storeLittle(dst + i * 2, uint16_t((loadLittle<uint16_t>(dst + i * 2) & 0x7FFF) | Pixel<1>::get(src, i) << 15));
+}
+
+namespace {
+
+bool hasAlphaSample(const BITMAPRECORD& bm) noexcept {
+    return (bm.BitsPerPixel == 32 || bm.BitsPerPixel == 64) && bm.Order != ORDER_GRAY;
+}
+bool hasAlphaBit(const BITMAPRECORD& bm) noexcept {
+    return bm.BitsPerPixel == 16 && (bm.Order == ORDER_RGB || bm.Order == ORDER_BGR);
 }
 
 RV_CLONES void setAlpha32(uint8_t* p, size_t n, uint32_t uAlpha) noexcept {

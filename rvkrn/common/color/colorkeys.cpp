@@ -7,15 +7,16 @@
 #endif
 
 namespace rv {
+
+RV_CLONES void keys32Row(const uint8_t* p, uint16_t* pKeys, size_t n) noexcept {
+    for (size_t i = 0; i < n; ++i) pKeys[i] = uint16_t(colorKey(loadLittle<uint32_t>(p + i * 4)));
+}
+
 namespace {
 
 void keys24Plain(const uint8_t* p, uint16_t* pKeys, size_t n) noexcept {
     for (size_t i = 0; i < n; ++i, p += 3)
         pKeys[i] = uint16_t(colorKey(p[0] | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16));
-}
-
-RV_CLONES void keys32Row(const uint8_t* p, uint16_t* pKeys, size_t n) noexcept {
-    for (size_t i = 0; i < n; ++i) pKeys[i] = uint16_t(colorKey(loadLittle<uint32_t>(p + i * 4)));
 }
 
 #ifdef RV_X86

@@ -7,11 +7,10 @@
 #include "ravokit/grayscale.h"
 
 namespace rv {
-namespace {
 
 // Samples of whole words.
 template <class T>
-inline void clearSamples(uint8_t* p, size_t n) noexcept {
+static inline void clearSamples(uint8_t* p, size_t n) noexcept {
     for (size_t i = 0; i < n; ++i) {
         const T v = loadLittle<T>(p + i * sizeof(T));
         storeLittle(p + i * sizeof(T), v < 0 ? T(0) : v);
@@ -20,6 +19,8 @@ inline void clearSamples(uint8_t* p, size_t n) noexcept {
 RV_CLONES void clearBytes(uint8_t* p, size_t n) noexcept { clearSamples<int8_t>(p, n); }
 RV_CLONES void clearWords(uint8_t* p, size_t n) noexcept { clearSamples<int16_t>(p, n); }
 RV_CLONES void clearDwords(uint8_t* p, size_t n) noexcept { clearSamples<int32_t>(p, n); }
+
+namespace {
 
 template <int Bits>
 void clearPacked(uint8_t* p, size_t n) noexcept {
