@@ -63,6 +63,7 @@ std::set<std::string> exportedNames(const std::string& library, const std::strin
     while (pipe && fgets(line, sizeof line, pipe.get())) {
         std::string name;
         std::istringstream(line) >> name;
+        if (name.starts_with("__odr_asan")) continue;  // the address sanitizer's marks on data
         names.insert(name.substr(0, name.find('@')));
     }
     return names;

@@ -9,8 +9,11 @@ namespace ravo {
 
 Picture::Picture(int32_t nWidth, int32_t nHeight, int32_t nBits, int32_t nOrder, const Palette& palette,
                  int32_t nView) {
+    // The library reads an entry for each index, whatever the file had.
+    const bool bPalette = nBits <= 8 && !palette.empty();
+    const Palette whole = bPalette ? wholePalette(palette, nBits) : Palette{};
     check(R_CreateBitmap(&m_bm, sizeof m_bm, BMMEM_CONVENTIONAL, nWidth, nHeight, nBits, nOrder,
-                         palette.empty() ? nullptr : palette.data(), nView, nullptr, 0),
+                         bPalette ? whole.data() : nullptr, nView, nullptr, 0),
           "R_CreateBitmap");
 }
 
