@@ -14,7 +14,7 @@
 namespace rv {
 namespace {
 
-constexpr uint64_t kLarge = 16u << 20;
+constexpr uint64_t kLarge = 15u << 20;  // tiles are whole rows, so a default one is a little below 16 MiB
 constexpr uint64_t kHugePage = 2u << 20;
 constexpr size_t kAlignment = 64;
 
