@@ -35,6 +35,7 @@ class BgrRows {
     RowReader m_reader;
     ConvertArgs m_args;
     Buffer<uint8_t> m_row;
+    RGBQUAD m_ramp[128];  // of levels of fewer than 8 bits, which the converter takes for dark ones
     bool m_bDirect = false;
 
 public:
@@ -56,6 +57,10 @@ public:
                 m_args.pLUT16Src = bm.pLUT16;
             else if (bm.pLUT && coversLevels(bm.LUTLength, kept))
                 m_args.pPaletteSrc = bm.pLUT;
+            else if (kept.nBits < 8) {
+                fillGrayRamp(m_ramp, 1u << kept.nBits);
+                m_args.pPaletteSrc = m_ramp;
+            }
         }
         m_bDirect = bm.BitsPerPixel == 24 && m_args.nOrderSrc == ORDER_BGR;
         const uint64_t nBytes = R_CalcConvertSize(bm.Width, bm.BitsPerPixel, bm.Width, 24);

@@ -318,6 +318,26 @@ TEST(ColorRes, ColorsBehindTablesAndGamutsAreFoundWhereTheyEndUp) {
     }
 }
 
+// Four levels of a range of 16-bit samples: each is as bright in a palette as it is at 8 bits.
+TEST(ColorRes, LevelsOfARangeOfGreyKeepTheirBrightness) {
+    for (const int32_t nHigh : {15, 11, 5})
+        for (const int32_t nBits : {2, 4, 8}) {
+            Bitmap src(16, 40, 3, Holding::conventional, ORDER_GRAY), dst;
+            Bytes data(src->BytesPerLine * 3u);
+            for (size_t i = 0; i < data.size(); i += 2) {
+                const uint32_t v = uint32_t(i / 2 % 4) * ((2u << nHigh) - 1) / 3;
+                data[i] = uint8_t(v), data[i + 1] = uint8_t(v >> 8);
+            }
+            setContents(src.record, data);
+            src->HighBit = src->PhysicalHighBit = nHigh;
+            ASSERT_EQ(resolve(src, &dst, nBits, CRF_OPTIMIZEDPALETTE), 1);
+            const Bytes rows = contents(dst.record);
+            for (int32_t x = 0; x < 40; ++x)
+                EXPECT_NEAR(colorAt(dst.record, rows, x, 0).rgbGreen, x % 4 * 85, 9)
+                    << nHigh << " " << nBits << " " << x;
+        }
+}
+
 TEST(ColorRes, FixedEntriesKeepTheirPlacesAndFreeSlotsAreFilled) {
     const RGBQUAD kFree = {9, 9, 9, 2};
     Bitmap src(24, 50, 13);

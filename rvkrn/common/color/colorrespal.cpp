@@ -3,6 +3,7 @@
 #include <array>
 #include <cstring>
 
+#include "internal/bgrrows.h"
 #include "internal/colorres_.h"
 #include "internal/opening.h"
 #include "internal/threaddata.h"
@@ -64,11 +65,15 @@ int32_t takeFixed(ChosenPalette& chosen, const Resolution& r) noexcept {
     return 1;
 }
 
-// Colours are listed as they are stored. Where a lookup table or a gamut stands between these and what the rows give,
-// no list is exact.
-bool hasPlainColors(const BITMAPRECORD& bm) noexcept {
+// Colours are listed as they are stored. Where a lookup table, a gamut or a range of grey that rows give at fewer bits
+// stands between these and what the rows give, no list is exact.
+bool hasPlainColors(const BITMAPRECORD& bm, int32_t nBitsDst) noexcept {
     if (bm.BitsPerPixel <= 8) return true;
-    if (bm.Order == ORDER_GRAY) return !bm.pLUT && !(hasWideFields(bm) && bm.pLUT16);
+    if (bm.Order == ORDER_GRAY) {
+        const uint32_t nKept = physicalBits(bm).nBits;
+        const bool bWhole = nKept == uint32_t(bm.BitsPerPixel) || (nBitsDst == 8 && nKept >= 8);
+        return bWhole && !bm.pLUT && !(hasWideFields(bm) && bm.pLUT16);
+    }
     return bm.Order != ORDER_ROMM;
 }
 
@@ -80,8 +85,8 @@ int32_t takeBest(ChosenPalette& chosen, BITMAPRECORD& src, const Resolution& r) 
         const bool bTable = slots.bRun && !(r.uFlags & CRF_NOOPTIMIZEDMATCH);
         uint32_t nBest = slots.nFree;
         int32_t bCut = 0;
-        if (const int32_t n = R_CreateBitmapOptPal(&src, best, &nBest, hasPlainColors(src) ? kExactLimit : 0, fixed,
-                                                   nFixed, bTable ? chosen.own.address() : nullptr, &bCut,
+        if (const int32_t n = R_CreateBitmapOptPal(&src, best, &nBest, hasPlainColors(src, r.nBits) ? kExactLimit : 0,
+                                                   fixed, nFixed, bTable ? chosen.own.address() : nullptr, &bCut,
                                                    (r.uFlags & CRF_FASTOPTIMIZE) != 0);
             n != 1)
             return n;
