@@ -79,8 +79,9 @@ int32_t decode(const Layout& layout, const Strip& strip, const uint8_t* pData, s
     const bool bSame = bRead && frame.width == layout.frame.width && frame.height == layout.frame.height &&
                        frame.bits_per_sample == 8 && frame.component_count == layout.frame.component_count &&
                        interleave == layout.interleave && nNear == 0;
-    return bSame && ok(charls_jpegls_decoder_decode_to_buffer(p, pPixels, strip.bytes(), strip.nStride)) ? 1
-                                                                                                         : kCorrupted;
+    if (!bSame) return kCorrupted;
+    const charls_jpegls_errc error = charls_jpegls_decoder_decode_to_buffer(p, pPixels, strip.bytes(), strip.nStride);
+    return ok(error) ? 1 : error == charls_jpegls_errc::not_enough_memory ? -1 : kCorrupted;
 }
 
 // The checks of both directions, after those of the strip.

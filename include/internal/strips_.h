@@ -20,7 +20,7 @@ void releaseCodec(uint32_t nCodec) noexcept;
 // Through the codec's module, for those that have a reference. encodeStrip gives the bytes it wrote, 0 on failure.
 uint32_t encodeStrip(uint32_t nCodec, const BITMAPINFOHEADER& info, const uint8_t* pPixels, uint32_t uPixelBytes,
                      uint8_t* pData, uint32_t uDataSize) noexcept;
-bool decodeStrip(uint32_t nCodec, const BITMAPINFOHEADER& info, const uint8_t* pData, uint32_t uDataBytes,
-                 uint8_t* pPixels, uint32_t uPixelSize) noexcept;
+int32_t decodeStrip(uint32_t nCodec, const BITMAPINFOHEADER& info, const uint8_t* pData, uint32_t uDataBytes,
+                    uint8_t* pPixels, uint32_t uPixelSize) noexcept;
 
 }  // namespace rv

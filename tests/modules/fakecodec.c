@@ -5,8 +5,8 @@
 #include <string.h>
 
 // What the next calls do, as fakeControl was told: nothing special; refuse to save; claim more bytes than there was
-// room for; claim none; refuse to load; give another status than 1 for a load that went well.
-enum { kWell, kRefuseSave, kSaveTooMuch, kSaveNothing, kRefuseLoad, kLoadOddly };
+// room for; claim none; refuse to load; give another status than 1 for a load that went well; be short of memory for a load.
+enum { kWell, kRefuseSave, kSaveTooMuch, kSaveNothing, kRefuseLoad, kLoadOddly, kShortForLoad };
 static atomic_int g_nMode = kWell, g_nSaves = 0, g_nLoads = 0;
 
 // Counts of the calls so far come back.
@@ -47,7 +47,8 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
 RV_API int32_t fltLoadBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pData, uint32_t uDataBytes, uint8_t* pPixels,
                              uint32_t uPixelSize, uint32_t uFormat) {
     ++g_nLoads;
-    if (g_nMode == kRefuseLoad || !isStrip(pInfo, uPixelSize) || uFormat == 0) return -1;
+    if (g_nMode == kShortForLoad) return -1;
+    if (g_nMode == kRefuseLoad || !isStrip(pInfo, uPixelSize) || uFormat == 0) return -1859;
     uint32_t n = 0;
     for (uint32_t i = 0; i + 1 < uDataBytes; i += 2) {
         if (pData[i] > uPixelSize - n) return -1859;

@@ -236,6 +236,18 @@ TEST_P(FakeStripsOf, ReadShortWhatCannotBeOpened) {
     }
 }
 
+// Nothing is given up for a lack of memory that passes: the write fails, and all is there when it is over.
+TEST_P(FakeStripsOf, KeepWhatMemoryIsTooShortFor) {
+    Strips strips(bits, 50, 100);
+    strips.fill(4);
+    fake.set(FakeCodec::shortForLoad);
+    const Bytes row = strips.someRow(5);
+    EXPECT_LT(R_PutBitmapRow(&strips.bm, row.data(), 2, strips.bm.BytesPerLine), 0);
+    EXPECT_EQ(memoryOf(strips.bm), uint32_t(BMMEM_SUPERCOMPRESSED));
+    fake.set(FakeCodec::well);
+    strips.expectModel();
+}
+
 TEST(StripModules, AreCountedAndMissed) {
     for (const int32_t bits : kStripDepths) {
         const int32_t missing = bits == 1 ? -357 : -356;

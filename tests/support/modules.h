@@ -35,7 +35,7 @@ class FakeCodec {
     void (*m_control)(int, int*, int*);
 
 public:
-    enum Mode { well, refuseSave, saveTooMuch, saveNothing, refuseLoad, loadOddly };
+    enum Mode { well, refuseSave, saveTooMuch, saveNothing, refuseLoad, loadOddly, shortForLoad };
     int saves = 0, loads = 0;  // calls between the last two sets
 
     explicit FakeCodec(int32_t nBits)

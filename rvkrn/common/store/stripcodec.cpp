@@ -27,10 +27,10 @@ uint32_t encodeStrip(uint32_t nCodec, const BITMAPINFOHEADER& info, const uint8_
     if (pfn(&info, pPixels, uPixelBytes, pData, uDataSize, &n, codec.nFormat, codec.nQuality) != 1) return 0;
     return n <= uDataSize ? n : 0;
 }
-bool decodeStrip(uint32_t nCodec, const BITMAPINFOHEADER& info, const uint8_t* pData, uint32_t uDataBytes,
+int32_t decodeStrip(uint32_t nCodec, const BITMAPINFOHEADER& info, const uint8_t* pData, uint32_t uDataBytes,
                  uint8_t* pPixels, uint32_t uPixelSize) noexcept {
     const auto pfn = reinterpret_cast<FLTLOADBUFFER>(g_codecs[nCodec].function(CODEC_LOAD_NAME));
-    return pfn(&info, pData, uDataBytes, pPixels, uPixelSize, kCodecs[nCodec].nFormat) == 1;
+    return pfn(&info, pData, uDataBytes, pPixels, uPixelSize, kCodecs[nCodec].nFormat);
 }
 
 }  // namespace rv

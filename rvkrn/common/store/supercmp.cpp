@@ -131,11 +131,12 @@ bool openStrip(BITMAPRECORD& bm, int32_t nFirstRow) noexcept {
     if (h.nKeptRow == nFirstRow) {
         nValid = kStripRows;
         std::memcpy(h.pStrip, h.pScratch, bytesOf(bm, kStripRows));
-    } else if (strip.hMapping &&
-               !decodeStrip(h.nCodec, infoOf(h, strip.nStoredRows), strip.pView, strip.nCompressedSize, h.pStrip,
-                            uint32_t(bytesOf(bm, strip.nStoredRows)))) {
-        if (!h.bLeaving) return false;
-        nValid = 0;
+    } else if (strip.hMapping) {
+        const int32_t n = decodeStrip(h.nCodec, infoOf(h, strip.nStoredRows), strip.pView, strip.nCompressedSize,
+                                      h.pStrip, uint32_t(bytesOf(bm, strip.nStoredRows)));
+        // Only what is lost anyway may be left behind: short of memory, the strip can be had another time.
+        if (n != 1 && (!h.bLeaving || n == -1)) return false;
+        if (n != 1) nValid = 0;
     }
     clearRows(bm, nValid);
     h.nOpenRow = nFirstRow;
