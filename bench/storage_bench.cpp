@@ -6,6 +6,8 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
+#include <string>
 #include <vector>
 
 #include "ravokit/ravokit.h"
@@ -49,9 +51,9 @@ struct File {
     int fd;
     std::vector<uint8_t> buffer = std::vector<uint8_t>(kRow, 7);
     File() {
-        char name[] = "/tmp/ravokit_benchXXXXXX";
-        fd = mkstemp(name);
-        unlink(name);
+        std::string name = (std::filesystem::temp_directory_path() / "rowsXXXXXX").string();
+        fd = mkstemp(name.data());
+        unlink(name.c_str());
         for (int32_t y = 0; y < kHeight; ++y)
             if (write(fd, buffer.data(), kRow) != ssize_t(kRow)) std::abort();
     }

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int32_t kCorrupted = -1859;
+constexpr Accepted kAccepted{CODEC_FORMAT_FAX, 0, {1, 1}, kCoded};
 
 // Bytes of the front of a file that is read: the header, and a directory of nine entries.
 constexpr size_t kReadFront = 8 + 2 + 9 * 12 + 4;
@@ -128,12 +128,6 @@ public:
     }
 };
 
-// The checks of both directions, after those of the strip.
-int32_t checkFormat(const BITMAPINFOHEADER& info, uint32_t uFormat) {
-    if (uFormat != CODEC_FORMAT_FAX) return -15;  // Unknown compression format
-    return info.biBitCount == 1 ? 1 : -27;        // Invalid bits per pixel
-}
-
 }  // namespace
 
 extern "C" {
@@ -142,10 +136,9 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
                              uint8_t* pData, uint32_t uDataSize, uint32_t* puWritten, uint32_t uFormat,
                              int32_t nQuality) noexcept {
     Strip strip;
-    if (const int32_t n = openStrip(pInfo, pPixels, uPixelBytes, strip); n != 1) return n;
-    if (const int32_t n = checkFormat(*pInfo, uFormat); n != 1) return n;
-    if (nQuality != 0) return -21;
-    if (!pData || !puWritten) return -13;
+    if (const int32_t n = openSave(kAccepted, pInfo, pPixels, uPixelBytes, pData, puWritten, uFormat, nQuality, strip);
+        n != 1)
+        return n;
 
     // What is coded is to be shorter than the pixels, its form and its checksum included.
     const uint32_t nLimit = std::min(uDataSize, uPixelBytes), nBeside = 1 + kChecksumBytes;
@@ -173,10 +166,8 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
 RV_API int32_t fltLoadBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pData, uint32_t uDataBytes, uint8_t* pPixels,
                              uint32_t uPixelSize, uint32_t uFormat) noexcept {
     Strip strip;
-    if (const int32_t n = openStrip(pInfo, pPixels, uPixelSize, strip); n != 1) return n;
-    if (const int32_t n = checkFormat(*pInfo, uFormat); n != 1) return n;
-    if (!pData) return -13;
-    if (!uDataBytes || pData[0] > kCoded) return kCorrupted;
+    if (const int32_t n = openLoad(kAccepted, pInfo, pData, uDataBytes, pPixels, uPixelSize, uFormat, strip); n != 1)
+        return n;
     if (pData[0] == kPlain) return loadPlain(pData, uDataBytes, pPixels, uPixelSize);
 
     if (!unseal(pData, uDataBytes)) return kCorrupted;

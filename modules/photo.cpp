@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int32_t kCorrupted = -1859;
+constexpr Accepted kAccepted{CODEC_FORMAT_PHOTO, CODEC_QUALITY_LOSSLESS, {8, 24}, kCodedWithPadding};
 
 bool ok(charls_jpegls_errc error) { return error == charls_jpegls_errc::success; }
 
@@ -84,12 +84,6 @@ int32_t decode(const Layout& layout, const Strip& strip, const uint8_t* pData, s
     return ok(error) ? 1 : error == charls_jpegls_errc::not_enough_memory ? -1 : kCorrupted;
 }
 
-// The checks of both directions, after those of the strip.
-int32_t checkFormat(const BITMAPINFOHEADER& info, uint32_t uFormat) {
-    if (uFormat != CODEC_FORMAT_PHOTO) return -15;                   // Unknown compression format
-    return info.biBitCount == 8 || info.biBitCount == 24 ? 1 : -27;  // Invalid bits per pixel
-}
-
 }  // namespace
 
 extern "C" {
@@ -98,10 +92,9 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
                              uint8_t* pData, uint32_t uDataSize, uint32_t* puWritten, uint32_t uFormat,
                              int32_t nQuality) noexcept {
     Strip strip;
-    if (const int32_t n = openStrip(pInfo, pPixels, uPixelBytes, strip); n != 1) return n;
-    if (const int32_t n = checkFormat(*pInfo, uFormat); n != 1) return n;
-    if (nQuality != CODEC_QUALITY_LOSSLESS) return -21;
-    if (!pData || !puWritten) return -13;
+    if (const int32_t n = openSave(kAccepted, pInfo, pPixels, uPixelBytes, pData, puWritten, uFormat, nQuality, strip);
+        n != 1)
+        return n;
 
     const Layout layout = layoutOf(strip, pInfo->biBitCount);
     const bool bPadding = hasPadding(strip, layout.nPadding, pPixels);
@@ -122,10 +115,8 @@ RV_API int32_t fltSaveBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pPixe
 RV_API int32_t fltLoadBuffer(const BITMAPINFOHEADER* pInfo, const uint8_t* pData, uint32_t uDataBytes, uint8_t* pPixels,
                              uint32_t uPixelSize, uint32_t uFormat) noexcept {
     Strip strip;
-    if (const int32_t n = openStrip(pInfo, pPixels, uPixelSize, strip); n != 1) return n;
-    if (const int32_t n = checkFormat(*pInfo, uFormat); n != 1) return n;
-    if (!pData) return -13;
-    if (!uDataBytes || pData[0] > kCodedWithPadding) return kCorrupted;
+    if (const int32_t n = openLoad(kAccepted, pInfo, pData, uDataBytes, pPixels, uPixelSize, uFormat, strip); n != 1)
+        return n;
     if (pData[0] == kPlain) return loadPlain(pData, uDataBytes, pPixels, uPixelSize);
 
     if (!unseal(pData, uDataBytes)) return kCorrupted;

@@ -265,7 +265,6 @@ TEST(OptimisedPalette, SmallDepthsGiveTheirPaletteAndListsMerge) {
 }
 
 TEST(OptimisedPalette, KeepsNothingWhenMemoryIsShort) {
-    if (!faults::available()) GTEST_SKIP();
     const Colors pixels = blobs(40 * 40, 3);
     Bitmap bm(24, 40, 40);
     fill(bm.record, pixels);

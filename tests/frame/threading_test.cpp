@@ -57,7 +57,7 @@ TEST(ThreadEvent, SignalsAreTakenOrStay) {
     ASSERT_EQ(event.Create(1, 0), 1);
     ASSERT_EQ(event.Create(1, 1), 1);
     for (int i = 0; i < 3; ++i) EXPECT_EQ(event.WaitOne(0), 1);
-    if (faults::available()) {
+    {
         const long nBlocks = faults::liveBlocks();
         faults::FailFromNthAllocation fail(0);
         EXPECT_EQ(event.Create(0, 0), -1);
@@ -394,7 +394,7 @@ TEST(ThreadWorkItems, UncountedItemsAreFinishedByHand) {
     waiter.join();
 
     ASSERT_EQ(items.Create(1, WORK_LOCK, 0), 1);
-    if (faults::available()) {
+    {
         for (int n = 0, bDone = 0; !bDone; ++n) {
             const int nBefore = nRan;
             faults::FailFromNthAllocation fail(n);

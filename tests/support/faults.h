@@ -13,7 +13,6 @@ enum class Kind {
 };
 inline constexpr Kind kKinds[] = {Kind::allocation, Kind::mapping, Kind::open, Kind::write};
 const char* nameOf(Kind kind) noexcept;
-constexpr bool available() noexcept { return true; }
 
 // What this thread took less what it gave back; differences count. Descriptors are the process's.
 long liveBlocks() noexcept;

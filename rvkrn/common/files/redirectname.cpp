@@ -1,14 +1,12 @@
 // Pseudo file names: two numbers behind a scheme, and the tables that are registered for them.
 #include <algorithm>
 #include <atomic>
-#include <cstdlib>
-#include <mutex>
+#include <new>
 #include <string_view>
 
 #include "internal/redirect_.h"
-#include "internal/rvclasses_.h"
+#include "internal/sharedlist.h"
 #include "internal/text.h"
-#include "ravokit/frame.h"
 
 namespace rv {
 namespace {
@@ -24,52 +22,29 @@ struct RegisteredName {
 };
 RV_RECORD_SIZE(RegisteredName, 72, 128);
 
-constexpr uint32_t kGrowth = 5;
-
-LazyLock g_lock;  // of the registry
-RegisteredName* g_pNames = nullptr;
-uint32_t g_nNames = 0, g_nCapacity = 0;
-
-void freeNames(void*, void*) noexcept {
-    const std::scoped_lock lock(g_lock);
-    std::free(std::exchange(g_pNames, nullptr));
-    g_nNames = g_nCapacity = 0;
-}
-
-bool growNames() noexcept {
-    const auto uKey = reinterpret_cast<uintptr_t>(&g_pNames);
-    if (!g_pNames && R_RegisterCleanupFunction(uKey, freeNames, nullptr, nullptr) != 1) return false;
-    void* p = std::realloc(g_pNames, (size_t(g_nCapacity) + kGrowth) * sizeof(RegisteredName));
-    if (!p) {
-        if (!g_pNames) R_UnregisterCleanupFunction(uKey, freeNames, nullptr, nullptr, 0);
-        return false;
-    }
-    g_pNames = static_cast<RegisteredName*>(p);
-    g_nCapacity += kGrowth;
-    return true;
-}
+SharedList<RegisteredName> g_names([](RegisteredName* p) noexcept { delete p; });
 
 RegisteredName* findName(uint64_t uName) noexcept {
-    RegisteredName* pEnd = g_pNames + g_nNames;
-    RegisteredName* p = std::find_if(g_pNames, pEnd, [=](const RegisteredName& name) {
+    return g_names.find([=](const RegisteredName& name) {
         return name.uLow == uint32_t(uName) && name.uHigh == uint32_t(uName >> 32);
     });
-    return p == pEnd ? nullptr : p;
 }
 
 int32_t addName(uint64_t uName, const REDIRECTIO& table) noexcept {
-    const std::scoped_lock lock(g_lock);
-    if (findName(uName)) return -1850;                       // (Internal) Filename already registered
-    if (g_nNames == g_nCapacity && !growNames()) return -1;  // Not enough memory available
-    g_pNames[g_nNames++] = {uint32_t(uName), uint32_t(uName >> 32), table};
-    return 1;
+    const std::scoped_lock lock(g_names);
+    if (findName(uName)) return -1850;  // (Internal) Filename already registered
+    auto* p = new (std::nothrow) RegisteredName{uint32_t(uName), uint32_t(uName >> 32), table};
+    if (p && g_names.add(p)) return 1;
+    delete p;
+    return -1;  // Not enough memory available
 }
 
 int32_t removeName(uint64_t uName) noexcept {
-    const std::scoped_lock lock(g_lock);
+    const std::scoped_lock lock(g_names);
     RegisteredName* p = findName(uName);
     if (!p) return -10;  // File not found
-    *p = g_pNames[--g_nNames];
+    g_names.remove(p);
+    delete p;
     return 1;
 }
 
@@ -145,7 +120,7 @@ bool isSchemeName(const char16_t* pszName) noexcept {
 int32_t findRegisteredTable(const char16_t* pszName, REDIRECTIO& table) noexcept {
     uint64_t uName;
     if (!parseName(pszName, uName)) return -8;  // Invalid filename specified
-    const std::scoped_lock lock(g_lock);
+    const std::scoped_lock lock(g_names);
     const RegisteredName* p = findName(uName);
     if (!p) return -10;  // File not found
     table = p->table;
