@@ -158,14 +158,14 @@ constinit const AlphaKernels kAvx2Alpha{
 
 extern "C" int32_t R_ConvertToPremultipliedAlpha(int32_t nBitsPerPixel, uint8_t* pRow, uint32_t uBytes) noexcept {
     const rv::AlphaKernels& rows = rv::bestRowKernels().alpha;
-    if (nBitsPerPixel == 32) rows.premultiply32(pRow, pRow, uBytes / 4);
-    if (nBitsPerPixel == 64) rows.premultiply64(pRow, pRow, uBytes / 8);
+    if (pRow && nBitsPerPixel == 32) rows.premultiply32(pRow, pRow, uBytes / 4);
+    if (pRow && nBitsPerPixel == 64) rows.premultiply64(pRow, pRow, uBytes / 8);
     return 1;
 }
 
 extern "C" int32_t R_ConvertFromPremultipliedAlpha(int32_t nBitsPerPixel, uint8_t* pRow, uint32_t uBytes) noexcept {
     const rv::AlphaKernels& rows = rv::bestRowKernels().alpha;
-    if (nBitsPerPixel == 32) rows.unpremultiply32(pRow, pRow, uBytes / 4);
-    if (nBitsPerPixel == 64) rows.unpremultiply64(pRow, pRow, uBytes / 8);
+    if (pRow && nBitsPerPixel == 32) rows.unpremultiply32(pRow, pRow, uBytes / 4);
+    if (pRow && nBitsPerPixel == 64) rows.unpremultiply64(pRow, pRow, uBytes / 8);
     return 1;
 }
