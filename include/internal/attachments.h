@@ -12,6 +12,14 @@ struct Attachments {
     void (*deleteRegion)(RavoRgn* pRegion) noexcept;
     int32_t (*copyRegion)(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
     void (*offsetRegion)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
+    // The region of a picture whose stored rows were exchanged, or mirrored.
+    int32_t (*flipRegion)(BITMAPRECORD& bm) noexcept;
+    int32_t (*reverseRegion)(BITMAPRECORD& bm) noexcept;
+    // To a picture of another size; bm has the old one still.
+    int32_t (*sizeRegion)(BITMAPRECORD& bm, int32_t nWidth, int32_t nHeight) noexcept;
+    // bm has the new size already; the picture was nOldWidth x nOldHeight and was turned by nAngle hundredths of a
+    // degree.
+    int32_t (*rotateRegion)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight, int32_t nAngle) noexcept;
     // The region's bounds in storage rows and columns, cut to the bitmap.
     RECT (*regionBounds)(const BITMAPRECORD& bm) noexcept;
     // Words that a row's segments can need, and the segments of a row: pairs (start, end), end exclusive.
@@ -26,6 +34,12 @@ struct Attachments {
     void (*freeOverlays)(BITMAPRECORD& bm) noexcept;
     int32_t (*copyOverlays)(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
     void (*offsetOverlays)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
+    // With a picture of nOldWidth x nOldHeight that became bm: mirrored on either axis, resized, or turned by nAngle
+    // hundredths of a degree about the middle of both.
+    int32_t (*flipOverlays)(BITMAPRECORD& bm) noexcept;
+    int32_t (*reverseOverlays)(BITMAPRECORD& bm) noexcept;
+    int32_t (*sizeOverlays)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight) noexcept;
+    int32_t (*rotateOverlays)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight, int32_t nAngle) noexcept;
 };
 
 // The bodies in force.

@@ -1,0 +1,49 @@
+// Rows of a resized picture on demand: any span of any row, in any order, in the caller's depth, order and palette,
+// without a destination bitmap.
+#pragma once
+
+#include "bitmap.h"
+
+RV_C_BEGIN
+
+/// Bits of uFlags. Without an output order the pixels come in ORDER_RGB. Bits 16 to 23 are the dithering method.
+enum {
+    RSR_GRAY_RANGE = 0x00002,  ///< gray output goes through nLowBit to nHighBit
+    RSR_OUT_BGR = 0x00004,     ///< ORDER_BGR; beats the other two
+    RSR_RESAMPLE = 0x00010,    ///< the area's average where an axis shrinks, linear where it grows
+    RSR_BICUBIC = 0x00020,     ///< spline where an axis grows; rows of an equal size are premultiplied
+    RSR_OUT_GRAY = 0x00080,    ///< ORDER_GRAY; beats the next one
+    RSR_LUT_AFTER = 0x01000,   ///< a gray source's table is applied after resizing
+    RSR_NO_LUT = 0x02000,      ///< a gray source's table is ignored
+    RSR_OUT_ORDER7 = 0x04000   ///< ORDER_BGR565
+};
+
+/// Gives source rows: uBytes bytes of row nRow from pixel column nCol, as the bitmap stores them. Returns 1, or a
+/// status, which becomes that of the request.
+typedef int32_t (*RESIZEROWCALLBACK)(BITMAPRECORD* pBitmap, uint8_t* pBuffer, int32_t nRow, int32_t nCol,
+                                     uint32_t uBytes, void* pUserData);
+
+/// Starts the engine: rows of pBitmap resized to nWidth x nHeight. A size of 0 is computed from the other one, so that
+/// the aspect ratio stays. nBitsPerPixel is the depth that rows come in; 0 keeps the pixel values as samples of 8 bits.
+/// pPalette (null: the source's) has uPaletteEntries. A null pfnCallback reads the bitmap itself. nLowBit and nHighBit
+/// are the range of RSR_GRAY_RANGE; a high bit of -1 is the top one. The bitmap stays locked until R_StopResizeBitmap,
+/// which also frees what *ppResizeData points at. One state serves one thread at a time. Returns 1, or: -2 null bitmap;
+/// -789 unknown record size; -13 null ppResizeData, no size to be computed, or a negative one; -1 no memory; those of
+/// R_StartDitheringExt and of the lock. On failure nothing is kept.
+RV_API int32_t R_StartResizeBitmap2(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, int32_t nBitsPerPixel,
+                                    const RGBQUAD* pPalette, uint32_t uPaletteEntries, uint32_t uFlags,
+                                    RESIZEROWCALLBACK pfnCallback, void* pUserData, void** ppResizeData,
+                                    int32_t nLowBit, int32_t nHighBit) RV_NOEXCEPT;
+/// R_StartResizeBitmap2 without a gray range.
+RV_API int32_t R_StartResizeBitmap(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, int32_t nBitsPerPixel,
+                                   const RGBQUAD* pPalette, uint32_t uPaletteEntries, uint32_t uFlags,
+                                   RESIZEROWCALLBACK pfnCallback, void* pUserData, void** ppResizeData) RV_NOEXCEPT;
+/// Writes uBytes bytes of row nRow from column nCol on. Any row, in any order; the result depends on nothing else.
+/// Returns 1, or: -13 no such state, or a null buffer; the row source's status, which is -7 for a short row; -74 more
+/// bytes than the row has; those of dithering and conversion.
+RV_API int32_t R_GetResizedRowCol(void* pResizeData, uint8_t* pBuffer, int32_t nRow, int32_t nCol,
+                                  uint32_t uBytes) RV_NOEXCEPT;
+/// Ends the engine. Returns 1, or -13 no such state.
+RV_API int32_t R_StopResizeBitmap(void* pResizeData) RV_NOEXCEPT;
+
+RV_C_END
