@@ -5,5 +5,4 @@ int32_t R_FlipBitmap(BITMAPRECORD*) RV_NOEXCEPT { return 0; }
 int32_t R_IntFlipBitmap(BITMAPRECORD*) RV_NOEXCEPT { return 0; }
 int32_t R_ReverseBitmap(BITMAPRECORD*) RV_NOEXCEPT { return 0; }
 int32_t R_IntReverseBitmap(BITMAPRECORD*) RV_NOEXCEPT { return 0; }
-int32_t R_MirrorLine(uint8_t*, int32_t, int32_t) RV_NOEXCEPT { return 0; }
 }
