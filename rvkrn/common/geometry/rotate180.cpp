@@ -10,6 +10,7 @@
 #include "internal/rotate_.h"
 #include "internal/rowaccess.h"
 #include "internal/rowstore.h"
+#include "internal/runlists_.h"
 
 namespace rv {
 namespace {
@@ -62,13 +63,26 @@ class HalfTurn {
         return 1;
     }
 
+    // Without expanding them: false where the rows have no table in common, else with the status.
+    bool exchangeLists(int32_t nRow, int32_t nOther, int32_t& nStatus) noexcept {
+        if (!(m_bm.Flags & BMF_COMPRESSED) || !swapRunLists(m_bm, nRow, nOther)) return false;
+        nStatus = mirrorRunList(m_bm, nRow);
+        if (nStatus == 1 && nRow != nOther) {
+            nStatus = mirrorRunList(m_bm, nOther);
+            if (nStatus != 1) mirrorRunList(m_bm, nRow);
+        }
+        if (nStatus != 1) swapRunLists(m_bm, nRow, nOther);
+        return true;
+    }
+
 public:
     explicit HalfTurn(BITMAPRECORD& bm) noexcept
         : m_bm(bm),
           m_mirror(mirrorKernel(bm.BitsPerPixel)),
           m_bFlat(flatRow(bm, 0) != nullptr),
           m_nLine(bm.BytesPerLine),
-          m_nBlock(m_bFlat ? 1 : int32_t(std::max<uint64_t>(kBlockBytes / m_nLine, 1))) {}
+          m_nBlock(m_bFlat || (bm.Flags & BMF_COMPRESSED) ? 1 : int32_t(std::max<uint64_t>(kBlockBytes / m_nLine, 1))) {
+    }
 
     bool allocate() noexcept {
         return m_row.allocate(m_nLine) &&
@@ -78,6 +92,8 @@ public:
 
     // Exchanges n pairs from number i on. 1, or a status, and nothing has changed then.
     int32_t exchange(int32_t i, int32_t n) noexcept {
+        int32_t nStatus;
+        if (m_nBlock == 1 && exchangeLists(i, lastRow() - i, nStatus)) return nStatus;
         if (!m_bFlat) return exchangeBlock(i, n);
         for (int32_t k = i; k < i + n; ++k) exchangeFlat(flatRow(m_bm, k), flatRow(m_bm, lastRow() - k));
         return 1;
