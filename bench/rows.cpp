@@ -418,6 +418,7 @@ void colorAndGray(Bitmap& photo) {
 }
 
 #include "bench/rows_view.h"
+#include "bench/rows_turns.h"
 
 }  // namespace
 
@@ -437,5 +438,6 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     flips(photo);
+    turns(photo);
     return g_failures ? 1 : 0;
 }
