@@ -419,6 +419,7 @@ void colorAndGray(Bitmap& photo) {
 
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
 
 }  // namespace
 
@@ -439,5 +440,6 @@ int main(int argc, char** argv) {
     colorModels(photo);
     flips(photo);
     turns(photo);
+    rotations(photo);
     return g_failures ? 1 : 0;
 }
