@@ -362,15 +362,16 @@ TEST(ChangeView, ThePictureStaysAsItIsSeen) {
 TEST(ChangeView, MemoryFailuresChangeNothingToSee) {
     for (int32_t nOld = 1; nOld <= 8; ++nOld)
         for (int k = 0;; ++k) {
+            const int32_t nNew = (nOld + 3) % 8 + 1;  // a flip and a quarter turn
             Bitmap bm(24, 13, 6), copy;
             fillRandom(bm.record, 9);
             bm->ViewPerspective = nOld;
             const auto was = seenPixels(bm.record);
             const long nBlocks = faults::liveBlocks();
             faults::FailFromNthAllocation fail(k);
-            const int32_t nCopy = R_ChangeBitmapViewPerspective(&copy, &bm, sizeof(BITMAPRECORD), 9 - nOld);
+            const int32_t nCopy = R_ChangeBitmapViewPerspective(&copy, &bm, sizeof(BITMAPRECORD), nNew);
             EXPECT_TRUE(nCopy == 1 || faults::liveBlocks() == nBlocks);
-            const int32_t nStatus = R_ChangeBitmapViewPerspective(nullptr, &bm, 0, 9 - nOld);
+            const int32_t nStatus = R_ChangeBitmapViewPerspective(nullptr, &bm, 0, nNew);
             fail.stop();
             ASSERT_EQ(seenPixels(bm.record), was) << nOld << ", " << k;
             if (!fail.fired()) break;
