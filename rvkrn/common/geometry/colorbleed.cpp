@@ -2,54 +2,57 @@
 // transparency is often black.
 #include <limits>
 
+#include "internal/pixels.h"
 #include "internal/resize_.h"
 #include "internal/rowaccess.h"
 
 namespace rv {
 namespace {
 
-// Four samples of type T; the last one is alpha.
+// Pixels of four samples of type T, the last one alpha.
 template <class T>
 struct Colors {
     static constexpr uint32_t kFull = std::numeric_limits<T>::max(), kVisible = kFull / 2 + 1, kBits = sizeof(T) * 8;
+    static constexpr size_t kPixel = 4 * sizeof(T);
+
+    static uint32_t sample(const uint8_t* pixel, size_t i) noexcept { return loadLittle<T>(pixel + i * sizeof(T)); }
+    static uint32_t alpha(const uint8_t* pixel) noexcept { return sample(pixel, 3); }
 
     static bool hasTransparent(const uint8_t* row, int32_t nWidth) noexcept {
-        const T* p = reinterpret_cast<const T*>(row) + 3;
-        for (int32_t x = 0; x < nWidth; ++x)
-            if (p[size_t(x) * 4] < 2) return true;
+        for (const uint8_t* p = row; p < row + size_t(nWidth) * kPixel; p += kPixel)
+            if (alpha(p) < 2) return true;
         return false;
     }
 
-    // Colour c under its own alpha moves towards the visible colour.
-    static void blend(T* to, const T* from) noexcept {
-        for (int i = 0; i < 3; ++i) to[i] = T(((kFull - from[3]) * to[i] + uint32_t(from[3]) * from[i]) >> kBits);
+    // A colour moves towards a visible one, as far as that is visible.
+    static void blend(uint8_t* to, const uint8_t* from) noexcept {
+        const uint32_t a = alpha(from);
+        for (size_t i = 0; i < 3; ++i)
+            storeLittle(to + i * sizeof(T), T(((kFull - a) * sample(to, i) + a * sample(from, i)) >> kBits));
     }
 
     // Each pixel that is rather transparent asks its right, then its left neighbour; the first visible one colours it
-    // and the neighbour on the other side. Past the ends a pixel is its own neighbour.
+    // and the neighbour on the other side. At the ends a pixel is its own neighbour.
     static void bleedRow(uint8_t* row, int32_t nWidth) noexcept {
-        T* const pFirst = reinterpret_cast<T*>(row);
-        T* const pLast = pFirst + size_t(nWidth - 1) * 4;
-        for (T* p = pFirst; p <= pLast; p += 4) {
-            if (p[3] >= kVisible) continue;
-            T *pRight = p < pLast ? p + 4 : p, *pLeft = p > pFirst ? p - 4 : p;
-            if (pRight[3] < kVisible) std::swap(pRight, pLeft);
-            if (pRight[3] < kVisible) continue;
-            blend(p, pRight);
-            if (pLeft[3] < kVisible) blend(pLeft, pRight);
+        uint8_t* const pLast = row + size_t(nWidth - 1) * kPixel;
+        for (uint8_t* p = row; p <= pLast; p += kPixel) {
+            if (alpha(p) >= kVisible) continue;
+            uint8_t *from = p < pLast ? p + kPixel : p, *other = p > row ? p - kPixel : p;
+            if (alpha(from) < kVisible) std::swap(from, other);
+            if (alpha(from) < kVisible) continue;
+            blend(p, from);
+            if (alpha(other) < kVisible) blend(other, from);
         }
     }
 
     // Wholly transparent pixels take the colour of the row below, else of the row above. Whether any did.
     static bool bleedFromRows(uint8_t* row, const uint8_t* above, const uint8_t* below, int32_t nWidth) noexcept {
-        T* const to = reinterpret_cast<T*>(row);
-        const T *pAbove = reinterpret_cast<const T*>(above), *pBelow = reinterpret_cast<const T*>(below);
         bool bAny = false;
-        for (size_t i = 0; i < size_t(nWidth) * 4; i += 4) {
-            if (to[i + 3] != 0) continue;
-            const T* from = pBelow[i + 3] ? pBelow : pAbove;
-            if (from[i + 3] == 0) continue;
-            std::memcpy(to + i, from + i, 3 * sizeof(T));
+        for (size_t i = 0; i < size_t(nWidth) * kPixel; i += kPixel) {
+            if (alpha(row + i) != 0) continue;
+            const uint8_t* from = alpha(below + i) ? below + i : above + i;
+            if (alpha(from) == 0) continue;
+            std::memcpy(row + i, from, 3 * sizeof(T));
             bAny = true;
         }
         return bAny;
