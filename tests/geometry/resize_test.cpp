@@ -346,23 +346,22 @@ TEST(Resize, WithoutMemoryTheBitmapStands) {
     for (const Holding h : {Holding::conventional, Holding::compressed})
         for (const uint32_t uFlags : {0, int(RSZ_FAVOUR_BLACK)})
             for (int n = 0;; ++n) {
-                Bitmap bm(1, 9000, 40, h);  // large enough for its run lists to pay
-                Bytes data(size_t(bm->BytesPerLine) * 40);
-                for (size_t i = 0; i < data.size(); i += 100) data[i] = 0x42;
-                clearPadding(data, bm.record);
-                setContents(bm.record, data);
+                Bitmap bm(1, 300, 40, h);
+                const Bytes data = fillRandom(bm.record, 6);
                 const long nBlocks = faults::liveBlocks();
                 faults::FailFromNthAllocation fail(n);
-                const int32_t nStatus = R_SizeBitmap(&bm, 4100, 17, uFlags);
+                const int32_t nStatus = R_SizeBitmap(&bm, 41, 17, uFlags);
                 fail.stop();
                 if (!fail.fired()) {
                     EXPECT_EQ(nStatus, 1);
                     EXPECT_GT(n, 3);
                     break;
                 }
+                // Run lists that don't pay want to become flat, and may stay where that fails.
+                if (nStatus == 1 && uFlags && h == Holding::compressed) continue;
                 ASSERT_EQ(nStatus, -1) << n;
                 ASSERT_EQ(faults::liveBlocks(), nBlocks) << n;
-                ASSERT_EQ(bm->Width, 9000);
+                ASSERT_EQ(bm->Width, 300);
                 ASSERT_EQ(contents(bm.record), data) << n;
             }
 }
