@@ -123,19 +123,23 @@ TEST(ResizeRows, WalkByItsRuleForwardAndBackward) {
         for (int k = 0; k < 300; ++k) {
             const int32_t den = 1 + upTo(90), start = upTo(9), count = upTo(90), grows = k % 2;
             const int32_t step = k % 5 ? upTo(6) : 2, acc = upTo(den), rem = k % 5 ? upTo(den + 1) : 0;
-            const Bytes src = randomBytes(size_t((start + count * 7 + 2) * bits + 7) / 8, unsigned(k));
-            const size_t used = (size_t(count) * unsigned(bits) + 7) / 8, room = used + 5;
-            const bool whole = bits % 8 == 0;
-            Bytes want = randomBytes(room + 4, 3), got = want, back = want;
-            if (!whole) std::fill_n(want.begin(), room, uint8_t(0));
+            std::vector<size_t> columns;
             for (int32_t i = 0, c = start, a = acc; i < count; ++i) {
-                rv::visitDepth(bits, [&](auto b) {
-                    rv::Pixel<b>::put(want.data(), size_t(i), rv::Pixel<b>::get(src.data(), size_t(c)));
-                });
+                columns.push_back(size_t(c));
                 a += rem;
                 c += (grows ? 0 : step) + (a >= den);
                 a -= a >= den ? den : 0;
             }
+            // The source ends with the last pixel that is taken.
+            const size_t pixels = columns.empty() ? 1 : columns.back() + 1;
+            const Bytes src = randomBytes((pixels * unsigned(bits) + 7) / 8, unsigned(k));
+            const size_t room = (size_t(count) * unsigned(bits) + 7) / 8 + 5;
+            Bytes want = randomBytes(room + 4, 3), got = want, back = want;
+            if (bits % 8) std::fill_n(want.begin(), room, uint8_t(0));
+            for (size_t i = 0; i < columns.size(); ++i)
+                rv::visitDepth(bits, [&](auto b) {
+                    rv::Pixel<b>::put(want.data(), i, rv::Pixel<b>::get(src.data(), columns[i]));
+                });
             R_GetResizedScanLine(bits, uint32_t(room), start, step, acc, rem, src.data(), got.data(), count, den,
                                  grows);
             R_ReverseGetResizedScanLine(bits, uint32_t(room), start, step, acc, rem, src.data(), back.data(), count,
