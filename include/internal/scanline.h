@@ -1,6 +1,8 @@
 // Nearest columns: which pixels of a row the pixels of a resized row are.
 #pragma once
 
+#include <numeric>
+
 #include "internal/pixels.h"
 #include "internal/rvclasses_.h"
 
@@ -43,17 +45,23 @@ struct AxisWalk {
 template <int Bits, class Next>
 [[gnu::always_inline]] inline void pickPixels(const uint8_t* src, uint8_t* dst, size_t n, Next next) noexcept {
     if constexpr (Bits < 8) {
-        uint32_t v = 0;
-        int nHeld = 0;
-        for (size_t i = 0; i < n; ++i) {
-            v = v << Bits | Pixel<Bits>::get(src, next());
-            nHeld += Bits;
-            if (nHeld >= 8) {
-                nHeld -= 8;
-                *dst++ = uint8_t(v >> nHeld);
-            }
+        // As many pixels as fill whole bytes are packed at once.
+        constexpr size_t kPixels = 8 / std::gcd(8, Bits), kBytes = kPixels * Bits / 8;
+        const auto pack = [&](size_t nPixels, size_t nBytes) {
+            uint64_t v = 0;
+            for (size_t i = 0; i < nPixels; ++i) v = v << Bits | Pixel<Bits>::get(src, next());
+            v <<= (kPixels - nPixels) * Bits;
+            for (size_t i = 0; i < nBytes; ++i) *dst++ = uint8_t(v >> (kBytes - 1 - i) * 8);
+        };
+        for (; n >= kPixels; n -= kPixels) pack(kPixels, kBytes);
+        if (n) pack(n, (n * Bits + 7) / 8);
+    } else if constexpr (Bits == 12) {
+        for (; n >= 2; n -= 2, dst += 3) {
+            const uint32_t nFirst = Pixel<12>::get(src, next()), v = nFirst | Pixel<12>::get(src, next()) << 12;
+            storeLittle(dst, uint16_t(v));
+            dst[2] = uint8_t(v >> 16);
         }
-        if (nHeld) *dst = uint8_t(v << (8 - nHeld));
+        if (n) Pixel<12>::put(dst, 0, Pixel<12>::get(src, next()));
     } else {
         for (size_t i = 0; i < n; ++i) Pixel<Bits>::put(dst, i, Pixel<Bits>::get(src, next()));
     }

@@ -87,9 +87,10 @@ void expectBlackCounted(const Bytes& from, const BITMAPRECORD& src, BITMAPRECORD
 TEST(Resize, BlackIsCountedInEveryKindOfBox) {
     const struct {
         int32_t width, height, toWidth, toHeight;
-    } cases[] = {{528, 40, 264, 20}, {524, 40, 131, 10}, {528, 41, 66, 5},  {300, 30, 41, 4}, {64, 300, 16, 2},
-                 {700, 9, 3, 2},     {90, 200, 90, 10},  {90, 20, 200, 5},  {50, 12, 71, 30}, {201, 6, 100, 20},
-                 {68, 7, 17, 7},     {300, 90, 2, 1},    {48, 300, 12, 20}, {33, 33, 1, 100}, {66, 20, 33, 9}};
+    } cases[] = {{528, 40, 264, 20}, {524, 40, 131, 10}, {528, 41, 66, 5},  {300, 30, 41, 4},
+                 {64, 300, 16, 2},   {700, 9, 3, 2},     {90, 200, 90, 10}, {90, 20, 200, 5},
+                 {50, 12, 71, 30},   {201, 6, 100, 20},  {68, 7, 17, 7},    {300, 90, 2, 1},
+                 {48, 300, 12, 20},  {33, 33, 1, 100},   {90, 300, 91, 2},  {66, 20, 33, 9}};
     const RGBQUAD inkOnPaper[2] = {{255, 255, 255, 0}, {0, 0, 0, 0}};
     for (const auto& c : cases) {
         std::vector<Holding> holdings{Holding::conventional, Holding::compressed, Holding::callbacks};

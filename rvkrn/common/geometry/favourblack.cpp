@@ -4,7 +4,7 @@
 // remainder carries; it is black if its box holds a threshold of black pixels, which is about the root of the box's
 // area. Along an axis that grows a box is one pixel, so such columns are counted in the source's width and spread
 // afterwards. Rows come as run lists from bitmaps that hold such, as bits from all others: a box is counted by words,
-// and boxes of 2, 4 and 8 columns in all bytes at once.
+// and boxes of 1, 2, 4 and 8 columns in all bytes at once.
 #include <algorithm>
 #include <bit>
 
@@ -33,10 +33,12 @@ uint32_t thresholdOf(const AxisSteps& x, const AxisSteps& y) noexcept {
 
 struct BoxRow {
     const uint32_t* starts;  // nBoxes + 1 columns
+    const uint32_t* boxOf;   // a column's box; for runs
     uint32_t* counts;
     uint32_t nBoxes;
-    uint32_t nBytes;  // of the source row, that may be read
+    uint32_t nInside;  // as many of the first ones fit a word that the row holds
 };
+constexpr uint32_t kFits = 57;  // columns, at any bit of the word's first byte
 
 // The 1-bits of the columns from nFrom up to nTo.
 [[gnu::always_inline]] inline uint32_t countOnes(const uint8_t* row, uint32_t nFrom, uint32_t nTo) noexcept {
@@ -51,16 +53,17 @@ struct BoxRow {
 
 // Black is 0-bits if uFlip is all ones, else 0.
 [[gnu::always_inline]] inline void countBoxes(const BoxRow& boxes, const uint8_t* row, uint64_t uFlip) noexcept {
-    constexpr uint32_t kFits = 57;  // at any bit of the first byte
-    for (uint32_t i = 0; i < boxes.nBoxes; ++i) {
-        const uint32_t nFrom = boxes.starts[i], nTo = boxes.starts[i + 1];
-        if (nTo - nFrom <= kFits && nFrom / 8 + 8 <= boxes.nBytes) {
-            const uint64_t v = __builtin_bswap64(loadLittle<uint64_t>(row + nFrom / 8)) ^ uFlip;
-            boxes.counts[i] += uint32_t(std::popcount(v << nFrom % 8 >> (64 - (nTo - nFrom))));
-        } else {
-            const uint32_t nOnes = countOnes(row, nFrom, nTo);
-            boxes.counts[i] += uFlip ? nTo - nFrom - nOnes : nOnes;
-        }
+    uint32_t i = 0, nFrom = boxes.starts[0];
+    for (; i < boxes.nInside; ++i) {
+        const uint32_t nTo = boxes.starts[i + 1];
+        const uint64_t v = __builtin_bswap64(loadLittle<uint64_t>(row + nFrom / 8)) ^ uFlip;
+        boxes.counts[i] += uint32_t(std::popcount(v << nFrom % 8 >> (64 - (nTo - nFrom))));
+        nFrom = nTo;
+    }
+    for (; i < boxes.nBoxes; ++i) {
+        const uint32_t nTo = boxes.starts[i + 1], nOnes = countOnes(row, nFrom, nTo);
+        boxes.counts[i] += uFlip ? nTo - nFrom - nOnes : nOnes;
+        nFrom = nTo;
     }
 }
 void countBoxesPlain(const BoxRow& boxes, const uint8_t* row, uint64_t uFlip) noexcept {
@@ -72,32 +75,42 @@ RV_AVX2 void countBoxesAvx2(const BoxRow& boxes, const uint8_t* row, uint64_t uF
 }
 #endif
 
-// Each run goes to the boxes that it crosses.
+// The columns from nFrom up to nTo go to the boxes that they cross.
+void countColumns(const BoxRow& boxes, uint32_t nFrom, uint32_t nTo) noexcept {
+    if (nFrom >= nTo) return;
+    const uint32_t nFirst = boxes.boxOf[nFrom], nLast = boxes.boxOf[nTo - 1];
+    if (nFirst == nLast) {
+        boxes.counts[nFirst] += nTo - nFrom;
+        return;
+    }
+    boxes.counts[nFirst] += boxes.starts[nFirst + 1] - nFrom;
+    for (uint32_t i = nFirst + 1; i < nLast; ++i) boxes.counts[i] += boxes.starts[i + 1] - boxes.starts[i];
+    boxes.counts[nLast] += nTo - boxes.starts[nLast];
+}
+
 void countRuns(const BoxRow& boxes, RunCursor runs, uint32_t nBlack) noexcept {
     const uint32_t nEnd = boxes.starts[boxes.nBoxes];
-    uint32_t x = 0, i = 0;
+    uint32_t x = 0;
     do {
         const uint32_t nTo = runs.nRun < nEnd - x ? x + runs.nRun : nEnd;
-        while (x < nTo) {
-            const uint32_t nStop = std::min(nTo, boxes.starts[i + 1]);
-            if (runs.nColour == nBlack) boxes.counts[i] += nStop - x;
-            x = nStop;
-            i += x == boxes.starts[i + 1];
-        }
+        if (runs.nColour == nBlack) countColumns(boxes, x, nTo);
+        x = nTo;
     } while (x < nEnd && runs.next());
-    // A list that ends early stands for 0-bits.
-    for (; x < nEnd && nBlack == 0; x = boxes.starts[++i]) boxes.counts[i] += boxes.starts[i + 1] - x;
+    if (nBlack == 0) countColumns(boxes, x, nEnd);  // a list that ends early stands for 0-bits
 }
 
 void boxesToBits(const uint32_t* counts, uint32_t n, uint32_t nThreshold, uint8_t uFlip, uint8_t* bits) noexcept {
-    for (uint32_t i = 0; i < n; i += 8) {
+    const auto gather = [&](uint32_t i, uint32_t nBoxes) {
         uint32_t v = 0;
-        for (uint32_t k = 0; k < 8; ++k) v = v << 1 | (i + k < n && counts[i + k] >= nThreshold);
-        bits[i / 8] = uint8_t(v ^ uFlip);
-    }
+        for (uint32_t k = 0; k < nBoxes; ++k) v = v << 1 | uint32_t(counts[i + k] >= nThreshold);
+        bits[i / 8] = uint8_t((v ^ uFlip) << (8 - nBoxes));
+    };
+    uint32_t i = 0;
+    for (; i + 8 <= n; i += 8) gather(i, 8);
+    if (i < n) gather(i, n - i);
 }
 
-// ---- boxes of 2, 4 and 8 columns, counted in bytes
+// ---- boxes of 1, 2, 4 and 8 columns, counted in bytes
 //
 // The k-th plane has a byte for each source byte: the count of its k-th box.
 
@@ -112,6 +125,10 @@ template <int Step>
                                                size_t nBytes) noexcept {
     for (size_t i = 0; i < nBytes; ++i) {
         auto v = uint8_t(row[i] ^ uFlip);
+        if constexpr (Step == 1) {
+            for (size_t k = 0; k < 8; ++k) p[k * nPlane + i] = uint8_t(p[k * nPlane + i] + (v >> (7 - k) & 1));
+            continue;
+        }
         v = uint8_t(v - (v >> 1 & 0x55));
         if constexpr (Step == 2) {
             for (size_t k = 0; k < 4; ++k) p[k * nPlane + i] = uint8_t(p[k * nPlane + i] + (v >> (6 - 2 * k) & 3));
@@ -130,6 +147,7 @@ template <int Step>
 // The top Kept bits of each byte, gathered.
 template <int Kept>
 [[gnu::always_inline]] inline uint64_t gatherTops(uint64_t v) noexcept {
+    if constexpr (Kept == 8) return v;
     constexpr auto repeated = [](int nBits, int nEvery) {
         uint64_t u = 0;
         for (int i = 0; i < 64; i += nEvery) u |= ((uint64_t(1) << nBits) - 1) << i;
@@ -197,11 +215,26 @@ PlaneKernels planeKernels() noexcept {
     return {Plain<Step>::count, Plain<Step>::finish};
 }
 
+PlaneKernels planeKernelsOf(int32_t nBox) noexcept {
+    switch (nBox) {
+        case 1:
+            return planeKernels<1>();
+        case 2:
+            return planeKernels<2>();
+        case 4:
+            return planeKernels<4>();
+        case 8:
+            return planeKernels<8>();
+        default:
+            return {};
+    }
+}
+
 // ---- a row of boxes
 
 // Counts source rows into the boxes of a row, and makes its pixels.
 class BlackCounter {
-    Buffer<uint32_t> m_starts, m_counts;
+    Buffer<uint32_t> m_starts, m_boxOf, m_counts;
     BoxRow m_boxes{};
     Buffer<uint8_t> m_planes;
     size_t m_nPlanes = 0, m_nPlane = 0;
@@ -210,17 +243,23 @@ class BlackCounter {
     Buffer<uint8_t> m_narrow;  // the row before its columns are spread
     AxisSteps m_x{};
     size_t m_nSrcBytes = 0;
-    int32_t m_nDstWidth = 0;
     uint32_t m_nThreshold = 0;
     uint8_t m_uFlip = 0;  // all ones where black is 0-bits
 
-    int32_t prepareBoxes(int32_t nSrcWidth, uint32_t nSrcBytes) noexcept {
+    int32_t prepareBoxes(uint32_t nSrcWidth, uint32_t nRowBytes, bool bRuns) noexcept {
         const uint32_t n = m_boxes.nBoxes;
         if (!m_starts.allocate(uint64_t(n) + 1) || !m_counts.allocate(n)) return -1;
         AxisWalk walk(m_x);
         for (uint32_t i = 0; i <= n; ++i) m_starts[i] = m_x.bEnlarge ? i : uint32_t(walk.next());
-        m_starts[n] = uint32_t(nSrcWidth);
-        m_boxes = {m_starts.get(), m_counts.get(), n, nSrcBytes};
+        if (bRuns) {
+            if (!m_boxOf.allocate(nSrcWidth)) return -1;
+            for (uint32_t i = 0; i < n; ++i) std::fill(&m_boxOf[m_starts[i]], &m_boxOf[m_starts[i + 1]], i);
+        }
+        uint32_t nInside = 0;
+        while (nInside < n && m_starts[nInside + 1] - m_starts[nInside] <= kFits &&
+               m_starts[nInside] / 8 + 8 <= nRowBytes)
+            ++nInside;
+        m_boxes = {m_starts.get(), m_boxOf.get(), m_counts.get(), n, nInside};
         return 1;
     }
 
@@ -230,20 +269,17 @@ public:
         const AxisSteps y = axisSteps(src.Height, dst.Height);
         m_nThreshold = thresholdOf(m_x, y);
         m_uFlip = R_IntIsGrayScaleBitmap(&src, 0) == GRAYKIND_DESCENDING ? 0 : 0xFF;
-        m_nDstWidth = dst.Width;
         m_boxes.nBoxes = uint32_t(m_x.bEnlarge ? src.Width : dst.Width);
         m_nSrcBytes = size_t(packedBytes(uint32_t(src.Width), 1));
         if (m_x.bEnlarge) {
             if (!m_narrow.allocateCleared(m_nSrcBytes)) return -1;
             if (const int32_t n = m_columns.prepare(1, src.Width, dst.Width); n != 1) return n;
         }
-        const bool bInBytes = !bRuns && m_x.nRem == 0 && int64_t(m_x.nStep) * (int64_t(y.nStep) + 1) <= kMostInByte;
-        if (bInBytes && m_x.nStep == 2) m_kernels = planeKernels<2>();
-        if (bInBytes && m_x.nStep == 4) m_kernels = planeKernels<4>();
-        if (bInBytes && m_x.nStep == 8) m_kernels = planeKernels<8>();
-        if (!m_kernels.count) return prepareBoxes(src.Width, src.BytesPerLine);
+        const int32_t nBox = m_x.bEnlarge ? 1 : m_x.nRem == 0 ? m_x.nStep : 0;
+        if (!bRuns && int64_t(nBox) * (int64_t(y.nStep) + 1) <= kMostInByte) m_kernels = planeKernelsOf(nBox);
+        if (!m_kernels.count) return prepareBoxes(uint32_t(src.Width), src.BytesPerLine, bRuns);
         m_nPlane = (m_nSrcBytes + 7) / 8 * 8;
-        m_nPlanes = m_nPlane * size_t(8 / m_x.nStep);
+        m_nPlanes = m_nPlane * size_t(8 / nBox);
         return m_planes.allocateCleared(m_nPlanes) ? 1 : -1;
     }
 
@@ -267,14 +303,13 @@ public:
     void spread(const uint8_t* row, uint8_t* bits, size_t nBytes) const noexcept { m_columns.apply(row, bits, nBytes); }
 
     void finish(uint8_t* bits, size_t nBytes) noexcept {
-        if (m_kernels.count) {
-            m_kernels.finish(m_planes.get(), m_nPlane, m_nThreshold, m_uFlip, bits, size_t(m_nDstWidth));
-        } else {
-            uint8_t* const pTo = m_x.bEnlarge ? m_narrow.get() : bits;
+        uint8_t* const pTo = m_x.bEnlarge ? m_narrow.get() : bits;
+        if (m_kernels.count)
+            m_kernels.finish(m_planes.get(), m_nPlane, m_nThreshold, m_uFlip, pTo, m_boxes.nBoxes);
+        else
             boxesToBits(m_counts.get(), m_boxes.nBoxes, m_nThreshold, m_uFlip, pTo);
-            if (m_x.bEnlarge) return spread(pTo, bits, nBytes);
-        }
-        clearBehindPixels(1, bits, size_t(m_nDstWidth), nBytes);
+        if (m_x.bEnlarge) return spread(pTo, bits, nBytes);
+        clearBehindPixels(1, bits, m_boxes.nBoxes, nBytes);
     }
 };
 
