@@ -22,7 +22,7 @@ constexpr bool kPacked = Bits < 8;  // eight pixels fill whole bytes
 template <int Bits>
 void transposeGroup(const uint8_t* src, ptrdiff_t nSrcStep, uint8_t* dst, ptrdiff_t nDstStep, size_t nRows,
                     size_t nCols) noexcept {
-    const size_t nIn = packedBytes(nCols, Bits), nOut = packedBytes(nRows, Bits);
+    const auto nIn = size_t(packedBytes(nCols, Bits)), nOut = size_t(packedBytes(nRows, Bits));
     uint64_t rows[8] = {};
     for (size_t r = 0; r < nRows; ++r, src += nSrcStep)
         for (size_t i = 0; i < nIn; ++i) rows[r] |= uint64_t(src[i]) << (56 - 8 * i);
