@@ -315,18 +315,36 @@ TEST(Flip, MemoryFailures) {
         }
 }
 
+namespace {
+
+// The picture as the top-left view sees it.
+std::vector<uint64_t> seenPixels(BITMAPRECORD& bm) {
+    const Bytes rows = contents(bm);
+    std::vector<uint64_t> out(size_t(bm.Width) * unsigned(bm.Height));
+    const int32_t nSeenWidth = seesColumns(bm.ViewPerspective) ? bm.Height : bm.Width;
+    for (int32_t y = 0; y < bm.Height; ++y)
+        for (int32_t x = 0; x < bm.Width; ++x) {
+            Spot at{x, y};
+            R_PointFromBitmap(&bm, 1, &at.x, &at.y);
+            out.at(size_t(at.y * nSeenWidth + at.x)) =
+                pixelAt(&rows[size_t(y) * bm.BytesPerLine], bm.BitsPerPixel, size_t(x));
+        }
+    return out;
+}
+
+}  // namespace
+
 // All pairs of views: the same pixels are seen, and the way back brings back every byte.
 TEST(ChangeView, ThePictureStaysAsItIsSeen) {
     for (const int32_t nBits : {1, 8, 24})
         for (int32_t nOld = 1; nOld <= 8; ++nOld)
             for (int32_t nNew = 1; nNew <= 8; ++nNew) {
                 SCOPED_TRACE(testing::Message() << nBits << " bits, " << nOld << " to " << nNew);
-                Bitmap bm(nBits, 13, 6);
+                Bitmap bm(nBits, 13, 6), copy;
                 fillRandom(bm.record, 9);
                 bm->ViewPerspective = nOld;
                 bm->XResolution = 100, bm->YResolution = 200;
                 const Bytes was = pixelsOf(bm.record);
-                Bitmap copy;
                 stopAt(0);  // is set aside
                 const int32_t nStatus = R_ChangeBitmapViewPerspective(&copy, &bm, sizeof(BITMAPRECORD), nNew);
                 ASSERT_EQ(R_GetStatusCallBack(nullptr)(100, nullptr), -777);
@@ -335,17 +353,27 @@ TEST(ChangeView, ThePictureStaysAsItIsSeen) {
                 ASSERT_EQ(pixelsOf(bm.record), was);
                 ASSERT_EQ(copy->ViewPerspective, nNew);
                 ASSERT_EQ(copy->XResolution, seesColumns(nOld) == seesColumns(nNew) ? 100 : 200);
-                const Bytes now = contents(copy.record);
-                for (Spot at{0, 0}; at.y < 6; at.x == 12 ? at = {0, at.y + 1} : at = {at.x + 1, at.y}) {
-                    const auto before = pixelAt(&was[size_t(at.y) * bm->BytesPerLine], nBits, size_t(at.x));
-                    Spot seen = at;
-                    R_PointFromBitmap(&bm, 1, &seen.x, &seen.y);
-                    ASSERT_EQ(seen, seenAt(nOld, 13, 6, at));
-                    RECT r{seen.x, seen.y, seen.x + 1, seen.y + 1};
-                    ASSERT_EQ(R_RectToBitmap(&copy, 1, &r), 1);
-                    ASSERT_EQ(pixelAt(&now[size_t(r.top) * copy->BytesPerLine], nBits, size_t(r.left)), before);
-                }
+                ASSERT_EQ(seenPixels(copy.record), seenPixels(bm.record));
                 ASSERT_EQ(R_ChangeBitmapViewPerspective(nullptr, &copy, 0, nOld), 1);
                 ASSERT_EQ(pixelsOf(copy.record), was);
             }
+}
+
+TEST(ChangeView, MemoryFailuresChangeNothingToSee) {
+    for (int32_t nOld = 1; nOld <= 8; ++nOld)
+        for (int k = 0;; ++k) {
+            Bitmap bm(24, 13, 6), copy;
+            fillRandom(bm.record, 9);
+            bm->ViewPerspective = nOld;
+            const auto was = seenPixels(bm.record);
+            const long nBlocks = faults::liveBlocks();
+            faults::FailFromNthAllocation fail(k);
+            const int32_t nCopy = R_ChangeBitmapViewPerspective(&copy, &bm, sizeof(BITMAPRECORD), 9 - nOld);
+            EXPECT_TRUE(nCopy == 1 || faults::liveBlocks() == nBlocks);
+            const int32_t nStatus = R_ChangeBitmapViewPerspective(nullptr, &bm, 0, 9 - nOld);
+            fail.stop();
+            ASSERT_EQ(seenPixels(bm.record), was) << nOld << ", " << k;
+            if (!fail.fired()) break;
+            ASSERT_EQ(nCopy == 1 ? nStatus : nCopy, -1) << nOld << ", " << k;
+        }
 }
