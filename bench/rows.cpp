@@ -417,6 +417,8 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_view.h"
+#include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
 
 }  // namespace
@@ -436,6 +438,8 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    flips(photo);
+    turns(photo);
     rotations(photo);
     return g_failures ? 1 : 0;
 }

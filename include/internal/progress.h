@@ -46,7 +46,8 @@ public:
     }
 };
 
-// Rows of a loop that works on all of them at the same time: as many are told as are its share of the work that is done.
+// Rows of a loop that works on all of them at the same time: as many are told as are its share of the work that is
+// done.
 class ProgressShare {
     ProgressStepper m_stepper;
     int32_t m_nRows, m_nTold = 0;
@@ -65,6 +66,18 @@ public:
             if (const int32_t n = m_stepper.step(); n != 1) return n;
         return 1;
     }
+};
+
+// The thread's callback of operations is out of force for a scope.
+class StatusSetAside {
+    STATUSCALLBACK m_pfn = nullptr;
+    void* m_pUser = nullptr;
+
+public:
+    StatusSetAside() noexcept { R_SetStatusCallBack(nullptr, nullptr, &m_pfn, &m_pUser); }
+    StatusSetAside(const StatusSetAside&) = delete;
+    StatusSetAside& operator=(const StatusSetAside&) = delete;
+    ~StatusSetAside() { R_SetStatusCallBack(m_pfn, m_pUser, nullptr, nullptr); }
 };
 
 // What an operation that finds nothing to do tells the thread's callback: 0 and 100. Its status, which is 1 without
