@@ -417,10 +417,10 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
-#include "bench/rows_view.h"
-#include "bench/rows_turns.h"
-#include "bench/rows_rotate.h"
 #include "bench/rows_resize.h"
+#include "bench/rows_rotate.h"
+#include "bench/rows_turns.h"
+#include "bench/rows_view.h"
 
 }  // namespace
 
