@@ -72,8 +72,8 @@ struct SplinePoint {
     float t, u, fCurveA, fCurveB;
 };
 
-// The walks over a row that prepare them, nCount of each.
-void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans) noexcept;
+// The walks over a row that prepare them, nCount of each. bRounded: the length of an area is, or else truncated.
+void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans, bool bRounded = true) noexcept;
 void walkLinear(const RowWindow& window, LinearPoint* pPoints) noexcept;
 void walkSpline(const RowWindow& window, SplinePoint* pPoints) noexcept;
 

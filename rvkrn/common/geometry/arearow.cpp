@@ -9,9 +9,10 @@
 
 namespace rv {
 
-void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans) noexcept {
+void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans, bool bRounded) noexcept {
     const int64_t W = nWeights, nDst = window.nDstWidth, nPast = window.nEndSrcCol - window.nFetchCol;
-    const int64_t nStep = (W * window.nSrcWidth + nDst / 2) / nDst, nWhole = nStep / W, nFraction = nStep % W;
+    const int64_t nStep = (W * window.nSrcWidth + (bRounded ? nDst / 2 : 0)) / nDst, nWhole = nStep / W,
+                  nFraction = nStep % W;
     const int64_t nNext = int64_t(window.nAcc) + window.nSrcWidth % nDst;
     int64_t nFirst = window.nFirstSrcCol - window.nFetchCol, w0 = W * (nDst - window.nAcc) / nDst;
     int64_t nEnd = std::min(nFirst + window.nSrcWidth / nDst + (nNext >= nDst), nPast);
