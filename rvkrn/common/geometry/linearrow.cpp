@@ -2,7 +2,6 @@
 #include <algorithm>
 
 #include "internal/rowfilters.h"
-#include "internal/simd.h"
 
 namespace rv {
 
@@ -51,11 +50,14 @@ void linearRow(const WorkFormat& format, const LinearPoint* pPoints, size_t nCou
     });
 }
 
-void linearBetween(SampleType type, const void* a, const void* b, void* pDst, size_t n, uint32_t nStep,
-                   uint32_t nRun) noexcept {
+void linearBetween(SampleType type, const void* a, const void* b, void* pDst, size_t n, uint32_t nStep, uint32_t nRun,
+                   FilterLoops loops) noexcept {
     visitSample(type, [&]<class T>(T*) {
         const T *const p = static_cast<const T*>(a), *const q = static_cast<const T*>(b);
-        for (size_t i = 0; i < n; ++i) static_cast<T*>(pDst)[i] = between(p[i], q[i], nStep, nRun);
+        size_t i = 0;
+        if constexpr (sizeof(T) == 1)
+            if (loops == FilterLoops::best) i = linearBetween8(p, q, static_cast<T*>(pDst), n, nStep, nRun);
+        for (; i < n; ++i) static_cast<T*>(pDst)[i] = between(p[i], q[i], nStep, nRun);
     });
 }
 

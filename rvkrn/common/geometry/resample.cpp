@@ -277,6 +277,23 @@ class Resampler {
         return 1;
     }
 
+    // Whole boxes: both directions in one pass.
+    bool areBoxes() const noexcept {
+        const int32_t nWide = m_src.Width / m_dst.Width, nHigh = m_src.Height / m_dst.Height;
+        const bool bAlpha = m_method.bAlphaWeighted && m_plan.format.nSamples == 4;
+        return m_plan.format.type == SampleType::u8 && !bAlpha && m_plan.bRawIn && m_src.Width % m_dst.Width == 0 &&
+               m_src.Height % m_dst.Height == 0 && flatRow(m_src, 0) && hasBoxes8(m_plan.format.nSamples, nWide, nHigh);
+    }
+    int32_t shrinkBoxes() noexcept {
+        const int32_t nWide = m_src.Width / m_dst.Width, nHigh = m_src.Height / m_dst.Height;
+        for (int32_t d = 0; d < m_dst.Height; ++d) {
+            boxMeans8(m_plan.format.nSamples, nWide, flatRow(m_src, d * nHigh), m_src.BytesPerLine, uint32_t(nHigh),
+                      m_sink.place(d), size_t(m_dst.Width));
+            if (const int32_t n = finish(d); n != 1) return n;
+        }
+        return 1;
+    }
+
     int32_t growRows() noexcept {
         Buffer<LinearPoint> points{uint64_t(m_dst.Height)};
         if (!points) return -1;
@@ -332,6 +349,7 @@ public:
             return -1;  // Not enough memory available
         if (m_src.Height != m_dst.Height && !m_ring.allocate(uint64_t(m_nRowBytes) * 4)) return -1;
         if (const int32_t n = m_progress.start(); n != 1) return n;
+        if (areBoxes()) return shrinkBoxes();
         if (m_src.Height == m_dst.Height) return keepRows();
         if (m_src.Height > m_dst.Height) return shrinkRows();
         return m_method.bSpline ? bendRows() : growRows();

@@ -29,6 +29,14 @@ void RowSums::clear() noexcept {
     if (m_bAlphaWeighted) std::memset(m_alpha.get(), 0, m_nSamples / 4 * sizeof(uint64_t));
 }
 
+// The sums of 8-bit samples in 32 bits, which are what there is most of.
+RV_CLONES void addBytes(const uint8_t* p, uint32_t* sums, size_t n, uint32_t nWeight) noexcept {
+    for (size_t i = 0; i < n; ++i) sums[i] += p[i] * nWeight;
+}
+RV_CLONES void divideToBytes(const uint32_t* sums, uint8_t* dst, size_t n, Reciprocal divide) noexcept {
+    for (size_t i = 0; i < n; ++i) dst[i] = uint8_t(uint64_t(sums[i]) * divide.m >> divide.nShift);
+}
+
 namespace {
 
 // Sums wrap as unsigned numbers do; those of signed samples are read as signed.
@@ -66,6 +74,8 @@ void RowSums::add(const void* pRow, uint32_t nWeight) noexcept {
             addVisible(p, m_wide.get(), m_alpha.get(), m_nSamples / 4, nWeight);
         else if (m_bWide)
             addRow(p, m_wide.get(), m_nSamples, nWeight);
+        else if constexpr (sizeof(T) == 1)
+            addBytes(p, m_sums.get(), m_nSamples, nWeight);
         else
             addRow(p, m_sums.get(), m_nSamples, nWeight);
     });
@@ -74,6 +84,9 @@ void RowSums::add(const void* pRow, uint32_t nWeight) noexcept {
 void RowSums::mean(void* pDst, uint64_t nCount) const noexcept {
     visitSample(m_type, [&]<class T>(T*) {
         T* const dst = static_cast<T*>(pDst);
+        if constexpr (sizeof(T) == 1)
+            if (const Reciprocal divide(nCount, 8); !m_bWide && divide.m)
+                return divideToBytes(m_sums.get(), dst, m_nSamples, divide);
         if (!m_bWide)
             for (size_t i = 0; i < m_nSamples; ++i) dst[i] = meanOf<T, uint32_t>(m_sums[i], uint32_t(nCount));
         else
