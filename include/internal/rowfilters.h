@@ -1,6 +1,7 @@
 // What the files of the row filters share: sample types as types of the language, and the loops of each filter.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <limits>
 #include <type_traits>
@@ -76,6 +77,22 @@ struct SmallDivision {
     constexpr SmallDivision(uint32_t d, uint32_t nGivenShift) noexcept
         : m(((uint32_t(1) << (16 + nGivenShift)) + d - 1) / d), nShift(nGivenShift) {}
 };
+
+// A sum divided by its weights, truncated, within the range of the sample; 0 for weights of 0. A quotient of doubles
+// truncates to the right sample while the sum is exact: it is away from the next integer by 1 / nWeight at least.
+template <class T, class Sum>
+inline T meanOf(Sum nSum, Sum nWeight) noexcept {
+    using L = std::numeric_limits<T>;
+    if (nWeight == 0) return 0;
+    if constexpr (sizeof(T) < 4) {
+        constexpr auto isShort = [](Sum n, Sum nMost) {
+            return n <= nMost && (std::is_unsigned_v<Sum> || n >= -nMost);
+        };
+        if (isShort(nSum, Sum(1) << 53) && isShort(nWeight, Sum(1) << 36))
+            return T(std::clamp(double(nSum) / double(nWeight), double(L::min()), double(L::max())));
+    }
+    return T(std::clamp<Sum>(nSum / nWeight, L::min(), L::max()));
+}
 
 // ---- the plain loops ---------------------------------------------------------------------------------------------
 

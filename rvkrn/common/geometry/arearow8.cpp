@@ -203,7 +203,7 @@ void prepareAreas8(AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans,
     const int64_t nReach = int64_t(nLoads - 1) * nStep * nSamples + loadBytes(nSamples);  // bytes that are read
     while (nTo > nFrom && int64_t(pSpans[nTo - 1].nFirst) * nSamples + nReach > int64_t(nColumns) * nSamples) --nTo;
     nTo = nFrom + (nTo - nFrom) / 4 * 4;
-    if (nTo == nFrom || !blocks.weights.allocateCleared((nTo - nFrom) * nLoads * 8)) return;
+    if (nTo == nFrom || !blocks.weights.allocateCleared(uint64_t(nTo - nFrom) * nLoads * 8)) return;
     blocks.stretch = {nFrom, nTo};
     blocks.nLoads = nLoads;
     blocks.m = divide.m;

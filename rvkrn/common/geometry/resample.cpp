@@ -397,6 +397,7 @@ int32_t resampleInPlace(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, 
     if (const int32_t n = attachments().sizeRegion(bm, nWidth, nHeight); n != 1) return n;
     record.pRgnInfo = bm.pRgnInfo;
     if (const int32_t n = attachments().sizeOverlays(record, bm.Width, bm.Height); n != 1) return n;
+    R_StopDithering(&bm);
     bm.pRgnInfo = nullptr;
     bm.pOverlays = nullptr;
     replaceBitmap(bm, record, !bToColor);  // the tables of grey end with it where the colours are new
