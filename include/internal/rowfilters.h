@@ -104,14 +104,14 @@ void linearRow(const WorkFormat& format, const LinearPoint* pPoints, size_t nCou
 void splineRow(const WorkFormat& format, const SplinePoint* pPoints, size_t nCount, int32_t nColumns, float* pCurves,
                const void* pSrc, void* pDst) noexcept;
 
-// ---- the vector loops, for samples of 8 bits ---------------------------------------------------------------------
+// ---- the vector loops, for some types of samples -----------------------------------------------------------------
 // Each prepares the stretch of a row that suits it, which may be empty, and makes that alone. Without memory for it
 // there is none.
 
-void prepareAreas8(AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, size_t nCount, uint32_t nWeights,
-                   int32_t nColumns) noexcept;
-void areaRow8(const AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, const uint8_t* pSrc,
-              uint8_t* pDst) noexcept;
+void prepareAreaBlocks(AreaBlocks& blocks, const WorkFormat& format, const AreaSpan* pSpans, size_t nCount,
+                       uint32_t nWeights, int32_t nColumns) noexcept;
+void areaVectors(const AreaBlocks& blocks, const WorkFormat& format, const AreaSpan* pSpans, const void* pSrc,
+                 void* pDst) noexcept;
 
 void prepareLinear8(LinearBlocks& blocks, int32_t nSamples, const LinearPoint* pPoints, size_t nCount,
                     int32_t nColumns) noexcept;
@@ -123,13 +123,17 @@ void boxMeans8(int32_t nSamples, int32_t nWide, const uint8_t* pSrc, size_t nStr
                size_t n) noexcept;
 
 // Room for the planes of the row's work, in floats; 0 where the plain loops are the best.
-uint64_t splinePlanes8(int32_t nSamples, int32_t nColumns, size_t nCount) noexcept;
-void splineRow8(int32_t nSamples, const SplinePoint* pPoints, size_t nCount, size_t nColumns, float* pPlanes,
-                const uint8_t* pSrc, uint8_t* pDst) noexcept;
+uint64_t splinePlanes(const WorkFormat& format, int32_t nColumns, size_t nCount) noexcept;
+void splineVectors(const WorkFormat& format, const SplinePoint* pPoints, size_t nCount, size_t nColumns, float* pPlanes,
+                   const void* pSrc, void* pDst) noexcept;
+
 // Between rows. They return how many of the n samples they made.
 size_t linearBetween8(const uint8_t* a, const uint8_t* b, uint8_t* pDst, size_t n, uint32_t nStep,
                       uint32_t nRun) noexcept;
-size_t splineBetween8(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, const uint8_t* p3, uint8_t* pDst,
-                      size_t n, float t) noexcept;
+struct SplineRows {
+    const void *p0, *p1, *p2, *p3;
+    float t, u, fCurve1, fCurve2;
+};
+size_t splineBetweenVectors(SampleType type, const SplineRows& rows, void* pDst, size_t n) noexcept;
 
 }  // namespace rv

@@ -102,8 +102,8 @@ void splineBetween(SampleType type, const void* p0, const void* p1, const void* 
         }
         const float u = 1 - t, fCurve1 = (u * u * u - u) / 6, fCurve2 = (t * t * t - t) / 6;
         size_t i = 0;
-        if constexpr (sizeof(T) == 1)
-            if (loops == FilterLoops::best) i = splineBetween8(a, b, c, d, dst, n, t);
+        if (loops == FilterLoops::best)
+            i = splineBetweenVectors(type, {p0, p1, p2, p3, t, u, fCurve1, fCurve2}, dst, n);
         for (; i < n; ++i) {
             const float y0 = float(a[i]), y1 = float(b[i]), y2 = float(c[i]), y3 = float(d[i]);
             const float e = 1.5f * (y0 - 2 * y1 + y2);

@@ -1,4 +1,5 @@
-// Splines of 8-bit samples by vectors: a pixel's samples side by side along a row, sixteen samples between rows.
+// Splines of samples of 8 and 16 bits by vectors: a pixel's samples side by side along a row, sixteen samples between
+// rows.
 //
 // Along a row the divisors of the sweep depend on nothing but how many samples ago the row was straight, and soon on
 // nothing at all: they stand in a table. Pixels of the planes are four floats apart.
@@ -31,12 +32,18 @@ struct Planes {
 
 constexpr uint64_t kPad = 8;
 
-RV_CLONES void differences(const uint8_t* p, float* pDifferences, size_t nFrom, size_t nTo, size_t c) noexcept {
-    for (size_t i = nFrom; i < nTo; ++i)
+// Reads n samples, of pixels of c.
+template <class T>
+inline void fillPlanes(const T* p, size_t n, size_t c, float* pSamples, float* pDifferences) noexcept {
+    for (size_t i = 0; i < n; ++i) pSamples[i] = float(p[i]);
+    for (size_t i = c; i < n - c; ++i)
         pDifferences[i] = float(6 * (int32_t(p[i + c]) - 2 * int32_t(p[i]) + int32_t(p[i - c])));
 }
-RV_CLONES void toFloats(const uint8_t* p, float* pSamples, size_t n) noexcept {
-    for (size_t i = 0; i < n; ++i) pSamples[i] = float(p[i]);
+RV_CLONES void readRow(const uint8_t* p, size_t n, size_t c, const Planes& planes) noexcept {
+    fillPlanes(p, n, c, planes.pSamples, planes.pDifferences);
+}
+RV_CLONES void readRow(const uint16_t* p, size_t n, size_t c, const Planes& planes) noexcept {
+    fillPlanes(p, n, c, planes.pSamples, planes.pDifferences);
 }
 
 // The curvatures of n pixels, at least 3.
@@ -95,101 +102,106 @@ RV_AVX2_INLINE __m256i twoPixels(const Planes& planes, const SplinePoint* p) noe
     return splineIntegers(y);
 }
 
-template <size_t Samples>
-RV_AVX2 void pointsOfRow(const Planes& planes, const SplinePoint* pPoints, size_t nCount, uint8_t* dst) noexcept {
+template <class T, size_t Samples>
+RV_AVX2 void pointsOfRow(const Planes& planes, const SplinePoint* pPoints, size_t nCount, T* dst) noexcept {
     size_t i = 0;
-    for (; i + 4 <= nCount; i += 4) {
-        // The last ones have no room behind them.
-        if (Samples == 3 && i + 6 > nCount) break;
+    // The last pixels of three samples have no room behind them for what is stored in excess.
+    for (; i + (Samples == 3 ? 6 : 4) <= nCount; i += 4)
         storeFourPixels<Samples>(dst + i * Samples, twoPixels<Samples>(planes, pPoints + i),
                                  twoPixels<Samples>(planes, pPoints + i + 2));
-    }
     for (; i < nCount; ++i) {
         const SplinePoint two[2] = {pPoints[i], pPoints[i]};
         const __m256i v = twoPixels<Samples>(planes, two);
-        uint8_t four[16];
+        T four[16];
         storeFourPixels<4>(four, v, v);
-        std::memcpy(dst + i * Samples, four, Samples);
+        std::memcpy(dst + i * Samples, four, Samples * sizeof(T));
     }
 }
 
-struct RowFactors {
-    float t, u, f1, f2;
-};
+template <class T, size_t Samples>
+void rowOf(const Planes& planes, const SplinePoint* pPoints, size_t nCount, size_t nColumns, const void* pSrc,
+           void* pDst) noexcept {
+    readRow(static_cast<const T*>(pSrc), nColumns * Samples, Samples, planes);
+    solveRow<Samples>(planes, nColumns);
+    pointsOfRow<T, Samples>(planes, pPoints, nCount, static_cast<T*>(pDst));
+}
+
+// ---- between rows ------------------------------------------------------------------------------------------------
 
 RV_AVX2_INLINE __m256 floatsOf(const uint8_t* p) noexcept {
     return _mm256_cvtepi32_ps(_mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))));
 }
+RV_AVX2_INLINE __m256 floatsOf(const uint16_t* p) noexcept {
+    return _mm256_cvtepi32_ps(_mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p))));
+}
 
-RV_AVX2_INLINE __m256i eightBetween(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, const uint8_t* p3,
-                                    const RowFactors& f) noexcept {
-    const __m256 y0 = floatsOf(p0), y1 = floatsOf(p1), y2 = floatsOf(p2), y3 = floatsOf(p3);
+template <class T>
+RV_AVX2_INLINE __m256i eightBetween(const SplineRows& rows, size_t i) noexcept {
+    const auto load = [i](const void* p) RV_AVX2 { return floatsOf(static_cast<const T*>(p) + i); };
+    const __m256 y0 = load(rows.p0), y1 = load(rows.p1), y2 = load(rows.p2), y3 = load(rows.p3);
     const __m256 two = _mm256_set1_ps(2);
     const __m256 e = _mm256_mul_ps(_mm256_set1_ps(1.5f), _mm256_add_ps(_mm256_sub_ps(y0, _mm256_mul_ps(two, y1)), y2));
     const __m256 g = _mm256_mul_ps(_mm256_set1_ps(6), _mm256_add_ps(_mm256_sub_ps(y1, _mm256_mul_ps(two, y2)), y3));
     const __m256 m2 = _mm256_mul_ps(_mm256_sub_ps(g, e), _mm256_set1_ps(0.266667f));
     const __m256 m1 = _mm256_sub_ps(e, _mm256_mul_ps(_mm256_set1_ps(0.25f), m2));
-    __m256 y = _mm256_add_ps(_mm256_mul_ps(_mm256_set1_ps(f.u), y1), _mm256_mul_ps(_mm256_set1_ps(f.t), y2));
-    y = _mm256_add_ps(y, _mm256_mul_ps(_mm256_set1_ps(f.f1), m1));
-    y = _mm256_add_ps(y, _mm256_mul_ps(_mm256_set1_ps(f.f2), m2));
+    __m256 y = _mm256_add_ps(_mm256_mul_ps(_mm256_set1_ps(rows.u), y1), _mm256_mul_ps(_mm256_set1_ps(rows.t), y2));
+    y = _mm256_add_ps(y, _mm256_mul_ps(_mm256_set1_ps(rows.fCurve1), m1));
+    y = _mm256_add_ps(y, _mm256_mul_ps(_mm256_set1_ps(rows.fCurve2), m2));
     return splineIntegers(y);
 }
 
-RV_AVX2 size_t rowBetween(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, const uint8_t* p3, uint8_t* dst,
-                          size_t n, const RowFactors& f) noexcept {
+RV_AVX2_INLINE void storeSixteen(uint8_t* dst, __m256i words) noexcept {
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst),
+                     _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
+}
+RV_AVX2_INLINE void storeSixteen(uint16_t* dst, __m256i words) noexcept {
+    store32(reinterpret_cast<uint8_t*>(dst), words);
+}
+
+template <class T>
+RV_AVX2 size_t samplesBetween(const SplineRows& rows, T* dst, size_t n) noexcept {
     size_t i = 0;
-    for (; i + 16 <= n; i += 16) {
-        const __m256i words = _mm256_permute4x64_epi64(
-            _mm256_packus_epi32(eightBetween(p0 + i, p1 + i, p2 + i, p3 + i, f),
-                                eightBetween(p0 + i + 8, p1 + i + 8, p2 + i + 8, p3 + i + 8, f)),
-            0xD8);
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + i),
-                         _mm_packus_epi16(_mm256_castsi256_si128(words), _mm256_extracti128_si256(words, 1)));
-    }
+    for (; i + 16 <= n; i += 16)
+        storeSixteen(dst + i, _mm256_permute4x64_epi64(
+                                  _mm256_packus_epi32(eightBetween<T>(rows, i), eightBetween<T>(rows, i + 8)), 0xD8));
     return i;
 }
 
+constexpr bool isFor(SampleType type) noexcept { return type == SampleType::u8 || type == SampleType::u16; }
+
 }  // namespace
 
-uint64_t splinePlanes8(int32_t nSamples, int32_t nColumns, size_t nCount) noexcept {
-    if (!cpuHasAvx2() || nSamples == 1 || nColumns < 3 || nCount < 8) return 0;
-    return 2 * (uint64_t(nColumns) * uint32_t(nSamples) + kPad) + 2 * (uint64_t(nColumns) * 4 + kPad);
+uint64_t splinePlanes(const WorkFormat& format, int32_t nColumns, size_t nCount) noexcept {
+    if (!cpuHasAvx2() || !isFor(format.type) || format.nSamples == 1 || nColumns < 3 || nCount < 8) return 0;
+    return 2 * (uint64_t(nColumns) * uint32_t(format.nSamples) + kPad) + 2 * (uint64_t(nColumns) * 4 + kPad);
 }
 
-void splineRow8(int32_t nSamples, const SplinePoint* pPoints, size_t nCount, size_t nColumns, float* pPlanes,
-                const uint8_t* pSrc, uint8_t* pDst) noexcept {
-    const size_t c = size_t(nSamples), n = nColumns * c;
+void splineVectors(const WorkFormat& format, const SplinePoint* pPoints, size_t nCount, size_t nColumns, float* pPlanes,
+                   const void* pSrc, void* pDst) noexcept {
+    const size_t n = nColumns * size_t(format.nSamples);
     Planes planes;
     planes.pSamples = pPlanes;
     planes.pDifferences = planes.pSamples + n + kPad;
     planes.pCurves = planes.pDifferences + n + kPad;
     planes.pWork = planes.pCurves + nColumns * 4 + kPad;
-    toFloats(pSrc, planes.pSamples, n);
-    differences(pSrc, planes.pDifferences, c, n - c, c);
-    if (nSamples == 3) {
-        solveRow<3>(planes, nColumns);
-        pointsOfRow<3>(planes, pPoints, nCount, pDst);
-    } else {
-        solveRow<4>(planes, nColumns);
-        pointsOfRow<4>(planes, pPoints, nCount, pDst);
-    }
+    const bool bThree = format.nSamples == 3;
+    if (format.type == SampleType::u8)
+        (bThree ? rowOf<uint8_t, 3> : rowOf<uint8_t, 4>)(planes, pPoints, nCount, nColumns, pSrc, pDst);
+    else
+        (bThree ? rowOf<uint16_t, 3> : rowOf<uint16_t, 4>)(planes, pPoints, nCount, nColumns, pSrc, pDst);
 }
 
-size_t splineBetween8(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, const uint8_t* p3, uint8_t* pDst,
-                      size_t n, float t) noexcept {
-    if (!cpuHasAvx2()) return 0;
-    const float u = 1 - t;
-    return rowBetween(p0, p1, p2, p3, pDst, n, {t, u, (u * u * u - u) / 6, (t * t * t - t) / 6});
+size_t splineBetweenVectors(SampleType type, const SplineRows& rows, void* pDst, size_t n) noexcept {
+    if (!cpuHasAvx2() || !isFor(type)) return 0;
+    return type == SampleType::u8 ? samplesBetween(rows, static_cast<uint8_t*>(pDst), n)
+                                  : samplesBetween(rows, static_cast<uint16_t*>(pDst), n);
 }
 
 #else
 
-uint64_t splinePlanes8(int32_t, int32_t, size_t) noexcept { return 0; }
-void splineRow8(int32_t, const SplinePoint*, size_t, size_t, float*, const uint8_t*, uint8_t*) noexcept {}
-size_t splineBetween8(const uint8_t*, const uint8_t*, const uint8_t*, const uint8_t*, uint8_t*, size_t,
-                      float) noexcept {
-    return 0;
-}
+uint64_t splinePlanes(const WorkFormat&, int32_t, size_t) noexcept { return 0; }
+void splineVectors(const WorkFormat&, const SplinePoint*, size_t, size_t, float*, const void*, void*) noexcept {}
+size_t splineBetweenVectors(SampleType, const SplineRows&, void*, size_t) noexcept { return 0; }
 
 #endif
 
