@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <limits>
 #include <type_traits>
@@ -44,6 +45,16 @@ constexpr Sum alphaWeight(Sum a, Sum w) noexcept {
     return sizeof(T) == 1 ? (a + 1) * w >> 8 : (a + 1) * w;
 }
 
+// The factors of a spline's sweep depend on nothing but how many samples ago the row was straight, and soon on nothing
+// at all.
+constexpr std::array<float, 8> sweepFactors() noexcept {
+    std::array<float, 8> f{};
+    for (size_t i = 1; i < f.size(); ++i) f[i] = -1 / (f[i - 1] + 4);
+    return f;
+}
+constexpr std::array<float, 8> kSweepFactors = sweepFactors();
+static_assert(-1 / (kSweepFactors[7] + 4) == kSweepFactors[7], "the last one repeats");
+
 // The nearest value of a sample, but for what lies just above a half.
 template <class T>
 inline T splineSample(float y) noexcept {
@@ -79,12 +90,15 @@ struct SmallDivision {
 };
 
 // A sum divided by its weights, truncated, within the range of the sample; 0 for weights of 0. A quotient of doubles
-// truncates to the right sample while the sum is exact: it is away from the next integer by 1 / nWeight at least.
+// truncates to the right sample while the sum is exact: it is away from the next integer by 1 / nWeight at least. Sums
+// of 32 bits are those of bytes, whose mean is one.
 template <class T, class Sum>
 inline T meanOf(Sum nSum, Sum nWeight) noexcept {
     using L = std::numeric_limits<T>;
     if (nWeight == 0) return 0;
-    if constexpr (sizeof(T) < 4) {
+    if constexpr (sizeof(Sum) == 4) {
+        return T(nSum / nWeight);
+    } else if constexpr (sizeof(T) < 4) {
         constexpr auto isShort = [](Sum n, Sum nMost) {
             return n <= nMost && (std::is_unsigned_v<Sum> || n >= -nMost);
         };

@@ -1,10 +1,8 @@
 // Splines of samples of 8 and 16 bits by vectors: a pixel's samples side by side along a row, sixteen samples between
 // rows.
 //
-// Along a row the divisors of the sweep depend on nothing but how many samples ago the row was straight, and soon on
-// nothing at all: they stand in a table. Pixels of the planes are four floats apart.
+// Pixels of the planes of curvatures are four floats apart.
 #include <algorithm>
-#include <array>
 #include <cstring>
 
 #include "internal/filterblocks.h"
@@ -15,15 +13,6 @@ namespace rv {
 namespace {
 
 using namespace avx2;
-
-// The factors of the sweep, from where the row is straight.
-constexpr std::array<float, 8> sweepFactors() {
-    std::array<float, 8> f{};
-    for (size_t i = 1; i < f.size(); ++i) f[i] = -1 / (f[i - 1] + 4);
-    return f;
-}
-constexpr std::array<float, 8> kFactors = sweepFactors();
-static_assert(-1 / (kFactors[7] + 4) == kFactors[7], "the last one repeats");
 
 // Samples as floats, and their second differences times 6.
 struct Planes {
@@ -51,7 +40,7 @@ template <size_t Samples>
 RV_AVX2 void solveRow(const Planes& planes, size_t n) noexcept {
     float* const pM = planes.pCurves;
     float* const pU = planes.pWork;
-    const __m256 factors = _mm256_loadu_ps(kFactors.data());
+    const __m256 factors = _mm256_loadu_ps(kSweepFactors.data());
     const __m128i one = _mm_set1_epi32(1), seven = _mm_set1_epi32(7);
     __m128i nSince = _mm_setzero_si128();
     __m128 u = _mm_setzero_ps();
