@@ -75,8 +75,9 @@ void alphaMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const 
 template <class T>
 void alphaMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const T* src, T* dst) noexcept {
     // Sums of bytes fit 31 bits where all weights of an area are below 2^23; areas are of much the same length.
-    if (sizeof(T) == 1 && nCount && pSpans[nCount / 2].weight(nWeights) < 1 << 22)
-        return alphaMeans<T, int32_t>(pSpans, nCount, nWeights, src, dst);
+    if constexpr (sizeof(T) == 1)
+        if (nCount && pSpans[nCount / 2].weight(nWeights) < 1 << 22)
+            return alphaMeans<T, int32_t>(pSpans, nCount, nWeights, src, dst);
     alphaMeans<T, SumOf<T>>(pSpans, nCount, nWeights, src, dst);
 }
 
