@@ -418,6 +418,7 @@ void colorAndGray(Bitmap& photo) {
 }
 
 #include "bench/rows_resample.h"
+#include "bench/rows_resize.h"
 
 }  // namespace
 
@@ -437,5 +438,6 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     resamples(photo);
+    resizes(photo);
     return g_failures ? 1 : 0;
 }
