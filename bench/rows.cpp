@@ -419,6 +419,8 @@ void colorAndGray(Bitmap& photo) {
 
 }  // namespace
 
+#include "bench/rows_pull.h"
+
 int main(int argc, char** argv) {
     // Freed memory stays with the process: a program at work meets its page faults only once.
     mallopt(M_MMAP_MAX, 0);
@@ -434,5 +436,6 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    pulledRows(photo);
     return g_failures ? 1 : 0;
 }

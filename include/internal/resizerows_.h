@@ -177,7 +177,9 @@ public:
     void keep(uint32_t nRows) noexcept;
     // Bytes of a buffer that read() needs.
     uint64_t bufferBytes(const ColumnWindow& w) const noexcept;
-    // The bytes from nAlignedCol on, in the buffer or elsewhere; 1 or a status.
+    // The bytes from nAlignedCol on of a row that lies in memory, else null.
+    const uint8_t* inMemory(int32_t nRow, const ColumnWindow& w) const noexcept;
+    // The same in the buffer or elsewhere; 1 or a status.
     int32_t read(int32_t nRow, const ColumnWindow& w, uint8_t* pBuffer, const uint8_t*& pRow) noexcept;
 };
 
@@ -219,9 +221,9 @@ public:
     int32_t prepare(RESIZESTATE& state, int32_t nCol, uint32_t uBytes) noexcept;
     // The stretch of row nRow as work pixels, nOutPixels of them. 1 or a status.
     int32_t line(RESIZESTATE& state, int32_t nRow, const uint8_t*& pLine) noexcept;
-    // Where the work pixels would go out as they are, or nearly so: the same right into the caller's buffer.
+    // Whether chosen columns can go from the bitmap's memory into the caller's buffer at once; and that.
     bool isDirect(const RESIZESTATE& state) const noexcept;
-    int32_t lineTo(RESIZESTATE& state, int32_t nRow, uint8_t* pDst) noexcept;
+    void lineTo(RESIZESTATE& state, int32_t nRow, uint8_t* pDst) noexcept;
 };
 
 // Converts or dithers a line to the caller's buffer of uBytes; 1 or a status.

@@ -58,8 +58,8 @@ int32_t emitLine(RESIZESTATE& state, const ColumnWindow& window, const uint8_t* 
     const ResizeFormats& f = state.formats;
     const auto n = size_t(window.nOutPixels);
     // What stands behind the last whole byte of pixels.
-    const uint64_t nWhole = uint64_t(n) * uint64_t(f.nDstBits) / 8;
-    std::memset(pBuffer + nWhole, 0, size_t(uBytes - nWhole));
+    const auto nWhole = size_t(uint64_t(n) * uint64_t(f.nDstBits) / 8);
+    std::memset(pBuffer + nWhole, 0, uBytes - nWhole);
     if (f.bDither) return dither(state, window, pLine, nRow, nCol, pBuffer);
     if (!f.bKeepOut) return convertLine(state, n, pLine, pBuffer);
     std::memcpy(pBuffer, pLine, n * size_t(f.bytesPerPixel()));

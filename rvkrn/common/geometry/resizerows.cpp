@@ -43,7 +43,6 @@ void premultiplyRow(const RESIZESTATE& state, uint8_t* pRow, uint32_t uBytes) no
 int32_t copyChunk(RESIZESTATE& state, uint8_t* pBuffer, int32_t nRow, int32_t nCol, uint32_t uBytes) noexcept {
     const ResizeFormats& f = state.formats;
     ColumnWindow w = columnWindow(state.shape, f.nSrcBits, f.nSrcBits, nCol, uBytes);
-    w.nAlignedCol = std::min(w.nAlignedCol, nCol);
     w.uFetchBytes = std::min<uint64_t>(w.uFetchBytes, uBytes);
     Buffer<uint8_t> own;  // where the row source gives more than was asked for
     const bool bOwn = state.rows.bufferBytes(w) > uBytes;
@@ -69,7 +68,8 @@ int32_t makeChunk(RESIZESTATE& state, uint8_t* pBuffer, int32_t nRow, int32_t nC
     if (pSpan->isDirect(state)) {
         const auto nWhole = size_t(w.nOutPixels) * size_t(state.formats.nDstBits / 8);
         std::memset(pBuffer + nWhole, 0, uBytes - nWhole);
-        return pSpan->lineTo(state, nRow, pBuffer);
+        pSpan->lineTo(state, nRow, pBuffer);
+        return 1;
     }
     const uint8_t* pLine = nullptr;
     nStatus = pSpan->line(state, nRow, pLine);

@@ -11,9 +11,6 @@
 namespace rv {
 namespace {
 
-// Behind the pixels of a buffer: what a copy of four bytes for three may write.
-constexpr uint64_t kSlack = 8;
-
 // ---- source pixels to work pixels --------------------------------------------------------------------------------
 
 // The kept bits of 32-bit grey at full scale.
@@ -95,15 +92,15 @@ int32_t ResizeSpan::prepare(RESIZESTATE& state, int32_t nCol, uint32_t uBytes) n
     const auto nWorkBytes = uint64_t(f.bytesPerPixel());
     const uint64_t nWidest = uint64_t(std::max(f.nSrcBits + 7, f.nWorkBits + 7) / 8);
     const uint64_t uFetchBytes = state.rows.bufferBytes(w);
-    if (uFetchBytes > UINT32_MAX || !m_fetched.allocate(uFetchBytes + kSlack)) return -1;  // Not enough memory
+    if (uFetchBytes > UINT32_MAX || !m_fetched.allocate(uFetchBytes)) return -1;  // Not enough memory
     m_bChooseFirst = f.nSrcBits >= 8 && f.nSrcBits % 8 == 0 && nMade < nFetched;
     const uint64_t nConverted = shape.choosesColumns() && m_bChooseFirst ? nMade : nFetched;
-    if (!m_work.allocate(nConverted * nWidest + kSlack)) return -1;
+    if (!m_work.allocate(nConverted * nWidest)) return -1;
     if (shape.choosesColumns()) {
         // The walk adds the whole and the rest of the ratio, and so takes the column that a division gives.
         const auto nBytes = m_bChooseFirst ? uint64_t(f.nSrcBits / 8) : nWorkBytes;
         if (nFetched * nBytes > UINT32_MAX || !m_offsets.allocate(nMade)) return -1;
-        if (m_bChooseFirst && !m_chosen.allocate(nMade * nBytes + kSlack)) return -1;
+        if (m_bChooseFirst && !m_chosen.allocate(nMade * nBytes)) return -1;
         const int32_t nStep = shape.nSrcWidth / shape.nDstWidth, nRem = shape.nSrcWidth % shape.nDstWidth;
         int64_t nAcc = w.nAccX;
         auto nAt = uint32_t(uint64_t(w.nFetchCol - w.nAlignedCol) * nBytes);
@@ -123,8 +120,8 @@ int32_t ResizeSpan::prepare(RESIZESTATE& state, int32_t nCol, uint32_t uBytes) n
         if (m_filter.prepare(kind, f.workFormat(), kFineWeights, false, row) != 1) return -1;
     }
     for (Buffer<uint8_t>& row : m_rows)
-        if (!row.allocate(nMade * nWorkBytes + kSlack)) return -1;
-    if (!m_made.allocate(nMade * nWorkBytes + kSlack)) return -1;
+        if (!row.allocate(nMade * nWorkBytes)) return -1;
+    if (!m_made.allocate(nMade * nWorkBytes)) return -1;
     const bool bSums = shape.scaling != Scaling::nearest && !shape.bEnlargeY;
     if (bSums && m_sums.prepare(f.workFormat().type, samples(state), uint64_t(shape.nStepY) + 1) != 1) return -1;
     m_nCol = nCol;
@@ -252,13 +249,23 @@ int32_t ResizeSpan::line(RESIZESTATE& state, int32_t nRow, const uint8_t*& pLine
     return 1;
 }
 
-bool ResizeSpan::isDirect(const RESIZESTATE& state) const noexcept { return state.pfnDirect && m_window.made() > 0; }
+bool ResizeSpan::isDirect(const RESIZESTATE& state) const noexcept {
+    return state.pfnDirect && state.rows.inMemory(0, m_window);
+}
 
-int32_t ResizeSpan::lineTo(RESIZESTATE& state, int32_t nRow, uint8_t* pDst) noexcept {
-    const uint8_t* pSrc = nullptr;
-    const int32_t n = state.rows.read(nearestRow(state.shape, nRow), m_window, m_fetched.get(), pSrc);
-    if (n == 1) state.pfnDirect(pSrc, m_offsets.get(), pDst, size_t(m_window.made()));
-    return n;
+void ResizeSpan::lineTo(RESIZESTATE& state, int32_t nRow, uint8_t* pDst) noexcept {
+    // Rows mostly come in sequence: while this one is picked, the next one is on its way from memory.
+    const int64_t nNext = 2 * int64_t(nRow) - std::exchange(m_nLine, nRow);
+    const uint8_t* const pSrc = state.rows.inMemory(nearestRow(state.shape, nRow), m_window);
+    const uint8_t* const pNext = state.rows.inMemory(
+        nearestRow(state.shape, int32_t(std::clamp<int64_t>(nNext, 0, state.shape.nDstHeight - 1))), m_window);
+    const auto nMade = size_t(m_window.made()), nPixelBytes = size_t(state.formats.nDstBits / 8);
+    constexpr size_t kPiece = 64, kLine = 64;
+    for (size_t i = 0; i < nMade; i += kPiece) {
+        const size_t n = std::min(kPiece, nMade - i);
+        for (size_t at = m_offsets[i]; at <= m_offsets[i + n - 1]; at += kLine) __builtin_prefetch(pNext + at);
+        state.pfnDirect(pSrc, m_offsets.get() + i, pDst + i * nPixelBytes, n);
+    }
 }
 
 }  // namespace rv

@@ -66,9 +66,8 @@ int32_t startDithering(RESIZESTATE& state, int32_t nBits, uint32_t uMethod) noex
             bm.LUT16Length = f.pLUT16 ? nLength : 0;
         }
     }
-    const bool bPalette = f.nDstColors != 0;
-    const bool bKnown = nBits >= 1 && nBits <= 8;
-    const uint32_t nColors = bPalette ? f.nDstColors : bKnown ? 1u << nBits : 0;
+    const bool bPalette = f.nDstColors != 0;  // all depths that aren't indices go without dithering
+    const uint32_t nColors = bPalette ? f.nDstColors : 1u << nBits;
     const int32_t nStatus = R_StartDitheringExt(&bm, bPalette ? f.DstPalette : nullptr, nColors, nBits, nullptr);
     bm.pPalette = nullptr;
     return nStatus;
@@ -77,8 +76,7 @@ int32_t startDithering(RESIZESTATE& state, int32_t nBits, uint32_t uMethod) noex
 // Columns that can go from the source's row to the caller's without a stop.
 GatherFn directGather(const RESIZESTATE& state) noexcept {
     const ResizeFormats& f = state.formats;
-    if (state.shape.scaling != Scaling::nearest || f.step != FetchStep::keep || f.nWorkBits % 8 || f.bDither)
-        return nullptr;
+    if (state.shape.scaling != Scaling::nearest || f.step != FetchStep::keep || f.bDither) return nullptr;
     if (f.bKeepOut) return gatherOf(f.nWorkBits);
     if (f.nWorkBits != 24 || f.nOutBits != 32) return nullptr;
     return f.nDstOrder == ORDER_BGR ? gather24To32 : f.nDstOrder == ORDER_RGB ? gather24To32Swapped : nullptr;

@@ -78,12 +78,15 @@ uint64_t SourceRows::bufferBytes(const ColumnWindow& w) const noexcept {
     return w.uFetchBytes + (m_bWholeRows ? uint64_t(w.nAlignedCol) : 0);
 }
 
+const uint8_t* SourceRows::inMemory(int32_t nRow, const ColumnWindow& w) const noexcept {
+    const uint8_t* p = m_bDefault ? flatRow(*m_pBitmap, nRow) : nullptr;
+    return p ? p + columnByte(w.nAlignedCol, m_pBitmap->BitsPerPixel) : nullptr;
+}
+
 int32_t SourceRows::read(int32_t nRow, const ColumnWindow& w, uint8_t* pBuffer, const uint8_t*& pRow) noexcept {
+    pRow = inMemory(nRow, w);
+    if (pRow) return 1;
     const auto nByte = size_t(columnByte(w.nAlignedCol, m_pBitmap->BitsPerPixel));
-    if (const uint8_t* p = m_bDefault ? flatRow(*m_pBitmap, nRow) : nullptr) {
-        pRow = p + nByte;
-        return 1;
-    }
     const uint64_t uRowBytes = packedBytes(uint32_t(m_pBitmap->Width), uint32_t(m_pBitmap->BitsPerPixel));
     if (m_cache && uRowBytes <= UINT32_MAX) {
         int32_t nStatus = 1;
