@@ -417,9 +417,10 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
-}  // namespace
-
 #include "bench/rows_pull.h"
+#include "bench/rows_resample.h"
+
+}  // namespace
 
 int main(int argc, char** argv) {
     // Freed memory stays with the process: a program at work meets its page faults only once.
@@ -437,5 +438,6 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     pulledRows(photo);
+    resamples(photo);
     return g_failures ? 1 : 0;
 }

@@ -1,9 +1,6 @@
 // Rows of a resized picture on demand, a whole picture in sequence.
 #pragma once
 
-// Included by rows.cpp behind its own tools.
-namespace {
-
 constexpr int32_t kPaintWidth = 1280, kPaintHeight = 960;
 
 void pullRows(Bitmap& photo, Bitmap& out, uint32_t uFlags) {
@@ -46,5 +43,3 @@ void pulledRows(Bitmap& photo) {
         "pull.enlarged_24_to_32.spline", mpixLarge, 9 + 4 * mpixLarge, [&] { pullRows(part, large, RSR_BICUBIC); },
         [&] { return resembles(part, large); });
 }
-
-}  // namespace

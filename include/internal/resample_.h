@@ -72,10 +72,28 @@ struct SplinePoint {
     float t, u, fCurveA, fCurveB;
 };
 
-// The walks over a row that prepare them, nCount of each.
-void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans) noexcept;
+// The walks over a row that prepare them, nCount of each. bRounded: the length of an area is, or else truncated.
+void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans, bool bRounded = true) noexcept;
 void walkLinear(const RowWindow& window, LinearPoint* pPoints) noexcept;
 void walkSpline(const RowWindow& window, SplinePoint* pPoints) noexcept;
+
+// What the vector loops have besides.
+struct Stretch {
+    size_t nFrom = 0, nTo = 0;  // pixels
+};
+struct AreaBlocks {
+    Stretch stretch;
+    Buffer<int16_t> weights;     // eight for each load of each pixel
+    size_t nLoads = 0;           // a pixel
+    uint32_t m = 0, nShift = 0;  // the division by the weight of all areas of the stretch
+};
+struct LinearBlocks {
+    struct Block;
+    Stretch stretch;
+    Buffer<Block> blocks;
+    size_t nBlocks = 0;
+    int32_t nShift = 0;
+};
 
 // Makes that stretch of a row, for each row of a picture or of a window.
 class RowFilter {
@@ -88,7 +106,9 @@ class RowFilter {
     Buffer<AreaSpan> m_spans;
     Buffer<LinearPoint> m_points;
     Buffer<SplinePoint> m_spline;
-    Buffer<float> m_curves;  // of a row of splines: two planes
+    Buffer<float> m_curves;  // of a row of splines: planes of the work
+    AreaBlocks m_areaBlocks;
+    LinearBlocks m_linearBlocks;
 
 public:
     // nWeights is kFineWeights or kCoarseWeights; bAlphaWeighted counts with four samples only. 1, or -1 for no memory.
@@ -101,11 +121,11 @@ public:
 // ---- vertical, on n samples of resized rows ----------------------------------------------------------------------
 
 // Row nStep of the nRun rows from a on, that lead to b: a + floor((b - a) * nStep / nRun). pDst may be a.
-void linearBetween(SampleType type, const void* a, const void* b, void* pDst, size_t n, uint32_t nStep,
-                   uint32_t nRun) noexcept;
+void linearBetween(SampleType type, const void* a, const void* b, void* pDst, size_t n, uint32_t nStep, uint32_t nRun,
+                   FilterLoops loops = FilterLoops::best) noexcept;
 // The natural spline of four rows at t of the way from p1 to p2; p1 itself where t is not above 0.
 void splineBetween(SampleType type, const void* p0, const void* p1, const void* p2, const void* p3, void* pDst,
-                   size_t n, float t) noexcept;
+                   size_t n, float t, FilterLoops loops = FilterLoops::best) noexcept;
 
 // Sums of rows, exact.
 class RowSums {

@@ -3,15 +3,15 @@
 // Weights are conserved: what the sample at the end of an area does not give to it, it gives to the next one. So all
 // areas but those at the ends of a row weigh the same.
 #include <algorithm>
-#include <limits>
 
 #include "internal/rowfilters.h"
 
 namespace rv {
 
-void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans) noexcept {
+void walkAreas(const RowWindow& window, uint32_t nWeights, AreaSpan* pSpans, bool bRounded) noexcept {
     const int64_t W = nWeights, nDst = window.nDstWidth, nPast = window.nEndSrcCol - window.nFetchCol;
-    const int64_t nStep = (W * window.nSrcWidth + nDst / 2) / nDst, nWhole = nStep / W, nFraction = nStep % W;
+    const int64_t nStep = (W * window.nSrcWidth + (bRounded ? nDst / 2 : 0)) / nDst, nWhole = nStep / W,
+                  nFraction = nStep % W;
     const int64_t nNext = int64_t(window.nAcc) + window.nSrcWidth % nDst;
     int64_t nFirst = window.nFirstSrcCol - window.nFetchCol, w0 = W * (nDst - window.nAcc) / nDst;
     int64_t nEnd = std::min(nFirst + window.nSrcWidth / nDst + (nNext >= nDst), nPast);
@@ -43,19 +43,13 @@ inline void eachOf(const AreaSpan& span, uint32_t nWeights, F f) noexcept {
     if (span.w1) f(span.nWhole + 1, span.w1);
 }
 
-template <class T>
-inline T meanOf(SumOf<T> nSum, SumOf<T> nWeight) noexcept {
-    using L = std::numeric_limits<T>;
-    return nWeight ? T(std::clamp<SumOf<T>>(nSum / nWeight, L::min(), L::max())) : T(0);
-}
-
 template <class T, int Samples>
 void plainMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const T* src, T* dst) noexcept {
     for (size_t i = 0; i < nCount; ++i, dst += Samples) {
         const T* const p = src + size_t(pSpans[i].nFirst) * Samples;
         SumOf<T> sums[Samples] = {};
         eachOf(pSpans[i], nWeights, [&](int32_t j, uint32_t w) {
-            for (int c = 0; c < Samples; ++c) sums[c] += SumOf<T>(w) * SumOf<T>(p[j * Samples + c]);
+            for (int c = 0; c < Samples; ++c) sums[c] += SumOf<T>(w) * SumOf<T>(p[size_t(j) * Samples + size_t(c)]);
         });
         for (int c = 0; c < Samples; ++c) dst[c] = meanOf<T>(sums[c], SumOf<T>(pSpans[i].weight(nWeights)));
     }
@@ -67,7 +61,7 @@ void alphaMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const 
         const T* const p = src + size_t(pSpans[i].nFirst) * 4;
         SumOf<T> sums[4] = {}, nVisible = 0;
         eachOf(pSpans[i], nWeights, [&](int32_t j, uint32_t w) {
-            const T* const q = p + j * 4;
+            const T* const q = p + size_t(j) * 4;
             const SumOf<T> v = alphaWeight<T>(SumOf<T>(q[3]), SumOf<T>(w));
             for (int c = 0; c < 3; ++c) sums[c] += v * SumOf<T>(q[c]);
             sums[3] += SumOf<T>(w) * SumOf<T>(q[3]);

@@ -36,6 +36,24 @@ template <class T, class Sum>
 inline void addRow(const T* p, Sum* sums, size_t n, uint32_t nWeight) noexcept {
     for (size_t i = 0; i < n; ++i) sums[i] += Sum(p[i]) * nWeight;
 }
+// In 32 bits, which is what there is most of.
+RV_CLONES void addShort(const uint8_t* p, uint32_t* sums, size_t n, uint32_t nWeight) noexcept {
+    for (size_t i = 0; i < n; ++i) sums[i] += p[i] * nWeight;
+}
+RV_CLONES void addShort(const uint16_t* p, uint32_t* sums, size_t n, uint32_t nWeight) noexcept {
+    for (size_t i = 0; i < n; ++i) sums[i] += p[i] * nWeight;
+}
+void addShort(const int16_t* p, uint32_t* sums, size_t n, uint32_t nWeight) noexcept { addRow(p, sums, n, nWeight); }
+void addShort(const uint32_t* p, uint32_t* sums, size_t n, uint32_t nWeight) noexcept { addRow(p, sums, n, nWeight); }
+
+RV_CLONES void divideShort(const uint32_t* sums, uint8_t* dst, size_t n, const Reciprocal& divide) noexcept {
+    const uint64_t m = divide.m;
+    for (size_t i = 0; i < n; ++i) dst[i] = uint8_t(sums[i] * m >> divide.nShift);
+}
+RV_CLONES void divideShort(const uint32_t* sums, uint16_t* dst, size_t n, const Reciprocal& divide) noexcept {
+    const uint64_t m = divide.m;
+    for (size_t i = 0; i < n; ++i) dst[i] = uint16_t(sums[i] * m >> divide.nShift);
+}
 
 template <class T>
 inline void addVisible(const T* p, uint64_t* sums, uint64_t* visible, size_t nPixels, uint32_t nWeight) noexcept {
@@ -48,13 +66,9 @@ inline void addVisible(const T* p, uint64_t* sums, uint64_t* visible, size_t nPi
 }
 
 template <class T, class Sum>
-inline T meanOf(Sum nSum, Sum nWeight) noexcept {
-    using S = std::conditional_t<std::is_signed_v<T>, std::make_signed_t<Sum>, Sum>;
-    using L = std::numeric_limits<T>;
-    if (!nWeight) return 0;
-    const S q = S(nSum) / S(nWeight);
-    if constexpr (std::is_signed_v<T>) return T(std::clamp<S>(q, L::min(), L::max()));
-    return T(std::min<S>(q, L::max()));
+inline T meanOfSum(Sum nSum, uint64_t nWeight) noexcept {
+    using S = std::conditional_t<std::is_same_v<T, uint32_t>, uint64_t, int64_t>;
+    return meanOf<T, S>(S(std::conditional_t<std::is_signed_v<T>, std::make_signed_t<Sum>, Sum>(nSum)), S(nWeight));
 }
 
 }  // namespace
@@ -67,18 +81,21 @@ void RowSums::add(const void* pRow, uint32_t nWeight) noexcept {
         else if (m_bWide)
             addRow(p, m_wide.get(), m_nSamples, nWeight);
         else
-            addRow(p, m_sums.get(), m_nSamples, nWeight);
+            addShort(p, m_sums.get(), m_nSamples, nWeight);
     });
 }
 
 void RowSums::mean(void* pDst, uint64_t nCount) const noexcept {
     visitSample(m_type, [&]<class T>(T*) {
         T* const dst = static_cast<T*>(pDst);
+        if constexpr (std::is_unsigned_v<T> && sizeof(T) < 4)
+            if (const Reciprocal divide(nCount, sizeof(T) * 8); !m_bWide && divide.m)
+                return divideShort(m_sums.get(), dst, m_nSamples, divide);
         if (!m_bWide)
-            for (size_t i = 0; i < m_nSamples; ++i) dst[i] = meanOf<T, uint32_t>(m_sums[i], uint32_t(nCount));
+            for (size_t i = 0; i < m_nSamples; ++i) dst[i] = meanOfSum<T>(m_sums[i], nCount);
         else
             for (size_t i = 0; i < m_nSamples; ++i)
-                dst[i] = meanOf<T, uint64_t>(m_wide[i], m_bAlphaWeighted && i % 4 != 3 ? m_alpha[i / 4] : nCount);
+                dst[i] = meanOfSum<T>(m_wide[i], m_bAlphaWeighted && i % 4 != 3 ? m_alpha[i / 4] : nCount);
     });
 }
 

@@ -91,7 +91,7 @@ void splineRow(const WorkFormat& format, const SplinePoint* pPoints, size_t nCou
 }
 
 void splineBetween(SampleType type, const void* p0, const void* p1, const void* p2, const void* p3, void* pDst,
-                   size_t n, float t) noexcept {
+                   size_t n, float t, FilterLoops loops) noexcept {
     visitSample(type, [&]<class T>(T*) {
         const T *const a = static_cast<const T*>(p0), *const b = static_cast<const T*>(p1),
                        *const c = static_cast<const T*>(p2), *const d = static_cast<const T*>(p3);
@@ -101,7 +101,10 @@ void splineBetween(SampleType type, const void* p0, const void* p1, const void* 
             return;
         }
         const float u = 1 - t, fCurve1 = (u * u * u - u) / 6, fCurve2 = (t * t * t - t) / 6;
-        for (size_t i = 0; i < n; ++i) {
+        size_t i = 0;
+        if constexpr (sizeof(T) == 1)
+            if (loops == FilterLoops::best) i = splineBetween8(a, b, c, d, dst, n, t);
+        for (; i < n; ++i) {
             const float y0 = float(a[i]), y1 = float(b[i]), y2 = float(c[i]), y3 = float(d[i]);
             const float e = 1.5f * (y0 - 2 * y1 + y2);
             const float m2 = (6 * (y1 - 2 * y2 + y3) - e) * 0.266667f;
