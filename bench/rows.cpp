@@ -419,6 +419,7 @@ void colorAndGray(Bitmap& photo) {
 
 #include "bench/rows_pull.h"
 #include "bench/rows_resample.h"
+#include "bench/rows_resize.h"
 
 }  // namespace
 
@@ -439,5 +440,6 @@ int main(int argc, char** argv) {
     colorModels(photo);
     pulledRows(photo);
     resamples(photo);
+    resizes(photo);
     return g_failures ? 1 : 0;
 }
