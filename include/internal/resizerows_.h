@@ -7,9 +7,12 @@
 // depends on the requests before it.
 #pragma once
 
+#include <optional>
+
 #include "internal/convert_.h"
 #include "internal/resample_.h"
 #include "internal/rowaccess.h"
+#include "internal/scanline.h"
 #include "ravokit/resizerows.h"
 
 namespace rv {
@@ -49,13 +52,10 @@ struct ColumnWindow {
 ColumnWindow columnWindow(const ResizeShape& shape, int32_t nSrcBits, int32_t nDstBits, int32_t nCol,
                           uint32_t uBytes) noexcept;
 
-// Takes pixels that stand at offsets, one after the other.
-using GatherFn = void (*)(const uint8_t* pSrc, const uint32_t* pOffsets, uint8_t* pDst, size_t n) noexcept;
-// Of nBits, whole bytes.
-GatherFn gatherOf(int32_t nBits) noexcept;
-// Pixels of three bytes to such of four, opaque; all but the last source pixel of the row may be read past their end.
-void gather24To32(const uint8_t* pSrc, const uint32_t* pOffsets, uint8_t* pDst, size_t n) noexcept;
-void gather24To32Swapped(const uint8_t* pSrc, const uint32_t* pOffsets, uint8_t* pDst, size_t n) noexcept;
+// Pixels of three bytes, from their places in a row, to opaque ones of four; the other swaps blue and red.
+using WidenFn = void (*)(const uint8_t* pSrc, const uint32_t* pPlaces, uint8_t* pDst, size_t n) noexcept;
+void widenColumns24(const uint8_t* pSrc, const uint32_t* pPlaces, uint8_t* pDst, size_t n) noexcept;
+void swapColumns24(const uint8_t* pSrc, const uint32_t* pPlaces, uint8_t* pDst, size_t n) noexcept;
 
 // ---- formats -----------------------------------------------------------------------------------------------------
 
@@ -193,9 +193,10 @@ class ResizeSpan {
     int32_t m_nCol = -1;
     uint32_t m_uBytes = 0;
     ColumnWindow m_window{};
-    Buffer<uint32_t> m_offsets;   // of the columns that are chosen, in source or in work pixels
+    NearestColumns m_columns;     // where columns are chosen
     bool m_bChooseFirst = false;  // before they are converted
-    RowFilter m_filter;
+    Buffer<uint32_t> m_places;    // of three-byte pixels that go out at once
+    std::optional<RowFilter> m_filter;
     Buffer<uint8_t> m_fetched, m_chosen, m_work;
     Buffer<uint8_t> m_rows[kRows];  // resized rows, each in the place of its number
     int32_t m_nHeld[kRows];
@@ -243,7 +244,7 @@ struct RESIZESTATE {
     ResizeFormats formats;
     SourceRows rows;
     BITMAPRECORD DitherBitmap{};
-    GatherFn pfnDirect = nullptr;  // from source pixels to the caller's
+    WidenFn pfnDirect = nullptr;  // from the bitmap to the caller
     int32_t nChunkPixels = 0;
     uint32_t uOutRowBytes = 0;  // of a chunk
     Buffer<uint8_t> scratch;    // a chunk of work pixels, and of those that go out, with room before the first

@@ -93,23 +93,20 @@ int32_t ResizeSpan::prepare(RESIZESTATE& state, int32_t nCol, uint32_t uBytes) n
     const uint64_t nWidest = uint64_t(std::max(f.nSrcBits + 7, f.nWorkBits + 7) / 8);
     const uint64_t uFetchBytes = state.rows.bufferBytes(w);
     if (uFetchBytes > UINT32_MAX || !m_fetched.allocate(uFetchBytes)) return -1;  // Not enough memory
-    m_bChooseFirst = f.nSrcBits >= 8 && f.nSrcBits % 8 == 0 && nMade < nFetched;
-    const uint64_t nConverted = shape.choosesColumns() && m_bChooseFirst ? nMade : nFetched;
-    if (!m_work.allocate(nConverted * nWidest)) return -1;
-    if (shape.choosesColumns()) {
-        // The walk adds the whole and the rest of the ratio, and so takes the column that a division gives.
-        const auto nBytes = m_bChooseFirst ? uint64_t(f.nSrcBits / 8) : nWorkBytes;
-        if (nFetched * nBytes > UINT32_MAX || !m_offsets.allocate(nMade)) return -1;
-        if (m_bChooseFirst && !m_chosen.allocate(nMade * nBytes)) return -1;
-        const int32_t nStep = shape.nSrcWidth / shape.nDstWidth, nRem = shape.nSrcWidth % shape.nDstWidth;
-        int64_t nAcc = w.nAccX;
-        auto nAt = uint32_t(uint64_t(w.nFetchCol - w.nAlignedCol) * nBytes);
-        for (size_t i = 0; i < nMade; ++i) {
-            m_offsets[i] = nAt;
-            nAcc += nRem;
-            const bool bCarry = nAcc >= shape.nDstWidth;
-            if (bCarry) nAcc -= shape.nDstWidth;
-            nAt += uint32_t(uint64_t(nStep + bCarry) * nBytes);
+    m_bChooseFirst = nMade < nFetched;
+    const bool bChooses = shape.choosesColumns();
+    if (!m_work.allocate((bChooses && m_bChooseFirst ? nMade : nFetched) * nWidest)) return -1;
+    if (bChooses) {
+        const int32_t nBits = m_bChooseFirst ? f.nSrcBits : f.nWorkBits;
+        if (nFetched * nWidest > UINT32_MAX) return -1;
+        if (m_bChooseFirst && !m_chosen.allocate(packedBytes(nMade, uint32_t(nBits)))) return -1;
+        if (m_columns.prepare(nBits, shape.nSrcWidth, shape.nDstWidth, w.nFirstCol, w.made(), w.nAlignedCol,
+                              w.nEndSrcCol) != 1)
+            return -1;
+        if (state.pfnDirect) {
+            if (!m_places.allocate(nMade)) return -1;
+            AxisWalk walk(shape.nSrcWidth, shape.nDstWidth, w.nFirstCol, w.nAlignedCol);
+            for (size_t i = 0; i < nMade; ++i) m_places[i] = uint32_t(walk.next() * 3);
         }
     } else {
         const FilterKind kind = !shape.bEnlargeX                   ? FilterKind::area
@@ -117,7 +114,7 @@ int32_t ResizeSpan::prepare(RESIZESTATE& state, int32_t nCol, uint32_t uBytes) n
                                                                    : FilterKind::linear;
         const RowWindow row{shape.nSrcWidth, shape.nDstWidth, w.nFetchCol, w.nFirstSrcCol,
                             w.nEndSrcCol,    w.nAccX,         w.nFirstCol, int32_t(nMade)};
-        if (m_filter.prepare(kind, f.workFormat(), kFineWeights, false, row) != 1) return -1;
+        if (m_filter.emplace().prepare(kind, f.workFormat(), kFineWeights, false, row) != 1) return -1;
     }
     for (Buffer<uint8_t>& row : m_rows)
         if (!row.allocate(nMade * nWorkBytes)) return -1;
@@ -142,14 +139,14 @@ int32_t ResizeSpan::resizeRow(RESIZESTATE& state, int32_t nRow, uint8_t* pDst) n
     if (const int32_t n = state.rows.read(nRow, w, m_fetched.get(), pSrc); n != 1) return n;
     if (!state.shape.choosesColumns()) {
         if (const int32_t n = toWork(state, pSrc, size_t(w.fetched()), m_work.get(), pWork); n != 1) return n;
-        m_filter.apply(pWork + size_t(w.nFetchCol - w.nAlignedCol) * size_t(f.bytesPerPixel()), pDst);
+        m_filter->apply(pWork + size_t(w.nFetchCol - w.nAlignedCol) * size_t(f.bytesPerPixel()), pDst);
     } else if (!m_bChooseFirst) {
         if (const int32_t n = toWork(state, pSrc, size_t(w.fetched()), m_work.get(), pWork); n != 1) return n;
-        gatherOf(f.nWorkBits)(pWork, m_offsets.get(), pDst, nMade);
+        m_columns.apply(pWork, pDst, nMade * size_t(f.bytesPerPixel()));
     } else if (f.step == FetchStep::keep && !f.bPremultiply) {
-        gatherOf(f.nSrcBits)(pSrc, m_offsets.get(), pDst, nMade);
+        m_columns.apply(pSrc, pDst, nMade * size_t(f.bytesPerPixel()));
     } else {
-        gatherOf(f.nSrcBits)(pSrc, m_offsets.get(), m_chosen.get(), nMade);
+        m_columns.apply(pSrc, m_chosen.get(), size_t(packedBytes(nMade, uint32_t(f.nSrcBits))));
         if (const int32_t n = toWork(state, m_chosen.get(), nMade, m_work.get(), pWork); n != 1) return n;
         std::memcpy(pDst, pWork, nMade * size_t(f.bytesPerPixel()));
     }
@@ -259,12 +256,12 @@ void ResizeSpan::lineTo(RESIZESTATE& state, int32_t nRow, uint8_t* pDst) noexcep
     const uint8_t* const pSrc = state.rows.inMemory(nearestRow(state.shape, nRow), m_window);
     const uint8_t* const pNext = state.rows.inMemory(
         nearestRow(state.shape, int32_t(std::clamp<int64_t>(nNext, 0, state.shape.nDstHeight - 1))), m_window);
-    const auto nMade = size_t(m_window.made()), nPixelBytes = size_t(state.formats.nDstBits / 8);
+    const auto nMade = size_t(m_window.made());
     constexpr size_t kPiece = 64, kLine = 64;
     for (size_t i = 0; i < nMade; i += kPiece) {
         const size_t n = std::min(kPiece, nMade - i);
-        for (size_t at = m_offsets[i]; at <= m_offsets[i + n - 1]; at += kLine) __builtin_prefetch(pNext + at);
-        state.pfnDirect(pSrc, m_offsets.get() + i, pDst + i * nPixelBytes, n);
+        for (size_t at = m_places[i]; at <= m_places[i + n - 1]; at += kLine) __builtin_prefetch(pNext + at);
+        state.pfnDirect(pSrc, m_places.get() + i, pDst + i * 4, n);
     }
 }
 

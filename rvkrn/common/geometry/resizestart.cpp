@@ -73,13 +73,12 @@ int32_t startDithering(RESIZESTATE& state, int32_t nBits, uint32_t uMethod) noex
     return nStatus;
 }
 
-// Columns that can go from the source's row to the caller's without a stop.
-GatherFn directGather(const RESIZESTATE& state) noexcept {
+// The kernel for columns that can go from the source's row to the caller's without a stop.
+WidenFn directColumns(const RESIZESTATE& state) noexcept {
     const ResizeFormats& f = state.formats;
-    if (state.shape.scaling != Scaling::nearest || f.step != FetchStep::keep || f.bDither) return nullptr;
-    if (f.bKeepOut) return gatherOf(f.nWorkBits);
+    if (state.shape.scaling != Scaling::nearest || f.step != FetchStep::keep) return nullptr;
     if (f.nWorkBits != 24 || f.nOutBits != 32) return nullptr;
-    return f.nDstOrder == ORDER_BGR ? gather24To32 : f.nDstOrder == ORDER_RGB ? gather24To32Swapped : nullptr;
+    return f.nDstOrder == ORDER_BGR ? widenColumns24 : f.nDstOrder == ORDER_RGB ? swapColumns24 : nullptr;
 }
 
 int32_t startRows(RESIZESTATE& state, const ResizeOutput& output, RESIZEROWCALLBACK pfn, void* pUser) noexcept {
@@ -103,7 +102,7 @@ int32_t startRows(RESIZESTATE& state, const ResizeOutput& output, RESIZEROWCALLB
     if (bFiltered && !shape.bEnlargeY && shape.nStepY > 2 && shape.nDstWidth > state.nChunkPixels)
         state.rows.keep(uint32_t(shape.nStepY) + 1);
     if (state.bSameSize) return 1;
-    state.pfnDirect = directGather(state);
+    state.pfnDirect = directColumns(state);
     if (!state.scratch.allocate((nChunk + 8) * uint64_t(f.bytesPerPixel() + 1))) return -1;  // Not enough memory
     int32_t nStatus = 1;
     state.spanFor(0, state.uOutRowBytes, nStatus);
