@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <functional>
 #include <tuple>
 
 #include "internal/resize_.h"
@@ -154,52 +153,56 @@ Rows splineRows(const Rows& src, int32_t nDst, int32_t nMin, int32_t nMax) {
     return out;
 }
 
-Rows meanRows(const Rows& src, int32_t nDst) {
+// bEnds: the steps lead from the first row to the last one.
+Rows meanRows(const Rows& src, int32_t nDst, bool bEnds) {
     const auto nSrc = int32_t(src.size());
+    const int32_t nLess = bEnds && nDst > 1, nStep = (nSrc - nLess) / (nDst - nLess),
+                  nRem = (nSrc - nLess) % (nDst - nLess);
     Rows out;
-    for (int32_t y = 0, nFirst = 0, nAcc = 0; y < nDst; ++y) {
-        int32_t n = nSrc / nDst;
-        if ((nAcc += nSrc % nDst) >= nDst) nAcc -= nDst, ++n;
+    for (int32_t y = 0; y < nDst; ++y) {
+        const int32_t nFirst = y * nSrc / nDst, n = nStep + (y * nSrc % nDst + nRem >= nDst);
         std::vector<int32_t> line(src[0].size());
         for (size_t x = 0; x < line.size(); ++x) {
-            for (int32_t i = 0; i < n; ++i) line[x] += src[size_t(nFirst + i)][x];
+            for (int32_t i = 0; i < n; ++i) line[x] += src[size_t(std::min(nFirst + i, nSrc - 1))][x];
             line[x] /= n;
         }
-        nFirst += n;
         out.push_back(line);
     }
     return out;
 }
 
+// Width 19 stays; width 1 becomes 2, with the same pixels, and a spline has its own steps for height then.
 TEST(ResizedRows, StepsBetweenRows) {
-    constexpr int32_t nWidth = 19, nHeight = 13;
-    for (const int32_t nKind : {8, 16, -16})
+    constexpr int32_t nHeight = 13;
+    for (const auto& [nKind, nWidth] : {std::pair{8, 19}, {16, 19}, {-16, 19}, {8, 1}, {-16, 1}})
         for (const int32_t nDst : {1, 2, 5, 12, 13, 14, 26, 40, 131}) {
-            const int32_t nBits = std::abs(nKind), nMin = nKind < 0 ? -32768 : 0;
+            const int32_t nBits = std::abs(nKind), nMin = nKind < 0 ? -32768 : 0, nOut = nWidth == 1 ? 2 : nWidth;
             const int32_t nMax = nKind == 8 ? 255 : nKind == 16 ? 65535 : 32767;
             Bitmap bm(nBits, nWidth, nHeight, Holding::conventional, nBits == 8 ? ORDER_RGB : ORDER_GRAY);
             if (nBits == 8) R_CreateBitmapGrayPalette(&bm);
             if (nKind < 0) bm->Flags |= BMF_SIGNED;
-            const Bytes data = test::fillRandom(bm.record, 11);
-            const auto sample = [&](const Bytes& row, size_t x) {
+            test::fillRandom(bm.record, 11);
+            const auto sample = [nBits, nMin](const Bytes& row, size_t x) {
+                if (nBits == 8) return int32_t(row[x]);
                 const uint32_t v = rv::Pixel<16>::get(row.data(), x);
-                return nBits == 8 ? int32_t(row[x]) : nKind < 0 ? int32_t(int16_t(v)) : int32_t(v);
+                return nMin < 0 ? int32_t(int16_t(v)) : int32_t(v);
             };
             Rows src(nHeight);
             for (int32_t y = 0; y < nHeight; ++y)
-                for (size_t x = 0; x < nWidth; ++x) src[size_t(y)].push_back(sample(sourceRow(bm.record, y), x));
+                for (int32_t x = 0; x < nWidth; ++x)
+                    src[size_t(y)].push_back(sample(sourceRow(bm.record, y), size_t(x)));
             for (const uint32_t uFlags : {RSR_RESAMPLE, RSR_BICUBIC}) {
                 SCOPED_TRACE(testing::Message() << nKind << " to " << nDst << " rows, flags " << uFlags);
-                const Rows want = nDst < nHeight           ? meanRows(src, nDst)
+                const Rows want = nDst < nHeight           ? meanRows(src, nDst, nOut == 2 && uFlags == RSR_BICUBIC)
                                   : uFlags == RSR_RESAMPLE ? linearRows(src, nDst)
                                                            : splineRows(src, nDst, nMin, nMax);
-                // Sums and lines are told apart from a copy of the picture by a depth that isn't the source's.
-                const Wanted w{nWidth, nDst, nBits == 8 ? 0 : 16, uFlags | (nBits == 8 ? 0u : uint32_t(RSR_OUT_GRAY))};
+                const Wanted w{nOut, nDst, nBits == 8 ? 0 : 16, uFlags | (nBits == 8 ? 0u : uint32_t(RSR_OUT_GRAY))};
                 Pull pull(bm.record, w);
                 ASSERT_EQ(pull.nStatus, 1);
                 for (int32_t y = 0; y < nDst; ++y) {
                     const Bytes got = pull.row(y, w);
-                    for (size_t x = 0; x < nWidth; ++x) ASSERT_EQ(sample(got, x), want[size_t(y)][x]) << x << ", " << y;
+                    for (int32_t x = 0; x < nOut; ++x)
+                        ASSERT_EQ(sample(got, size_t(x)), want[size_t(y)][size_t(x * nWidth / nOut)]) << x << ", " << y;
                 }
             }
         }
@@ -430,12 +433,10 @@ TEST(ResizedRows, Statuses) {
     EXPECT_EQ(pull.row(99, w), pull.row(14, w));
     EXPECT_EQ(R_StopResizeBitmap(nullptr), -13);
 
-    for (const auto& [nWidth, nHeight, nWant] : {std::tuple{0, 15, 30}, {0, 41, 82}, {0, 1, 2}})
-        EXPECT_TRUE(([&, nWidth = nWidth, nHeight = nHeight, nWant = nWant]() mutable {
-            return rv::repairSize(40, 20, nWidth, nHeight) && nWidth == nWant;
-        })());
-    int32_t nWidth = 1, nHeight = 0;
-    EXPECT_FALSE(rv::repairSize(40, 20, nWidth, nHeight));
+    for (const auto& [nSrc, nOther, nWant] : {std::tuple{20, 15, 30}, {20, 41, 82}, {3, 1, 13}, {41, 1, 0}}) {
+        int32_t nWidth = 0, nHeight = nOther;
+        EXPECT_EQ(rv::repairSize(40, nSrc, nWidth, nHeight) ? nWidth : 0, nWant) << nSrc << ", " << nOther;
+    }
 }
 
 TEST(ResizedRows, ShortOfMemory) {

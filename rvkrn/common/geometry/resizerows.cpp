@@ -50,7 +50,7 @@ int32_t copyChunk(RESIZESTATE& state, uint8_t* pBuffer, int32_t nRow, int32_t nC
     const uint8_t* pRow = nullptr;
     if (const int32_t n = state.rows.read(nRow, w, bOwn ? own.get() : pBuffer, pRow); n != 1) return n;
     if (pRow != pBuffer) std::memcpy(pBuffer, pRow, size_t(w.uFetchBytes));
-    std::memset(pBuffer + w.uFetchBytes, 0, size_t(uBytes - w.uFetchBytes));
+    std::memset(pBuffer + size_t(w.uFetchBytes), 0, size_t(uBytes - w.uFetchBytes));
     premultiplyRow(state, pBuffer, uint32_t(w.uFetchBytes));
     return 1;
 }

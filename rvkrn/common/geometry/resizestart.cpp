@@ -13,7 +13,6 @@ namespace rv {
 RESIZESTATE::~RESIZESTATE() {
     if (DitherBitmap.pDitherData) R_StopDithering(&DitherBitmap);
     if (bAccessed) R_ReleaseBitmap(pBitmap);
-    uStructSize = 0;
 }
 
 namespace {
