@@ -417,6 +417,9 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_view.h"
+#include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
 #include "bench/rows_pull.h"
 #include "bench/rows_resample.h"
 #include "bench/rows_resize.h"
@@ -438,6 +441,9 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    flips(photo);
+    turns(photo);
+    rotations(photo);
     pulledRows(photo);
     resamples(photo);
     resizes(photo);
