@@ -420,6 +420,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
+#include "bench/rows_pull.h"
 #include "bench/rows_resample.h"
 #include "bench/rows_resize.h"
 
@@ -443,6 +444,7 @@ int main(int argc, char** argv) {
     flips(photo);
     turns(photo);
     rotations(photo);
+    pulledRows(photo);
     resamples(photo);
     resizes(photo);
     return g_failures ? 1 : 0;
