@@ -357,7 +357,9 @@ TEST(RavoSteps, GeometryActsOnThePictureAsSeen) {
                 finishSteps(chain);
                 const std::string where = std::string(c.steps[0].first) + ", view " + std::to_string(nView) + ", " +
                                           std::to_string(nBits) + " bits";
-                if (std::string(c.steps[0].first) == "--view") ASSERT_EQ(chain.picture->ViewPerspective, 7);
+                if (std::string(c.steps[0].first) == "--view") {
+                    ASSERT_EQ(chain.picture->ViewPerspective, 7);
+                }
                 Picture result = upright(chain.picture);
                 const SIZE size = viewedSize(*seen), wanted = c.size(size), got = viewedSize(*result);
                 ASSERT_EQ(got.width, wanted.width) << where;
