@@ -418,6 +418,9 @@ void colorAndGray(Bitmap& photo) {
 }
 
 #include "bench/rows_resample.h"
+#include "bench/rows_view.h"
+#include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
 #include "bench/rows_resize.h"
 
 }  // namespace
@@ -438,6 +441,9 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     resamples(photo);
+    flips(photo);
+    turns(photo);
+    rotations(photo);
     resizes(photo);
     return g_failures ? 1 : 0;
 }
