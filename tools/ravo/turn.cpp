@@ -14,6 +14,7 @@ void resizePicture(Picture& picture, SIZE size, const GeometrySettings& settings
 
 void turnPicture(Picture& picture, int32_t nAngle, const GeometrySettings& settings) {
     const Progress progress("turning");
+    if (picture->ViewPerspective >= LEFT_TOP) storeForView(picture, TOP_LEFT);  // the canvas keeps its stored shape
     check(R_RotateBitmap(picture.get(), nAngle, settings.uTurn, settings.background.cr), "R_RotateBitmap");
 }
 
