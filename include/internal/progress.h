@@ -37,6 +37,18 @@ public:
     }
 };
 
+// The thread's callback of operations is out of force for a scope.
+class StatusSetAside {
+    STATUSCALLBACK m_pfn = nullptr;
+    void* m_pUser = nullptr;
+
+public:
+    StatusSetAside() noexcept { R_SetStatusCallBack(nullptr, nullptr, &m_pfn, &m_pUser); }
+    StatusSetAside(const StatusSetAside&) = delete;
+    StatusSetAside& operator=(const StatusSetAside&) = delete;
+    ~StatusSetAside() { R_SetStatusCallBack(m_pfn, m_pUser, nullptr, nullptr); }
+};
+
 // What an operation that finds nothing to do tells the thread's callback: 0 and 100. Its status, which is 1 without
 // one.
 inline int32_t tellNothingToDo() noexcept {

@@ -48,6 +48,11 @@ void updateRunListSize(BITMAPRECORD& bm) noexcept;
 // Writes segments of a row. 1, or: -2 no storage, -1 no memory.
 int32_t putRunListSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, const Segments& segments) noexcept;
 
+// Exchanges the lists of two rows of one block; false where they lie in different ones.
+bool swapRunLists(const BITMAPRECORD& bm, int32_t nRow, int32_t nOther) noexcept;
+// Reverses the pixels of a row. 1, or -1 when memory is short, and the row is as it was.
+int32_t mirrorRunList(BITMAPRECORD& bm, int32_t nRow) noexcept;
+
 // Whether heaps, lists and size agree.
 bool isWellFormedRunLists(const BITMAPRECORD& bm) noexcept;
 

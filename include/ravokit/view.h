@@ -22,8 +22,8 @@ RV_API int32_t R_ReverseBitmap(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 /// Mirrors each stored row. Statuses of R_IntFlipBitmap.
 RV_API int32_t R_IntReverseBitmap(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 
-/// Reverses the order of nWidth packed pixels in place. The bits behind the last pixel stay behind it. Unknown depths
-/// are left alone. Returns 1, or -13 null.
+/// Reverses the order of nWidth packed pixels in place; what the last byte has behind the last pixel becomes 0. Unknown
+/// depths are left alone. Returns 1, or -13 null.
 RV_API int32_t R_MirrorLine(uint8_t* pBuffer, int32_t nWidth, int32_t nBitsPerPixel) RV_NOEXCEPT;
 
 /// Change the view alone: the picture is seen flipped, mirrored, or turned clockwise by nAngle degrees, which is a
