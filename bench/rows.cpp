@@ -417,6 +417,8 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_rotate.h"
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -434,5 +436,6 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    rotations(photo);
     return g_failures ? 1 : 0;
 }
