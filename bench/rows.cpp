@@ -417,7 +417,9 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_combine.h"
 #include "bench/rows_rotate.h"
+#include "bench/rows_turns.h"
 
 }  // namespace
 
@@ -436,6 +438,8 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    combines(photo);
     rotations(photo);
+    turns(photo);
     return g_failures ? 1 : 0;
 }

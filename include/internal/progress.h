@@ -46,7 +46,8 @@ public:
     }
 };
 
-// Rows of a loop that works on all of them at the same time: as many are told as are its share of the work that is done.
+// Rows of a loop that works on all of them at the same time: as many are told as are its share of the work that is
+// done.
 class ProgressShare {
     ProgressStepper m_stepper;
     int32_t m_nRows, m_nTold = 0;

@@ -28,16 +28,19 @@ RV_API int32_t R_RotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uF
 RV_API int32_t R_IntRotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags, COLORREF crFill,
                                  int32_t nStart, int32_t nEnd, float fCenterX, float fCenterY) RV_NOEXCEPT;
 
-/// Turns the bitmap by 90 degrees, without loss; width, height and resolutions change places. nStart and nEnd are the
-/// percent that its progress begins and ends with.
+/// Turns the picture by 90 degrees as it is seen (stored views 2, 4, 5 and 7 turn the other way), without loss; width,
+/// height and resolutions change places. nStart and nEnd are the percent that its progress begins and ends with.
+/// A BMF_COMPRESSED bitmap of at most 18,000,000 bytes of rows is not compressed any more afterwards, if there is
+/// memory for that.
 /// Returns 1, or: -2 null, -789 unknown record size, -2 without storage, -1 no memory, those of R_DupBitmapNewDim, of
 /// the lock and of row calls, the status callback's. On failure the bitmap stands as it was.
 RV_API int32_t R_RotateBitmap90(BITMAPRECORD* pBitmap, int32_t bClockwise, int32_t nStart, int32_t nEnd) RV_NOEXCEPT;
-/// Turns packed rows of whole 32-bit words: nWidth x nHeight pixels of pSource into nHeight x nWidth of pDest.
-/// Returns 1, or: -13 null, -1 no memory.
+/// Turns packed rows of whole 32-bit words: nWidth x nHeight pixels of pSource into nHeight x nWidth of pDest. What a
+/// row of pDest has behind its last pixel is unspecified.
+/// Returns 1 (also for no pixels), or -13: null, a negative size, an unknown depth.
 RV_API int32_t R_RotateBuffer90(const uint8_t* pSource, uint8_t* pDest, int32_t bClockwise, int32_t nWidth,
                                 int32_t nHeight, int32_t nBitsPerPixel) RV_NOEXCEPT;
-/// The same by 180 degrees. Returns 1 (also for no rows), or -13 null.
+/// The same by 180 degrees, into another buffer of the same size.
 RV_API int32_t R_RotateBuffer180(const uint8_t* pSource, uint8_t* pDest, int32_t nWidth, int32_t nHeight,
                                  int32_t nBitsPerPixel) RV_NOEXCEPT;
 

@@ -118,8 +118,8 @@ struct OddBlock {
     RV_AVX2_INLINE void operator()(const uint8_t* src, ptrdiff_t nSrcStep, uint8_t* dst,
                                    ptrdiff_t nDstStep) const noexcept {
         static constexpr Bytes32 kSpread[2] = {spread(0), spread(4)};
-        static constexpr Bytes32 kPack = bytes32(
-            [](int i) { return i % 16 >= 12 ? kNone : i % 16 / Bytes * kElement + i % 16 % Bytes; });
+        static constexpr Bytes32 kPack =
+            bytes32([](int i) { return i % 16 >= 12 ? kNone : i % 16 / Bytes * kElement + i % 16 % Bytes; });
         const __m256i pack = kPack.vector();
         for (int nHalf = 0; nHalf < 2; ++nHalf) {
             const __m256i order = kSpread[nHalf].vector();
