@@ -59,8 +59,8 @@ uint64_t onBits(uint32_t op, uint64_t s, uint64_t d) {
     }
 }
 
+// Samples have up to 32 bits.
 uint64_t onSamples(uint32_t op, uint64_t s, uint64_t d, uint64_t most) {
-    using Wide = unsigned __int128;
     switch (op) {
         case 3:
             return std::min(d + s, most);
@@ -69,11 +69,11 @@ uint64_t onSamples(uint32_t op, uint64_t s, uint64_t d, uint64_t most) {
         case 5:
             return s > d ? s - d : 0;
         case 6:
-            return uint64_t(Wide(d) * s / most);
+            return d * s / most;
         case 7:
-            return s ? uint64_t(std::min<Wide>(Wide(d) * most / s, most)) : most;
+            return s ? std::min(d * most / s, most) : most;
         case 8:
-            return d ? uint64_t(std::min<Wide>(Wide(s) * most / d, most)) : most;
+            return d ? std::min(s * most / d, most) : most;
         case 9:
             return (d + s) / 2;
         case 10:

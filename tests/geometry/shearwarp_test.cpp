@@ -254,53 +254,33 @@ TEST(Warp, PutsARectangleOntoItselfInEveryViewAndOntoItsOwnBitmap) {
             }
 }
 
-// Each corner of the source stays a corner, straight lines stay straight: a cross through a picture of two diagonals.
+// A projective map keeps u / (1 - u) in proportion to the distances from the sides where u is 0 and 1; where the
+// diagonals meet, u and v are one half.
 TEST(Warp, QuadrilateralsAreProjective) {
-    const Corners corners{POINT{10, 4}, POINT{90, 20}, POINT{70, 95}, POINT{2, 60}};
+    const Corners c{POINT{10, 4}, POINT{90, 20}, POINT{70, 95}, POINT{2, 60}};
     Bitmap to(16, 100, 100, Holding::conventional, ORDER_GRAY), from(16, 65, 65, Holding::conventional, ORDER_GRAY);
     Bytes ramp(size_t(from->BytesPerLine) * 65);
-    for (int32_t y = 0; y < 65; ++y)
-        for (int32_t x = 0; x < 65; ++x)
-            rv::Pixel<16>::put(&ramp[size_t(y) * from->BytesPerLine], size_t(x), uint32_t(1 + x * 512 + y));
+    for (uint32_t i = 0; i < 65 * 65; ++i)
+        rv::Pixel<16>::put(&ramp[i / 65 * from->BytesPerLine], i % 65, 1 + i % 65 * 512 + i / 65);
     setContents(from.record, ramp);
-    ASSERT_EQ(warp(to.record, corners, from.record, {0, 0, 65, 65}, 0), 1);
+    ASSERT_EQ(warp(to.record, c, from.record, {0, 0, 65, 65}, 0), 1);
+    const auto cross = [&](size_t i, size_t j, double x, double y) {
+        return (c[j].x - c[i].x) * (y - c[i].y) - (c[j].y - c[i].y) * (x - c[i].x);
+    };
+    const double t = cross(1, 3, c[0].x, c[0].y) / (cross(1, 3, c[0].x, c[0].y) - cross(1, 3, c[2].x, c[2].y)),
+                 mx = c[0].x + t * (c[2].x - c[0].x), my = c[0].y + t * (c[2].y - c[0].y);
     Seen got(to.record);
-    EXPECT_EQ(got.at(10, 4), 1u);
-    EXPECT_EQ(got.at(90, 20), 1u + 64 * 512);
-    EXPECT_EQ(got.at(70, 95), 1u + 64 * 512 + 64);
-    EXPECT_EQ(got.at(2, 60), 1u + 64);
-    for (int32_t y = 0; y < 100; ++y)
-        for (int32_t x = 0; x < 100; ++x) {
-            // Cross ratios along the edges: the corner sides' areas give the weights of a projective frame.
-            double side[4];
-            bool inside = true;
-            for (size_t i = 0; i < 4; ++i) {
-                const POINT &a = corners[i], &b = corners[(i + 1) % 4];
-                side[i] = double(b.x - a.x) * (y - a.y) - double(b.y - a.y) * (x - a.x);
-                inside &= side[i] >= 0;
-            }
-            ASSERT_EQ(got.at(x, y) != 0, inside) << x << " " << y;
-            if (!inside) continue;
-            // u is 0 on the side 3-0 and 1 on 1-2; its ratio u / (1 - u) is that of the two sides up to a factor that
-            // the corners tell (at corner 0 to 1 of v = 0).
-            const auto area = [&](size_t i, size_t j, size_t k) {
-                const POINT &a = corners[i], &b = corners[j], &c = corners[k];
-                return double(b.x - a.x) * (c.y - a.y) - double(b.y - a.y) * (c.x - a.x);
-            };
-            // Where the diagonals meet, u is one half: there both ratios are known.
-            const double t = area(0, 1, 3) / (area(0, 1, 3) + area(1, 2, 3));
-            const double mx = corners[0].x + t * (corners[2].x - corners[0].x),
-                         my = corners[0].y + t * (corners[2].y - corners[0].y);
-            const auto sideAt = [&](size_t i, double px, double py) {
-                const POINT &a = corners[i], &b = corners[(i + 1) % 4];
-                return double(b.x - a.x) * (py - a.y) - double(b.y - a.y) * (px - a.x);
-            };
-            const double ku = sideAt(1, mx, my) / sideAt(3, mx, my), kv = sideAt(2, mx, my) / sideAt(0, mx, my);
-            const double u = ku * side[3] / (ku * side[3] + side[1]), v = kv * side[0] / (kv * side[0] + side[2]);
-            const auto value = int32_t(got.at(x, y) - 1);
-            ASSERT_NEAR(value / 512, u * 64, 0.5 + 1e-4) << x << " " << y;
-            ASSERT_NEAR(value % 512, v * 64, 0.5 + 1e-4) << x << " " << y;
-        }
+    for (int32_t i = 0; i < 100 * 100; ++i) {
+        const int32_t x = i % 100, y = i / 100;
+        const double top = cross(0, 1, x, y), right = cross(1, 2, x, y), low = cross(2, 3, x, y),
+                     left = cross(3, 0, x, y);
+        ASSERT_EQ(got.at(x, y) != 0, std::min({top, right, low, left}) >= 0) << x << " " << y;
+        if (!got.at(x, y)) continue;
+        const double u = left / cross(3, 0, mx, my), notU = right / cross(1, 2, mx, my);
+        const double v = top / cross(0, 1, mx, my), notV = low / cross(2, 3, mx, my);
+        ASSERT_NEAR(double((got.at(x, y) - 1) / 512), 64 * u / (u + notU), 0.5 + 1e-4) << x << " " << y;
+        ASSERT_NEAR(double((got.at(x, y) - 1) % 512), 64 * v / (v + notV), 0.5 + 1e-4) << x << " " << y;
+    }
 }
 
 TEST(Warp, StatusesInTheirOrder) {
