@@ -420,6 +420,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_combine.h"
 #include "bench/rows_rotate.h"
 #include "bench/rows_turns.h"
+#include "bench/rows_resize.h"
 
 }  // namespace
 
@@ -441,5 +442,6 @@ int main(int argc, char** argv) {
     combines(photo);
     rotations(photo);
     turns(photo);
+    resizes(photo);
     return g_failures ? 1 : 0;
 }
