@@ -418,8 +418,9 @@ void colorAndGray(Bitmap& photo) {
 }
 
 #include "bench/rows_combine.h"
-#include "bench/rows_rotate.h"
+#include "bench/rows_view.h"
 #include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
 #include "bench/rows_resize.h"
 
 }  // namespace
@@ -440,8 +441,9 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     combines(photo);
-    rotations(photo);
+    flips(photo);
     turns(photo);
+    rotations(photo);
     resizes(photo);
     return g_failures ? 1 : 0;
 }
