@@ -43,8 +43,8 @@ int32_t replaceByTurned(BITMAPRECORD& turned, BITMAPRECORD& bm, int32_t nRegionA
     return nStatus;
 }
 
-// Turns by 180 degrees in place, with region and overlays, and tells nStart to nEnd percent. Returns 1, or: -2 null or
-// without storage, -1 no memory, the status of the lock and of row calls, the status callback's; the bitmap stands as
+// Turns by 180 degrees in place, with region and overlays, and tells nStart to nEnd percent. Returns 1, or: -2 without
+// storage, -1 no memory, the status of the lock and of row calls, the status callback's; the bitmap stands as
 // it was then.
 int32_t rotate180(BITMAPRECORD& bm, int32_t nStart, int32_t nEnd) noexcept;
 

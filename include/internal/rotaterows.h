@@ -67,7 +67,9 @@ struct TurnSpline {
 TurnKernel plainTurn(int32_t nBits, TurnFilter filter, bool bSigned) noexcept;
 TurnKernel bestTurn(int32_t nBits, TurnFilter filter, bool bSigned) noexcept;
 
-// Puts the AVX2 form in the place of a plain inner form, where there is one.
-void useAvx2Turn(TurnKernel& kernel, int32_t nBits, TurnFilter filter) noexcept;
+// Puts the AVX2 form in the place of a plain inner form, where there is one; the second gives those that work by
+// samples, or null.
+void useAvx2Turn(TurnKernel& kernel, int32_t nBits, TurnFilter filter, bool bSigned) noexcept;
+TurnRow avx2TurnPlanes(int32_t nBits, TurnFilter filter, bool bSigned) noexcept;
 
 }  // namespace rv

@@ -170,18 +170,6 @@ RV_AVX2_INLINE void load24(const uint8_t* src, __m256i (&v)[4]) noexcept {
     v[3] = _mm256_shuffle_epi8(loadPair(src + 68, src + 80), kLast.vector());
 }
 
-// The first 12 bytes of each half of four vectors, as 96 bytes.
-RV_AVX2_INLINE void storeTwelves(uint8_t* dst, __m256i v0, __m256i v1, __m256i v2, __m256i v3) noexcept {
-    // The six dwords that count are 0 to 2 and 4 to 6; each vector is turned to where its dwords go.
-    v0 = _mm256_permutevar8x32_epi32(v0, _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
-    v1 = _mm256_permutevar8x32_epi32(v1, _mm256_setr_epi32(2, 4, 5, 6, 3, 7, 0, 1));
-    v2 = _mm256_permutevar8x32_epi32(v2, _mm256_setr_epi32(5, 6, 3, 7, 0, 1, 2, 4));
-    v3 = _mm256_permutevar8x32_epi32(v3, _mm256_setr_epi32(3, 7, 0, 1, 2, 4, 5, 6));
-    store32(dst, _mm256_blend_epi32(v0, v1, 0xC0));
-    store32(dst + 32, _mm256_blend_epi32(v1, v2, 0xF0));
-    store32(dst + 64, _mm256_blend_epi32(v2, v3, 0xFC));
-}
-
 // Four vectors of dwords without their fourth bytes, as 96 bytes. Swap exchanges the first and third byte.
 template <bool Swap>
 RV_AVX2_INLINE void store24(uint8_t* dst, const __m256i (&v)[4]) noexcept {
@@ -190,8 +178,18 @@ RV_AVX2_INLINE void store24(uint8_t* dst, const __m256i (&v)[4]) noexcept {
         return k >= 12 ? kNone : k / 3 * 4 + (Swap ? 2 - c : c);
     });
     const __m256i pack = kPack.vector();
-    storeTwelves(dst, _mm256_shuffle_epi8(v[0], pack), _mm256_shuffle_epi8(v[1], pack), _mm256_shuffle_epi8(v[2], pack),
-                 _mm256_shuffle_epi8(v[3], pack));
+    // The six dwords that count are 0 to 2 and 4 to 6; each vector is turned to where its dwords go.
+    const __m256i v0 =
+        _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[0], pack), _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7));
+    const __m256i v1 =
+        _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[1], pack), _mm256_setr_epi32(2, 4, 5, 6, 3, 7, 0, 1));
+    const __m256i v2 =
+        _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[2], pack), _mm256_setr_epi32(5, 6, 3, 7, 0, 1, 2, 4));
+    const __m256i v3 =
+        _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[3], pack), _mm256_setr_epi32(3, 7, 0, 1, 2, 4, 5, 6));
+    store32(dst, _mm256_blend_epi32(v0, v1, 0xC0));
+    store32(dst + 32, _mm256_blend_epi32(v1, v2, 0xF0));
+    store32(dst + 64, _mm256_blend_epi32(v2, v3, 0xFC));
 }
 
 }  // namespace avx2

@@ -134,7 +134,7 @@ TurnKernel plainTurn(int32_t nBits, TurnFilter filter, bool bSigned) noexcept {
 TurnKernel bestTurn(int32_t nBits, TurnFilter filter, bool bSigned) noexcept {
     TurnKernel kernel = plainTurn(nBits, filter, bSigned);
 #ifdef RV_X86
-    if (cpuHasAvx2()) useAvx2Turn(kernel, nBits, filter);
+    if (cpuHasAvx2()) useAvx2Turn(kernel, nBits, filter, bSigned);
 #endif
     return kernel;
 }

@@ -22,7 +22,7 @@ constexpr bool kPacked = Bits < 8;  // eight pixels fill whole bytes
 template <int Bits>
 void transposeGroup(const uint8_t* src, ptrdiff_t nSrcStep, uint8_t* dst, ptrdiff_t nDstStep, size_t nRows,
                     size_t nCols) noexcept {
-    const size_t nIn = packedBytes(nCols, Bits), nOut = packedBytes(nRows, Bits);
+    const auto nIn = size_t(packedBytes(nCols, Bits)), nOut = size_t(packedBytes(nRows, Bits));
     uint64_t rows[8] = {};
     for (size_t r = 0; r < nRows; ++r, src += nSrcStep)
         for (size_t i = 0; i < nIn; ++i) rows[r] |= uint64_t(src[i]) << (56 - 8 * i);
@@ -107,7 +107,7 @@ struct WholeBlock {
 template <int Bytes>
 struct OddBlock {
     static constexpr int kElement = Bytes / 3 * 4, kCount = 16 / kElement;
-    static constexpr size_t kCols = 24 / Bytes, kRows = 96 / Bytes;
+    static constexpr size_t kCols = 24 / Bytes, kRows = 24 / Bytes;
 
     static constexpr Bytes32 spread(int nFrom) {
         return bytes32([=](int i) {
@@ -120,20 +120,18 @@ struct OddBlock {
         static constexpr Bytes32 kSpread[2] = {spread(0), spread(4)};
         static constexpr Bytes32 kPack =
             bytes32([](int i) { return i % 16 >= 12 ? kNone : i % 16 / Bytes * kElement + i % 16 % Bytes; });
-        const __m256i pack = kPack.vector();
-        for (int nHalf = 0; nHalf < 2; ++nHalf) {
+        const __m256i pack = kPack.vector(), close = _mm256_setr_epi32(0, 1, 2, 4, 5, 6, 3, 7);
+        for (int nHalf = 0; nHalf < 2; ++nHalf, src += 8) {
             const __m256i order = kSpread[nHalf].vector();
-            __m256i columns[kCount][4];
-            for (int nGroup = 0; nGroup < 4; ++nGroup) {
-                const uint8_t* p = src + nGroup * 2 * kCount * nSrcStep + 8 * nHalf;
-                __m256i v[kCount];
-                for (int i = 0; i < kCount; ++i)
-                    v[i] = _mm256_shuffle_epi8(loadPair(p + i * nSrcStep, p + (i + kCount) * nSrcStep), order);
-                exchange<kElement>(v);
-                for (int i = 0; i < kCount; ++i) columns[i][nGroup] = _mm256_shuffle_epi8(v[i], pack);
+            __m256i v[kCount];
+            for (int i = 0; i < kCount; ++i)
+                v[i] = _mm256_shuffle_epi8(loadPair(src + i * nSrcStep, src + (i + kCount) * nSrcStep), order);
+            exchange<kElement>(v);
+            for (int i = 0; i < kCount; ++i, dst += nDstStep) {
+                const __m256i bytes = _mm256_permutevar8x32_epi32(_mm256_shuffle_epi8(v[i], pack), close);
+                store16(dst, _mm256_castsi256_si128(bytes));
+                _mm_storel_epi64(reinterpret_cast<__m128i*>(dst + 16), _mm256_extracti128_si256(bytes, 1));
             }
-            for (int i = 0; i < kCount; ++i, dst += nDstStep)
-                storeTwelves(dst, columns[i][0], columns[i][1], columns[i][2], columns[i][3]);
         }
     }
 };
