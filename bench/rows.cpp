@@ -421,6 +421,8 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
+#include "bench/rows_pull.h"
+#include "bench/rows_resample.h"
 #include "bench/rows_resize.h"
 
 }  // namespace
@@ -444,6 +446,8 @@ int main(int argc, char** argv) {
     flips(photo);
     turns(photo);
     rotations(photo);
+    pulledRows(photo);
+    resamples(photo);
     resizes(photo);
     return g_failures ? 1 : 0;
 }

@@ -15,16 +15,28 @@ enum {
     ROT_CENTER = 8     ///< about a given point; the canvas grows as with ROT_RESIZE
 };
 
-/// sin and cos of an angle of 0 to 35999 hundredths of a degree, times 16384. The range is not checked.
+/// sin and cos of an angle in hundredths of a degree, times 16384, rounded to nearest. Made for 0 to 35999; other
+/// angles are taken modulo a whole turn.
 RV_API int32_t R_SinValue(int32_t nAngle) RV_NOEXCEPT;
 RV_API int32_t R_CosValue(int32_t nAngle) RV_NOEXCEPT;
 
-/// Turns the picture clockwise, as it is displayed, about its middle. crFill colours what it leaves uncovered.
+/// Turns the picture clockwise, as it is displayed, about its middle, by nAngle hundredths of a degree. crFill colours
+/// what it leaves uncovered, alpha full. Without ROT_RESIZE the canvas keeps its size, and corners are cut.
+///
+/// The view becomes TOP_LEFT, or BOTTOM_LEFT where that is what the old one goes back to. Half turns, and quarter turns
+/// of square pictures or with ROT_RESIZE, move pixels without loss. Otherwise each pixel takes the nearest one of the
+/// source, or what a filter makes of those around it, sample by sample as they are stored: 16-bit pixels are one
+/// sample, 32-bit pixels are four. What a filter finds outside of the picture has the colour of the fill. The filters
+/// are left out below 8 bits, at 8 bits with a palette that is no grey ramp, and for grey with a lookup table.
+/// Resolutions turn along.
+///
 /// Returns 1, or: -789 unknown record size (null passes on), and those of R_IntRotateBitmap.
 RV_API int32_t R_RotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags, COLORREF crFill) RV_NOEXCEPT;
-/// The same, with the part of a progress that it reports, in percent, and with the centre of ROT_CENTER in storage
-/// coordinates. Returns 1, or: -2 null or without storage, -1 no memory, those of R_DupBitmapNewDim, of the lock and of
-/// row calls, the status callback's. On failure the bitmap stands as it was.
+/// The same, with the part of a progress that it reports, in percent, which begins with nStart, and with the centre of
+/// ROT_CENTER in storage coordinates. With that flag there are no exact turns.
+/// Returns 1, or: -2 null or without storage, -789 unknown record size, -13 a centre beyond 2^30 or that is no number,
+/// -11 a canvas of no valid size, -1 no memory, those of R_DupBitmapNewDim, of R_RotateBitmap90, of the lock and of row
+/// calls, the status callback's. On failure the bitmap stands as it was.
 RV_API int32_t R_IntRotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags, COLORREF crFill,
                                  int32_t nStart, int32_t nEnd, float fCenterX, float fCenterY) RV_NOEXCEPT;
 

@@ -218,9 +218,11 @@ public:
 
 // ---- rows --------------------------------------------------------------------------------------------------------
 
-// Blocks of the destination whose pixels of the source stay in the cache; larger ones where the source is read in
-// parts.
-constexpr int32_t kBlockColumns = 256, kBlockRows = 32, kPartSide = 256;
+// Blocks of the destination. A walk that is little inclined goes along the source's rows, which the caches like best
+// where it is long; a steeper one goes through so many rows that their pixels are to be used up while they are at hand.
+constexpr int32_t kBlockRows = 32, kLongBlock = 8192, kSteepBlock = 512, kSteep = 3 * kTurnOne / 8;
+// Blocks of a source that is read in parts.
+constexpr int32_t kPartSide = 256;
 constexpr uint32_t kMostBuffered = 16u << 20;
 
 class TurnRows {
@@ -304,7 +306,7 @@ public:
         fillRow(m_dst, m_pixels.source().uFill, m_fill.get());
         if (const int32_t n = m_pixels.open(); n != 1) return n;
         m_nBlockRows = m_pixels.isWhole() ? kBlockRows : kPartSide;
-        m_nBlockColumns = m_pixels.isWhole() ? kBlockColumns : kPartSide;
+        m_nBlockColumns = !m_pixels.isWhole() ? kPartSide : std::abs(m_turn.step.y) > kSteep ? kSteepBlock : kLongBlock;
         if (flatRow(m_dst, 0)) return 1;
         m_nBlockRows = int32_t(std::clamp(kMostBuffered / m_dst.BytesPerLine, 1u, uint32_t(m_nBlockRows)));
         return m_rows.allocateCleared(uint64_t(m_dst.BytesPerLine) * uint32_t(m_nBlockRows)) ? 1 : -1;
@@ -312,8 +314,8 @@ public:
     int32_t run(int32_t nStart, int32_t nEnd) noexcept {
         ProgressStepper progress(m_turn.nHeight, nStart, nEnd);
         if (const int32_t n = progress.start(); n != 1) return n;
-        for (int32_t nTop = 0; nTop < m_turn.nHeight; nTop += m_nBlockRows) {
-            const int32_t nRows = std::min(m_nBlockRows, m_turn.nHeight - nTop);
+        for (int32_t nTop = 0, nRows; nTop < m_turn.nHeight; nTop += nRows) {
+            nRows = std::min(m_nBlockRows, m_turn.nHeight - nTop);
             if (const int32_t n = turnBlock(nTop, nRows); n != 1) return n;
             for (int32_t i = 0; i < nRows; ++i) {
                 if (m_rows)
