@@ -377,6 +377,7 @@ int32_t turnBitmap(BITMAPRECORD& bm, const Turn& turn, const Request& request) n
     if (nStatus == 1) nStatus = attachments().rotateOverlays(fresh, bm.Width, bm.Height, request.nAngle);
     if (nStatus != 1) {
         R_FreeDuplicateBitmap(&fresh, kDuplicate);
+        R_IntEndCopyBitmap(&bm, 0);
         return nStatus;
     }
     if (fresh.Flags & BMF_COMPRESSED) R_TrimBitmapHeap(&fresh, 0);
