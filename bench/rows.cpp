@@ -417,6 +417,7 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_combine.h"
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
@@ -441,6 +442,7 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    combines(photo);
     flips(photo);
     turns(photo);
     rotations(photo);
