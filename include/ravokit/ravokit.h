@@ -26,6 +26,7 @@
 #include "palette.h"
 #include "pixel.h"
 #include "redirect.h"
+#include "region.h"
 #include "resample.h"
 #include "resize.h"
 #include "resizerows.h"
