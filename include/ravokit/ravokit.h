@@ -7,6 +7,7 @@
 #include "colorres.h"
 #include "colorspace.h"
 #include "compressed.h"
+#include "contours.h"
 #include "convert.h"
 #include "copy.h"
 #include "dib.h"
