@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -417,6 +418,8 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_region.h"
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -434,5 +437,6 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
+    regions();
     return g_failures ? 1 : 0;
 }

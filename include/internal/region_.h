@@ -11,6 +11,7 @@
 #pragma once
 
 #include <algorithm>
+#include <cstring>
 #include <span>
 #include <utility>
 
@@ -51,6 +52,14 @@ inline bool isInWords(std::span<const int32_t> words, int32_t x) noexcept {
     return x >= words[k];
 }
 
+// The spans of a row that reach into [nLeft, nRight): the first and the last may stick out.
+inline std::span<const int32_t> wordsWithin(std::span<const int32_t> words, int32_t nLeft, int32_t nRight) noexcept {
+    size_t nFrom = 0, nTo = words.size();
+    while (nFrom < nTo && words[nFrom + 1] <= nLeft) nFrom += 2;
+    while (nTo > nFrom && words[nTo - 2] >= nRight) nTo -= 2;
+    return words.subspan(nFrom, nTo - nFrom);
+}
+
 inline bool isEmptyBox(const RECT& r) noexcept { return r.left >= r.right || r.top >= r.bottom; }
 inline RECT intersection(const RECT& a, const RECT& b) noexcept {
     const RECT r{std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right),
@@ -89,6 +98,11 @@ struct RgnBuilder {
 
     // Where the next word goes; one who writes there himself adds to RowWords.
     int32_t* next() const noexcept { return pSpanBase + SpanWriteWord + RowWords; }
+    // All spans of the row at once.
+    void copy(std::span<const int32_t> words) noexcept {
+        if (!words.empty()) std::memcpy(next(), words.data(), words.size_bytes());
+        RowWords += uint32_t(words.size());
+    }
     void add(int32_t nLeft, int32_t nRight) noexcept {
         int32_t* p = next();
         p[0] = nLeft;
@@ -98,8 +112,8 @@ struct RgnBuilder {
 };
 
 // Starts a region inside a box. A row may take the words that spans which don't touch need in the box's width, or
-// nMaxRowWords where that is less. nSpanBytes is a guess at all spans. Memory goes by the rows of the box and these
-// two. 1, or -1.
+// nMaxRowWords where that is less. nSpanBytes is a guess at all spans, and with nMaxRowWords 0 what they take at most.
+// Memory goes by the rows of the box and these two. 1, or -1.
 int32_t RgnBuilderBegin(RgnBuilder& builder, const RECT& box, uint32_t nMaxRowWords = UINT32_MAX,
                         uint64_t nSpanBytes = 0) noexcept;
 
@@ -135,6 +149,16 @@ inline void RgnBuilderSkipTo(RgnBuilder& builder, int32_t y) noexcept {
     while (builder.CurrentY < y) RgnBuilderEndRow(builder);  // an empty row can't fail
 }
 
+// Ends the current row nRows times over. 1 or -1.
+inline int32_t RgnBuilderRepeatRow(RgnBuilder& builder, uint32_t nRows) noexcept {
+    const uint32_t nStart = builder.SpanWriteWord, nWords = builder.RowWords;
+    for (uint32_t i = 0; i < nRows; ++i) {
+        if (i) builder.copy({builder.pSpanBase + nStart, nWords});
+        if (const int32_t n = RgnBuilderEndRow(builder); n != 1) return n;
+    }
+    return 1;
+}
+
 // Trims the tables and hands the region over.
 RavoRgn* RgnBuilderFinish(RgnBuilder& builder) noexcept;
 
@@ -165,8 +189,21 @@ void releaseContents(RavoRgn& rgn) noexcept;
 // Puts the shape of fresh, which is deleted, into the record that others point at.
 void replaceContents(RavoRgn& rgn, RavoRgn* pFresh) noexcept;
 
+enum class RowOp { kIntersection, kDifference, kUnion, kSymmetric };
+
+// What an operation makes of two regions. 1 or -1.
+int32_t combineRegions(RavoRgn** ppResult, const RavoRgn& a, const RavoRgn& b, RowOp op) noexcept;
+
+// The row with the pixels that one of two rows has alone, into dst; its end. No word past that is touched.
+int32_t* exclusiveRow(int32_t* dst, std::span<const int32_t> a, std::span<const int32_t> b) noexcept;
+
+// A region with the bounds of another, and tables of the same sizes that hold nothing yet. 1 or -1.
+int32_t newShape(RavoRgn** ppRgn, const RavoRgn& like) noexcept;
 // A copy of the shape alone. 1 or -1.
 int32_t copyShape(RavoRgn** ppRgn, const RavoRgn& rgn) noexcept;
+
+// Mirrors left to right within a raster of nWidth columns: the spans of a row, as they stand in the table.
+void reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept;
 
 // True for one span from left to right of the bounds on every row, and for an empty region.
 bool RgnIsRectangle(const RavoRgn& rgn) noexcept;

@@ -126,4 +126,57 @@ RV_API int32_t R_CloneRavoRgn(const BITMAPRECORD* pBitmap, RavoRgn** ppRgn, cons
 /// region handle, -1.
 RV_API int32_t R_ConvertHandleToRgn(RVHANDLE h, RavoRgn** ppRgn) RV_NOEXCEPT;
 
+// ---- region handles ----------------------------------------------------------------------------------------------
+
+// Calls with the names, the argument lists and the manner of reporting of the window system: null or 0 for failure, no
+// status. A handle is of kind 4, is closed with DeleteObject, and owns its region; it may hold none, which counts as
+// empty where a call only reads. A handle is used by one thread at a time. A bad handle is one that is null, all ones
+// or of another kind.
+
+/// A list of rectangles: this header, and nCount rectangles behind it.
+typedef struct RGNDATA {
+    uint32_t uHeaderSize;  ///< 32
+    uint32_t uType;        ///< 1
+    uint32_t nCount;
+    uint32_t uRectBytes;  ///< nCount x 16
+    RECT rcBounds;
+} RGNDATA;
+RV_RECORD_SIZE(RGNDATA, 32, 32);
+
+/// A handle to the pixels of a rectangle, whose corners may come the wrong way round. Null when memory is short, and
+/// from the Indirect form for a null rectangle.
+RV_API RVHANDLE CreateRectRgn(int32_t nLeft, int32_t nTop, int32_t nRight, int32_t nBottom) RV_NOEXCEPT;
+RV_API RVHANDLE R_WinCreateRectRgn(int32_t nLeft, int32_t nTop, int32_t nRight, int32_t nBottom) RV_NOEXCEPT;
+RV_API RVHANDLE R_WinCreateRectRgnIndirect(const RECT* pRect) RV_NOEXCEPT;
+
+/// A handle to the union of a list's rectangles, in any order; empty ones don't count, and the header's bounds don't
+/// either. uSize: bytes at pData, at least (nCount + 2) x 16, and 33. pTransform, if not null, has six numbers m0 to
+/// m5: the corners (left, top) and (right, bottom) of each rectangle go to x' = m0 x - m1 y + m4, y' = m3 y - m2 x + m5
+/// in single precision, truncated toward zero and cut to 32 bits, and then the smaller coordinate comes first.
+/// Null for a null list, a size that is too small, another header size or type, and when memory is short.
+RV_API RVHANDLE ExtCreateRegion(const float* pTransform, uint32_t uSize, const RGNDATA* pData) RV_NOEXCEPT;
+RV_API RVHANDLE R_WinExtCreateRegion(const float* pTransform, uint32_t uSize, const RGNDATA* pData) RV_NOEXCEPT;
+
+/// Gives the handle the region of a rectangle whose corners are taken as they come. 1, or 0 for a bad handle. The
+/// region that was there is not freed, for those who still look at it: it stays until the process ends. When memory is
+/// short the handle holds an empty region: 0.
+RV_API int32_t SetRectRgn(RVHANDLE h, int32_t nLeft, int32_t nTop, int32_t nRight, int32_t nBottom) RV_NOEXCEPT;
+
+/// Puts the combination of two regions into hDst, which may be one of the two. nMode: 1 intersection, 2 union, 3
+/// symmetric difference, 4 the first without the second, 5 a copy of the first. Returns what the result is: 1 empty, 2
+/// a rectangle, 3 anything else; or 0 with hDst as it was: a bad handle, another mode, a handle without a region in
+/// modes 1 to 4, no memory.
+RV_API int32_t CombineRgn(RVHANDLE hDst, RVHANDLE hFirst, RVHANDLE hSecond, int32_t nMode) RV_NOEXCEPT;
+
+/// R_OffsetRavoRgn and its status, 1 where there is no region; 0 for a bad handle.
+RV_API int32_t OffsetRgn(RVHANDLE h, int32_t x, int32_t y) RV_NOEXCEPT;
+/// Copies the bounds. Returns what the region is, as CombineRgn; 0 for a bad handle or a null rectangle.
+RV_API int32_t GetRgnBox(RVHANDLE h, RECT* pRect) RV_NOEXCEPT;
+/// The region as a list: its bounds if it is a rectangle or empty, else each span as a rectangle one row high. Returns
+/// the bytes that takes; they are written only where pData is not null and uSize holds them. 0 for a bad handle, and
+/// for a list past 32 bits.
+RV_API uint32_t GetRegionData(RVHANDLE h, uint32_t uSize, RGNDATA* pData) RV_NOEXCEPT;
+/// 1 if the pixel is in the region, else 0, also for a bad handle.
+RV_API int32_t PtInRegion(RVHANDLE h, int32_t x, int32_t y) RV_NOEXCEPT;
+
 RV_C_END

@@ -56,7 +56,7 @@ int32_t RgnBuilderBegin(RgnBuilder& builder, const RECT& box, uint32_t nMaxRowWo
     RavoRgn& rgn = *builder.pRgn;
     builder.CurrentY = box.top;
     if (nRows && !(builder.pRowTable = rgn.pRows = static_cast<RgnRow*>(newTable(nRows * sizeof(RgnRow))))) return -1;
-    if (!nRowBytes) return 1;
+    if (!nRowBytes && !nSpanBytes) return 1;
     builder.MaxRowBytes = uint32_t(nRowBytes);
     builder.GrowBytes = builder.MaxRowBytes + kGrowBeyondRow;
     builder.SpanCapacity =
@@ -110,17 +110,25 @@ void replaceContents(RavoRgn& rgn, RavoRgn* pFresh) noexcept {
     R_DeleteRavoRgn(pFresh);
 }
 
+int32_t newShape(RavoRgn** ppRgn, const RavoRgn& like) noexcept {
+    RegionOwner fresh(newBlock<RavoRgn>(1));
+    if (!fresh.get()) return -1;
+    RavoRgn& rgn = *fresh;
+    if (like.RowTableSize && !(rgn.pRows = static_cast<RgnRow*>(newTable(like.RowTableSize)))) return -1;
+    if (like.SpanDataSize && !(rgn.pSpans = static_cast<int32_t*>(newTable(like.SpanDataSize)))) return -1;
+    rgn.rcBounds = like.rcBounds;
+    rgn.RowTableSize = like.RowTableSize;
+    rgn.SpanDataSize = like.SpanDataSize;
+    *ppRgn = fresh.take();
+    return 1;
+}
+
 int32_t copyShape(RavoRgn** ppRgn, const RavoRgn& rgn) noexcept {
-    RegionOwner copy(newBlock<RavoRgn>(1));
-    if (!copy.get()) return -1;
-    if (rgn.RowTableSize && !((*copy).pRows = static_cast<RgnRow*>(newTable(rgn.RowTableSize)))) return -1;
-    if (rgn.SpanDataSize && !((*copy).pSpans = static_cast<int32_t*>(newTable(rgn.SpanDataSize)))) return -1;
-    (*copy).rcBounds = rgn.rcBounds;
-    (*copy).RowTableSize = rgn.RowTableSize;
-    (*copy).SpanDataSize = rgn.SpanDataSize;
-    std::copy_n(rgn.pRows, rowCount(rgn), (*copy).pRows);
-    std::copy_n(rgn.pSpans, 2 * size_t(spanCount(rgn)), (*copy).pSpans);
-    *ppRgn = copy.take();
+    RavoRgn* pCopy = nullptr;
+    if (const int32_t n = newShape(&pCopy, rgn); n != 1) return n;
+    std::copy_n(rgn.pRows, rowCount(rgn), pCopy->pRows);
+    std::copy_n(rgn.pSpans, 2 * size_t(spanCount(rgn)), pCopy->pSpans);
+    *ppRgn = pCopy;
     return 1;
 }
 
