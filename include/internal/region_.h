@@ -15,6 +15,7 @@
 #include <span>
 #include <utility>
 
+#include "internal/handles.h"
 #include "ravokit/region.h"
 
 namespace rv {
@@ -210,6 +211,15 @@ bool RgnIsRectangle(const RavoRgn& rgn) noexcept;
 
 // The region behind a handle of kind 4, which may be null there; false for any other handle.
 bool regionOfHandle(const MEMHANDLE* h, RavoRgn** ppRgn) noexcept;
+// A handle to the region that make(ppRgn) makes; null when that or the handle fails.
+template <class Make>
+RVHANDLE newRegionHandle(Make make) noexcept {
+    RegionOwner rgn;
+    if (make(rgn.out()) != 1) return nullptr;
+    MEMHANDLE* h = newHandle(kHandleRegion);
+    if (h) h->pBlock = rgn.take();
+    return h;
+}
 // A handle to a copy of the region behind h. Null for null, and when memory is short.
 RVHANDLE DuplicateRgnHandle(RVHANDLE h) noexcept;
 

@@ -66,4 +66,16 @@ RV_RECORD_SIZE(CURVE, 36, 48);
 /// 3 points, or than 4 for an open curve of type 1; -1.
 RV_API int32_t R_CurveToBezier(const CURVE* pCurve, int32_t* pnCount, POINT* pPoints) RV_NOEXCEPT;
 
+// ---- the window system's calls -----------------------------------------------------------------------------------
+
+/// A handle to the region of a polygon; with fewer than two points it holds none. nFillMode goes to R_SegmentsToRegion
+/// as it is. Null on failure. The two names are one function; the caller ends the handle with DeleteObject.
+RV_API RVHANDLE CreatePolygonRgn(const POINT* pPoints, int32_t nCount, int32_t nFillMode) RV_NOEXCEPT;
+RV_API RVHANDLE R_WinCreatePolygonRgn(const POINT* pPoints, int32_t nCount, int32_t nFillMode) RV_NOEXCEPT;
+/// A handle to the region of the ellipse in a box, flattened to a polygon of 48 points; an odd width or height loses
+/// its last column or row. A box without width or height gives a handle that holds no region. Null on failure.
+RV_API RVHANDLE CreateEllipticRgn(int32_t nLeft, int32_t nTop, int32_t nRight, int32_t nBottom) RV_NOEXCEPT;
+RV_API RVHANDLE R_WinCreateEllipticRgn(int32_t nLeft, int32_t nTop, int32_t nRight, int32_t nBottom) RV_NOEXCEPT;
+RV_API RVHANDLE R_WinCreateEllipticRgnIndirect(const RECT* pRect) RV_NOEXCEPT;
+
 RV_C_END

@@ -19,20 +19,10 @@ int32_t regionType(const RavoRgn* pRgn) noexcept {
     return RgnIsRectangle(*pRgn) ? kSimpleRegion : kComplexRegion;
 }
 
-// A handle to the region that make(ppRgn) makes; null when that or the handle fails.
-template <class Make>
-RVHANDLE handleOf(Make make) noexcept {
-    RegionOwner rgn;
-    if (make(rgn.out()) != 1) return nullptr;
-    MEMHANDLE* h = newHandle(kHandleRegion);
-    if (h) h->pBlock = rgn.take();
-    return h;
-}
-
 RVHANDLE rectHandle(const RECT& r) noexcept {
     const RECT box{std::min(r.left, r.right), std::min(r.top, r.bottom), std::max(r.left, r.right),
                    std::max(r.top, r.bottom)};
-    return handleOf([&](RavoRgn** ppRgn) { return R_CreateRavoRgnRect(ppRgn, &box); });
+    return newRegionHandle([&](RavoRgn** ppRgn) { return R_CreateRavoRgnRect(ppRgn, &box); });
 }
 
 // Puts a region into a handle in place of its own, which is deleted.
@@ -148,7 +138,7 @@ int32_t unionOf(RavoRgn** ppRgn, const RECT* pRects, size_t nRects) noexcept {
 
 RVHANDLE listHandle(const float* pTransform, uint32_t uSize, const RGNDATA* pData) noexcept {
     if (!pData || uSize < sizeof(RGNDATA) + 1 || (uint64_t(pData->nCount) + 2) * sizeof(RECT) > uSize) return nullptr;
-    return handleOf([=](RavoRgn** ppRgn) {
+    return newRegionHandle([=](RavoRgn** ppRgn) {
         if (pData->uHeaderSize != sizeof(RGNDATA) || pData->uType != 1) return -13;
         const Buffer<RECT> rects(pData->nCount);
         return rects ? unionOf(ppRgn, rects.get(), sortedRects(rects.get(), pTransform, *pData)) : -1;
@@ -169,7 +159,7 @@ void writeList(RGNDATA* pData, uint32_t nCount, const RECT& bounds, const RavoRg
 RVHANDLE DuplicateRgnHandle(RVHANDLE h) noexcept {
     RavoRgn* pRgn = nullptr;
     if (!regionOfHandle(h, &pRgn)) return nullptr;
-    return handleOf([=](RavoRgn** ppRgn) { return R_CopyRavoRgn(ppRgn, pRgn); });
+    return newRegionHandle([=](RavoRgn** ppRgn) { return R_CopyRavoRgn(ppRgn, pRgn); });
 }
 
 }  // namespace rv
