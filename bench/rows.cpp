@@ -16,6 +16,7 @@
 #include <cstring>
 #include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "bench/textpage.h"
@@ -418,6 +419,7 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
+#include "bench/rows_contours.h"
 #include "bench/rows_region.h"
 
 }  // namespace
@@ -438,5 +440,6 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     regions();
+    shapes();
     return g_failures ? 1 : 0;
 }

@@ -4,6 +4,8 @@
 // the outline goes on to the other side, and twice or not at all where it turns back; edges along a row never count.
 // The way back from each polygon to the start of the list would be crossed twice in opposite directions, which changes
 // neither parity nor winding: each polygon is closed by itself.
+#include <cmath>
+
 #include "internal/contours_.h"
 #include "internal/region_.h"
 #include "internal/rvclasses_.h"
@@ -14,24 +16,51 @@ namespace {
 // The box of an outline starts from these values, which takes in more than the points where they lie beyond.
 constexpr int32_t kSmallestStart = 100000, kLargestStart = 0;
 
+// Up to these numbers the exact crossing and the one in double precision lie in the same pixel: products are exact,
+// and a fraction is at least 2^-25, which outweighs the rounding.
+constexpr double kExact = 1 << 25;
+
+// An edge on its way down: where it crosses the current row, as the first pixel that has the crossing at or left of it.
 struct Edge {
-    double dx, dy;  // from its first point to its second
-    int32_t x, y;   // the first point
+    POINT from;  // its points in the order of the outline
+    POINT to;
     int32_t nTop, nBottom;
     int32_t nWinding;  // 1 downward, -1 upward
-};
-
-// The first pixel of row y that has the crossing at or left of it.
-inline int32_t firstPixel(const Edge& e, int32_t y) noexcept {
-    if (e.dx == 0) return e.x;
-    const double d = e.dx * (double(y) - e.y) / e.dy + e.x;
-    const auto n = int32_t(d);  // toward zero
-    return n + (d > n);
-}
-
-struct Crossing {
     int32_t x;
-    uint32_t nEdge;
+    int32_t nStep, nRem, nAcc, nRows;  // by quotient and remainder; nRows is 0 for numbers beyond the exact ones
+
+    double crossing(int32_t y) const noexcept {
+        return (double(to.x) - from.x) * (double(y) - from.y) / (double(to.y) - from.y) + from.x;
+    }
+    static int32_t ceiling(double d) noexcept {
+        const auto n = int32_t(d);  // toward zero
+        return n + (d > n);
+    }
+
+    // To row nTop.
+    void start() noexcept {
+        const POINT &upper = nWinding > 0 ? from : to, &lower = nWinding > 0 ? to : from;
+        const double dx = double(lower.x) - upper.x, dy = double(lower.y) - upper.y;
+        x = upper.x;
+        nRows = nStep = nRem = nAcc = 0;
+        if (std::abs(dx) > kExact || dy > kExact || std::abs(double(x)) > kExact) return;
+        nRows = lower.y - upper.y;
+        const int32_t nWide = lower.x - upper.x;
+        nStep = nWide / nRows - (nWide % nRows < 0);
+        nRem = nWide - nStep * nRows;
+        nAcc = nRows - 1;
+    }
+    // To the row after.
+    void advance(int32_t y) noexcept {
+        if (nRows == 0) [[unlikely]] {
+            x = ceiling(crossing(y));
+            return;
+        }
+        nAcc += nRem;
+        const int32_t nCarry = nAcc >= nRows;
+        nAcc -= nCarry ? nRows : 0;
+        x += nStep + nCarry;
+    }
 };
 
 class EdgeTable {
@@ -40,8 +69,12 @@ class EdgeTable {
 
     void add(POINT a, POINT b) noexcept {
         if (a.y == b.y) return;
-        m_edges[m_nEdges++] = {double(b.x) - a.x,  double(b.y) - a.y, a.x, a.y, std::min(a.y, b.y),
-                               std::max(a.y, b.y), b.y > a.y ? 1 : -1};
+        Edge& e = m_edges[m_nEdges++];
+        e.from = a;
+        e.to = b;
+        e.nTop = std::min(a.y, b.y);
+        e.nBottom = std::max(a.y, b.y);
+        e.nWinding = b.y > a.y ? 1 : -1;
     }
 
 public:
@@ -61,12 +94,9 @@ public:
 };
 
 // Sorted from row to row by insertion: crossings seldom change places.
-inline void insert(Crossing* p, uint32_t i, Crossing c) noexcept {
-    while (i > 0 && p[i - 1].x > c.x) {
-        p[i] = p[i - 1];
-        --i;
-    }
-    p[i] = c;
+inline void insert(Edge* p, uint32_t i, const Edge& e) noexcept {
+    for (; i > 0 && p[i - 1].x > e.x; --i) p[i] = p[i - 1];
+    p[i] = e;
 }
 
 // Writes spans that may touch as one.
@@ -87,21 +117,25 @@ public:
 int32_t EdgeTable::scan(RavoRgn** ppRgn, const RECT& box, bool bWinding) noexcept {
     RgnBuilder builder;
     if (const int32_t n = RgnBuilderBegin(builder, box, m_nEdges); n != 1) return n;
-    Buffer<Crossing> crossings(m_nEdges);
-    if (!crossings) return -1;
+    const Buffer<Edge> active(m_nEdges);
+    if (!active) return -1;
     Edge* const pEdges = m_edges.get();
     std::sort(pEdges, pEdges + m_nEdges, [](const Edge& a, const Edge& b) { return a.nTop < b.nTop; });
-    Crossing* const p = crossings.get();
+    Edge* const p = active.get();
     uint32_t nActive = 0, nNext = 0;
     for (int32_t y = box.top; nActive || nNext < m_nEdges; ++y) {
         if (!nActive) y = pEdges[nNext].nTop;
         uint32_t nKept = 0;
         for (uint32_t i = 0; i < nActive; ++i) {
-            const Edge& e = pEdges[p[i].nEdge];
-            if (y < e.nBottom) insert(p, nKept++, {firstPixel(e, y), p[i].nEdge});
+            if (p[i].nBottom == y) continue;
+            p[i].advance(y);
+            if (nKept < i || (i > 0 && p[i - 1].x > p[i].x)) insert(p, nKept, Edge(p[i]));
+            ++nKept;
         }
-        for (; nNext < m_nEdges && pEdges[nNext].nTop == y; ++nNext)
-            insert(p, nKept++, {firstPixel(pEdges[nNext], y), nNext});
+        for (; nNext < m_nEdges && pEdges[nNext].nTop == y; ++nNext) {
+            pEdges[nNext].start();
+            insert(p, nKept++, pEdges[nNext]);
+        }
         nActive = nKept;
         if (!nActive) continue;
 
@@ -112,7 +146,7 @@ int32_t EdgeTable::scan(RavoRgn** ppRgn, const RECT& box, bool bWinding) noexcep
         } else {
             int32_t nWinding = 0;
             for (uint32_t i = 0; i + 1 < nActive; ++i) {
-                nWinding += pEdges[p[i].nEdge].nWinding;
+                nWinding += p[i].nWinding;
                 if (nWinding) spans.add(p[i].x, p[i + 1].x);
             }
         }
