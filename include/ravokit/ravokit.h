@@ -4,6 +4,7 @@
 #include "alpha.h"
 #include "bitmap.h"
 #include "codec.h"
+#include "colorrgn.h"
 #include "colorres.h"
 #include "colorspace.h"
 #include "compressed.h"
