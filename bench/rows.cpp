@@ -421,6 +421,7 @@ void colorAndGray(Bitmap& photo) {
 
 #include "bench/rows_contours.h"
 #include "bench/rows_region.h"
+#include "bench/rows_resize.h"
 
 }  // namespace
 
@@ -441,5 +442,6 @@ int main(int argc, char** argv) {
     colorModels(photo);
     regions();
     shapes();
+    resizes(photo);
     return g_failures ? 1 : 0;
 }
