@@ -422,6 +422,9 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_contours.h"
 #include "bench/rows_region.h"
 #include "bench/rows_resize.h"
+#include "bench/rows_view.h"
+#include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
 
 }  // namespace
 
@@ -443,5 +446,8 @@ int main(int argc, char** argv) {
     regions();
     shapes();
     resizes(photo);
+    flips(photo);
+    turns(photo);
+    rotations(photo);
     return g_failures ? 1 : 0;
 }
