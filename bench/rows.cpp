@@ -425,6 +425,10 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
+#include "bench/rows_view.h"
+#include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
+#include "bench/rows_resize.h"
 
 }  // namespace
 
@@ -449,5 +453,9 @@ int main(int argc, char** argv) {
     flips(photo);
     turns(photo);
     rotations(photo);
+    flips(photo);
+    turns(photo);
+    rotations(photo);
+    resizes(photo);
     return g_failures ? 1 : 0;
 }

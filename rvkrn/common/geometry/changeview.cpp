@@ -1,4 +1,6 @@
 // The picture stored for another view: a flip and a turn of the stored pixels, which look the same then.
+#include <utility>
+
 #include "internal/opening.h"
 #include "internal/progress.h"
 #include "ravokit/copy.h"
@@ -20,9 +22,22 @@ int32_t copyPicture(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize, 
     return n;
 }
 
-// The view through which rows in reverse order, or pixels in reverse order, look as they did.
+// The view through which a bitmap whose stored rows were exchanged looks as it did.
 constexpr int32_t kRowsExchanged[] = {0, 4, 3, 2, 1, 6, 5, 8, 7};
-constexpr int32_t kRowsMirrored[] = {0, 2, 1, 4, 3, 8, 7, 6, 5};
+
+// A failed turn leaves a picture that looks as it did, through the view that stands until then.
+int32_t movePixels(BITMAPRECORD& bm, bool bFlip, int32_t nAngle) noexcept {
+    if (bFlip && nAngle == 180) return R_IntReverseBitmap(&bm);
+    if (bFlip) {
+        if (const int32_t n = R_IntFlipBitmap(&bm); n != 1) return n;
+        bm.ViewPerspective = kRowsExchanged[bm.ViewPerspective];
+    }
+    if (nAngle == 0) return 1;
+    const int32_t nView = std::exchange(bm.ViewPerspective, TOP_LEFT);
+    const int32_t n = R_RotateBitmap(&bm, nAngle * 100, ROT_RESIZE, 0);
+    bm.ViewPerspective = nView;
+    return n;
+}
 
 int32_t movePicture(BITMAPRECORD& bm, int32_t nView) noexcept {
     if (bm.ViewPerspective == nView) return 1;
@@ -30,16 +45,8 @@ int32_t movePicture(BITMAPRECORD& bm, int32_t nView) noexcept {
     if (const int32_t n = R_GetChangeViewPerspectiveParams(bm.ViewPerspective, nView, &bFlip, &nAngle); n != 1)
         return n;
     const StatusSetAside noStatus;
-    int32_t nSame = bm.ViewPerspective;  // looks the same all along, so that a step that fails changes nothing to see
-    if (bFlip) {
-        const bool bMirror = nAngle == 180;  // a flip and a half turn
-        if (const int32_t n = bMirror ? R_IntReverseBitmap(&bm) : R_IntFlipBitmap(&bm); n != 1) return n;
-        nSame = (bMirror ? kRowsMirrored : kRowsExchanged)[nSame];
-        if (bMirror) nAngle = 0;
-    }
-    bm.ViewPerspective = TOP_LEFT;
-    const int32_t n = nAngle ? R_RotateBitmap(&bm, nAngle * 100, ROT_RESIZE, 0) : 1;
-    bm.ViewPerspective = n == 1 ? nView : nSame;
+    const int32_t n = movePixels(bm, bFlip != 0, nAngle);
+    if (n == 1) bm.ViewPerspective = nView;
     return n;
 }
 
