@@ -429,6 +429,9 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
 #include "bench/rows_resize.h"
+#include "bench/rows_combine.h"
+#include "bench/rows_rotate.h"
+#include "bench/rows_turns.h"
 
 }  // namespace
 
@@ -457,5 +460,8 @@ int main(int argc, char** argv) {
     turns(photo);
     rotations(photo);
     resizes(photo);
+    combines(photo);
+    rotations(photo);
+    turns(photo);
     return g_failures ? 1 : 0;
 }

@@ -20,6 +20,8 @@ struct Attachments {
     // bm has the new size already; the picture was nOldWidth x nOldHeight and was turned by nAngle hundredths of a
     // degree.
     int32_t (*rotateRegion)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight, int32_t nAngle) noexcept;
+    // bm has the new size already; its rows moved as R_ShearBitmap tells. The sign of the angle is not looked at.
+    int32_t (*shearRegion)(BITMAPRECORD& bm, int32_t nAngle) noexcept;
     // The region's bounds in storage rows and columns, cut to the bitmap.
     RECT (*regionBounds)(const BITMAPRECORD& bm) noexcept;
     // Words that a row's segments can need, and the segments of a row: pairs (start, end), end exclusive.

@@ -6,6 +6,7 @@
 #include "codec.h"
 #include "colorres.h"
 #include "colorspace.h"
+#include "combine.h"
 #include "compressed.h"
 #include "contours.h"
 #include "convert.h"
