@@ -432,6 +432,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_combine.h"
 #include "bench/rows_rotate.h"
 #include "bench/rows_turns.h"
+#include "bench/rows_resample.h"
 
 }  // namespace
 
@@ -463,5 +464,6 @@ int main(int argc, char** argv) {
     combines(photo);
     rotations(photo);
     turns(photo);
+    resamples(photo);
     return g_failures ? 1 : 0;
 }
