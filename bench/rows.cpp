@@ -425,13 +425,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
-#include "bench/rows_view.h"
-#include "bench/rows_turns.h"
-#include "bench/rows_rotate.h"
-#include "bench/rows_resize.h"
 #include "bench/rows_combine.h"
-#include "bench/rows_rotate.h"
-#include "bench/rows_turns.h"
 #include "bench/rows_resample.h"
 
 }  // namespace
@@ -457,13 +451,7 @@ int main(int argc, char** argv) {
     flips(photo);
     turns(photo);
     rotations(photo);
-    flips(photo);
-    turns(photo);
-    rotations(photo);
-    resizes(photo);
     combines(photo);
-    rotations(photo);
-    turns(photo);
     resamples(photo);
     return g_failures ? 1 : 0;
 }
