@@ -3,6 +3,7 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "bitmaprgn.h"
 #include "codec.h"
 #include "colorres.h"
 #include "colorspace.h"
