@@ -18,6 +18,14 @@ inline int32_t toStored(const BITMAPRECORD& bm, RECT& rect) noexcept {
     return bm.ViewPerspective == TOP_LEFT ? 1 : R_RectToBitmap(&bm, TOP_LEFT, &rect);
 }
 
+// The same for a pixel.
+inline int32_t toStored(const BITMAPRECORD& bm, POINT& p) noexcept {
+    RECT r{p.x, p.y, p.x + 1, p.y + 1};
+    const int32_t n = toStored(bm, r);
+    p = {r.left, r.top};
+    return n;
+}
+
 // Whether two records stand for the same pixels in memory, or are one.
 inline bool isSameData(const BITMAPRECORD& a, const BITMAPRECORD& b) noexcept {
     return &a == &b || (a.pData && a.pData == b.pData) || (a.hMemory && a.hMemory == b.hMemory);

@@ -59,8 +59,8 @@ uint64_t onBits(uint32_t op, uint64_t s, uint64_t d) {
     }
 }
 
+// Samples have up to 32 bits.
 uint64_t onSamples(uint32_t op, uint64_t s, uint64_t d, uint64_t most) {
-    using Wide = unsigned __int128;
     switch (op) {
         case 3:
             return std::min(d + s, most);
@@ -69,11 +69,11 @@ uint64_t onSamples(uint32_t op, uint64_t s, uint64_t d, uint64_t most) {
         case 5:
             return s > d ? s - d : 0;
         case 6:
-            return uint64_t(Wide(d) * s / most);
+            return d * s / most;
         case 7:
-            return s ? uint64_t(std::min<Wide>(Wide(d) * most / s, most)) : most;
+            return s ? std::min(d * most / s, most) : most;
         case 8:
-            return d ? uint64_t(std::min<Wide>(Wide(s) * most / d, most)) : most;
+            return d ? std::min(s * most / d, most) : most;
         case 9:
             return (d + s) / 2;
         case 10:
@@ -202,22 +202,21 @@ TEST(Combine, LongRows) {
 
 TEST(Combine, EveryHoldingWithItselfAndWithAnother) {
     for (const int32_t bits : kDepths)
-        for (const Holding holding : holdingsOf(bits))
+        for (const Holding holding : holdingsOf(bits)) {
+            Bitmap one(bits, 45, 9, holding), other(bits, 45, 9);
+            ASSERT_EQ(one.nStatus, 1);
+            fillRandom(one.record, 1);
             for (const uint32_t flags : kSome)
-                for (const int32_t dx : {-5, 0, 2})
-                    for (const int32_t dy : {-2, 0, 3}) {
-                        Bitmap one(bits, 45, 9, holding), other(bits, 45, 9);
-                        ASSERT_EQ(one.nStatus, 1);
-                        fillRandom(one.record, flags);
-                        fillRandom(other.record, 3);
-                        Call call{6, 3, 30, 5, 6 + dx, 3 + dy};
-                        for (BITMAPRECORD* from : {&one.record, &other.record}) {
-                            const Seen want = call.expect(one.record, Seen(*from), flags);
-                            ASSERT_EQ(call.run(&one, from, flags), 1);
-                            ASSERT_EQ(Seen(one.record), want)
-                                << bits << nameOf(holding) << flags << " " << dx << " " << dy;
-                        }
+                for (const POINT off : {POINT{-5, -2}, POINT{2, 0}, POINT{-3, 0}, POINT{0, 3}})
+                    for (BITMAPRECORD* from : {&one.record, &other.record}) {
+                        const Call call{6, 3, 30, 5, 6 + off.x, 3 + off.y};
+                        fillRandom(other.record, flags + unsigned(off.x));
+                        const Seen want = call.expect(one.record, Seen(*from), flags);
+                        ASSERT_EQ(call.run(&one, from, flags), 1);
+                        ASSERT_EQ(Seen(one.record), want)
+                            << bits << nameOf(holding) << flags << " " << off.x << " " << off.y;
                     }
+        }
 }
 
 TEST(Combine, ViewsAreOfWhatIsSeen) {

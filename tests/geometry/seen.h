@@ -8,25 +8,10 @@ namespace test {
 // Where the pixel (x, y) of a picture of w x h, as it is seen, is stored. The corner that a view is named for holds row
 // 0 and column 0.
 inline POINT storedAt(int32_t view, int32_t w, int32_t h, int32_t x, int32_t y) {
-    const int32_t fromRight = w - 1 - x, fromBottom = h - 1 - y;
-    switch (view) {
-        case TOP_RIGHT:
-            return {fromRight, y};
-        case BOTTOM_RIGHT:
-            return {fromRight, fromBottom};
-        case BOTTOM_LEFT:
-            return {x, fromBottom};
-        case LEFT_TOP:
-            return {y, x};
-        case RIGHT_TOP:
-            return {y, fromRight};
-        case RIGHT_BOTTOM:
-            return {fromBottom, fromRight};
-        case LEFT_BOTTOM:
-            return {fromBottom, x};
-        default:
-            return {x, y};
-    }
+    const bool mirrored = view == 2 || view == 3 || view == 6 || view == 7, flipped = view % 4 == 3 || view % 4 == 0;
+    if (mirrored) x = w - 1 - x;
+    if (flipped) y = h - 1 - y;
+    return view > 4 ? POINT{y, x} : POINT{x, y};
 }
 
 struct Seen {

@@ -33,24 +33,19 @@ RV_LOOP void tableLoop(const uint8_t* __restrict s, uint8_t* __restrict d, size_
 
 // ---- samples
 
-// Products and quotients take a type of twice the width; quotients of up to 32 bits are exact in floating point, as no
-// quotient below the largest sample comes nearer to the next whole number than its last place.
-template <class Wide>
-struct Quotient {
-    template <class T>
-    static RV_LOOP T of(T a, T b, T nMax) noexcept {
+// a x nMax / b, at most nMax, and nMax where b is 0. Quotients of samples of up to 16 bits are exact in floating point:
+// none comes nearer to the next whole number than its last place. No comparison there, so that loops have no branches.
+template <class Wide, class T>
+RV_LOOP T quotient(T a, T b, T nMax) noexcept {
+    if constexpr (sizeof(T) == 4) {
+        return a >= b ? nMax : T(Wide(a) * nMax / b);
+    } else {
         using Real = std::conditional_t<(sizeof(Wide) > 2), double, float>;
-        const Real most = Real(int32_t(nMax)), q = Real(int32_t(a)) * most / Real(std::max<int32_t>(int32_t(b), 1));
-        const T r = T(int32_t(q < most ? q : most));
-        return b ? r : nMax;
+        const int32_t nNum = std::min<int32_t>(a, b), nDen = int32_t(b) + int32_t(b == 0);
+        const T q = T(int32_t(Real(nNum) * Real(int32_t(nMax)) / Real(nDen)));
+        return T(q | (-int32_t(b == 0) & nMax));  // q is 0 there
     }
-};
-template <>
-struct Quotient<uint64_t> {
-    static RV_LOOP uint32_t of(uint32_t a, uint32_t b, uint32_t nMax) noexcept {
-        return a >= b ? nMax : uint32_t(uint64_t(a) * nMax / b);
-    }
-};
+}
 
 // Samples of up to nMax = 2^nBits - 1. No step needs more than T but for products and quotients.
 template <int Operation, class T, class Wide>
@@ -62,8 +57,8 @@ RV_LOOP T bySample(T s, T d, T nMax, uint32_t nBits) noexcept {
         const Wide p = Wide(Wide(s) * Wide(d) + 1);  // p / nMax, exact for all products
         return T(Wide(p + Wide(Wide(p - 1) >> nBits)) >> nBits);
     }
-    if constexpr (Operation == 7) return Quotient<Wide>::of(d, s, nMax);
-    if constexpr (Operation == 8) return Quotient<Wide>::of(s, d, nMax);
+    if constexpr (Operation == 7) return quotient<Wide>(d, s, nMax);
+    if constexpr (Operation == 8) return quotient<Wide>(s, d, nMax);
     if constexpr (Operation == 9) return T((s & d) + (T(s ^ d) >> 1));
     if constexpr (Operation == 10) return std::min(s, d);
     return std::max(s, d);

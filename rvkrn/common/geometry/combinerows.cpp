@@ -13,18 +13,26 @@ constexpr size_t kBlock = 512;              // pixels; eight of them end on a by
 constexpr uint32_t kCopy = 0xC;             // truth tables
 constexpr uint8_t kZeros[kBlock * 4] = {};  // stands for a source that isn't read
 
-// Eight pixels of 2 to 7 bits to bytes and back.
+// The fewest pixels that are whole bytes: eight of 2 to 7 bits, two of 12.
 template <int Bits>
-void unpackGroup(const uint8_t* p, uint8_t* to) noexcept {
+constexpr size_t kGroup = Bits == 12 ? 2 : 8;
+template <int Bits>
+constexpr size_t kGroupBytes = kGroup<Bits>* Bits / 8;
+
+template <int Bits, class T>
+void unpackGroup(const uint8_t* p, T* to) noexcept {
+    constexpr int kLast = int(kGroup<Bits>) - 1;
     uint64_t v = 0;
-    for (int i = 0; i < Bits; ++i) v = v << 8 | p[i];
-    for (int i = 0; i < 8; ++i) to[i] = uint8_t(v >> (7 - i) * Bits & Pixel<Bits>::kMax);
+    for (size_t i = 0; i < kGroupBytes<Bits>; ++i)
+        v |= uint64_t(p[Bits == 12 ? i : kGroupBytes<Bits> - 1 - i]) << 8 * i;
+    for (int i = 0; i <= kLast; ++i) to[i] = T(v >> (Bits == 12 ? i : kLast - i) * Bits & Pixel<Bits>::kMax);
 }
-template <int Bits>
-void packGroup(const uint8_t* from, uint8_t* p) noexcept {
+template <int Bits, class T>
+void packGroup(const T* from, uint8_t* p) noexcept {
+    constexpr int kLast = int(kGroup<Bits>) - 1;
     uint64_t v = 0;
-    for (int i = 0; i < 8; ++i) v = v << Bits | from[i];
-    for (int i = 0; i < Bits; ++i) p[i] = uint8_t(v >> (Bits - 1 - i) * 8);
+    for (int i = 0; i <= kLast; ++i) v |= uint64_t(from[i]) << (Bits == 12 ? i : kLast - i) * Bits;
+    for (size_t i = 0; i < kGroupBytes<Bits>; ++i) p[Bits == 12 ? i : kGroupBytes<Bits> - 1 - i] = uint8_t(v >> 8 * i);
 }
 
 // A stretch of at most kBlock pixels from a column on, as samples of their own.
@@ -33,18 +41,14 @@ void gather(const uint8_t* row, uint64_t nCol, size_t n, T* to) noexcept {
     uint8_t packed[kBlock * Bits / 8 + 8];
     packed[(n * Bits - 1) / 8] = 0;  // its last bits, which no pixel may write
     copyPixels(Bits, packed, 0, row, nCol, n);
-    if constexpr (Bits < 8)
-        for (size_t i = 0; i < n; i += 8) unpackGroup<Bits>(packed + i / 8 * Bits, to + i);
-    else
-        for (size_t i = 0; i < n; ++i) to[i] = T(Pixel<Bits>::get(packed, i));
+    for (size_t i = 0, at = 0; i < n; i += kGroup<Bits>, at += kGroupBytes<Bits>)
+        unpackGroup<Bits>(packed + at, to + i);
 }
 template <int Bits, class T>
 void scatter(const T* from, uint8_t* row, uint64_t nCol, size_t n) noexcept {
     uint8_t packed[kBlock * Bits / 8 + 8];
-    if constexpr (Bits < 8)
-        for (size_t i = 0; i < n; i += 8) packGroup<Bits>(from + i, packed + i / 8 * Bits);
-    else
-        for (size_t i = 0; i < n; ++i) Pixel<Bits>::put(packed, i, from[i]);
+    for (size_t i = 0, at = 0; i < n; i += kGroup<Bits>, at += kGroupBytes<Bits>)
+        packGroup<Bits>(from + i, packed + at);
     copyPixels(Bits, row, nCol, packed, 0, n);
 }
 

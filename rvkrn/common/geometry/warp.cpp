@@ -8,6 +8,7 @@
 #include <cstring>
 #include <optional>
 
+#include "internal/opening.h"
 #include "internal/pixels.h"
 #include "internal/progress.h"
 #include "internal/rowaccess.h"
@@ -74,14 +75,6 @@ int turningSense(const POINT (&p)[4]) noexcept {
         nAll = n;
     }
     return nAll;
-}
-
-// A pixel of what is seen, which is a pixel of the store.
-int32_t toStored(const BITMAPRECORD& bm, POINT& p) noexcept {
-    RECT r{p.x, p.y, p.x + 1, p.y + 1};
-    const int32_t n = toStored(bm, r);
-    p = {r.left, r.top};
-    return n;
 }
 
 int64_t floorDiv(int64_t a, int64_t b) noexcept { return a / b - (a % b < 0); }  // b > 0
