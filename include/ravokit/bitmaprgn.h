@@ -39,8 +39,8 @@ enum {
 /// those of the steps of the mapping; -13 a mode above RGN_MODE_SET_NOT; -1.
 RV_API int32_t R_SetBitmapRgn(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, RavoRgn* pRgn,
                               uint32_t uMode) RV_NOEXCEPT;
-/// Sets the pixels of a rectangle. Returns 1, or: -2, -789 (not the R_Int form, which leaves that to the next), -13 a
-/// null rectangle, those of R_CreateRavoRgnRect and R_SetBitmapRgn.
+/// Sets the pixels of a rectangle. Returns 1, or: -2, -789, -13 a null rectangle, those of R_SetBitmapRgn; -1. The two
+/// names are one function.
 RV_API int32_t R_SetBitmapRgnRect(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, const RECT* pRect,
                                   uint32_t uMode) RV_NOEXCEPT;
 RV_API int32_t R_IntSetBitmapRgnRect(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, const RECT* pRect,
