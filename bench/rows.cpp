@@ -421,6 +421,12 @@ void colorAndGray(Bitmap& photo) {
 
 #include "bench/rows_contours.h"
 #include "bench/rows_region.h"
+#include "bench/rows_resize.h"
+#include "bench/rows_view.h"
+#include "bench/rows_turns.h"
+#include "bench/rows_rotate.h"
+#include "bench/rows_combine.h"
+#include "bench/rows_resample.h"
 
 }  // namespace
 
@@ -441,5 +447,11 @@ int main(int argc, char** argv) {
     colorModels(photo);
     regions();
     shapes();
+    resizes(photo);
+    flips(photo);
+    turns(photo);
+    rotations(photo);
+    combines(photo);
+    resamples(photo);
     return g_failures ? 1 : 0;
 }

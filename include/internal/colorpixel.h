@@ -15,4 +15,10 @@ struct BitRange {
 // full. 1, or the status of the converter.
 int32_t deepPixel(const BITMAPRECORD& bm, COLORREF cr, const BitRange& range, uint64_t& uPixel) noexcept;
 
+// The pixel, in its low-order bytes, with which a colour fills a bitmap of any depth; uAlpha, 0 to 255, goes to 32 and
+// 64 bits.
+uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept;
+// A whole row of it, BytesPerLine bytes.
+void fillRow(const BITMAPRECORD& bm, uint64_t uPixel, uint8_t* pRow) noexcept;
+
 }  // namespace rv

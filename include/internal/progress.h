@@ -8,20 +8,29 @@ namespace rv {
 // Which of the thread's two callbacks is told: that of operations, or that of copies.
 enum class Progress { operation, copy };
 
-// 0 at the start, then a step per row. Each call returns the callback's status: 1 goes on, all else ends the loop.
+// The first percent at the start, then a step per row. Each call returns the callback's status: 1 goes on, all else
+// ends the loop.
 class ProgressStepper {
     void* m_pUser = nullptr;  // before the call that sets it
     STATUSCALLBACK m_pfn;
-    int32_t m_nRows, m_nStep, m_nRest, m_nPercent = 0, m_nAcc = 0;
+    int64_t m_nPercent, m_nRows, m_nStep = 0, m_nRest = 0, m_nAcc = 0;
 
 public:
     explicit ProgressStepper(int32_t nRows, Progress which = Progress::operation) noexcept
-        : m_pfn(which == Progress::copy ? R_GetCopyStatusCallBack(&m_pUser) : R_GetStatusCallBack(&m_pUser)),
-          m_nRows(nRows),
-          m_nStep(nRows > 0 ? 100 / nRows : 0),
-          m_nRest(nRows > 0 ? 100 % nRows : 0) {}
+        : ProgressStepper(nRows, 0, 100, which) {}
 
-    int32_t start() noexcept { return m_pfn ? m_pfn(0, m_pUser) : 1; }
+    // A part of an operation, from nFirst to nLast percent.
+    ProgressStepper(int32_t nRows, int32_t nFirst, int32_t nLast, Progress which = Progress::operation) noexcept
+        : m_pfn(which == Progress::copy ? R_GetCopyStatusCallBack(&m_pUser) : R_GetStatusCallBack(&m_pUser)),
+          m_nPercent(nFirst),
+          m_nRows(nRows) {
+        if (nRows <= 0) return;
+        const int64_t nTotal = int64_t(nLast) - nFirst;
+        m_nRest = (nTotal % nRows + nRows) % nRows;  // not negative where the percentage falls
+        m_nStep = (nTotal - m_nRest) / nRows;
+    }
+
+    int32_t start() noexcept { return m_pfn ? m_pfn(int32_t(m_nPercent), m_pUser) : 1; }
 
     int32_t step() noexcept {
         if (!m_pfn) return 1;
@@ -33,8 +42,42 @@ public:
         } else if (m_nStep == 0) {
             return 1;
         }
-        return m_pfn(m_nPercent, m_pUser);
+        return m_pfn(int32_t(m_nPercent), m_pUser);
     }
+};
+
+// Rows of a loop that works on all of them at the same time: as many are told as are its share of the work that is
+// done.
+class ProgressShare {
+    ProgressStepper m_stepper;
+    int32_t m_nRows, m_nTold = 0;
+    double m_dAll;
+
+public:
+    // dAll: the work, in any unit. start() is to be called first.
+    ProgressShare(int32_t nRows, double dAll, int32_t nFirst, int32_t nLast) noexcept
+        : m_stepper(nRows, nFirst, nLast), m_nRows(nRows), m_dAll(dAll) {}
+
+    int32_t start() noexcept { return m_stepper.start(); }
+
+    int32_t done(double dDone) noexcept {
+        const int32_t nRows = dDone >= m_dAll ? m_nRows : int32_t(m_nRows * (dDone / m_dAll));
+        for (; m_nTold < nRows; ++m_nTold)
+            if (const int32_t n = m_stepper.step(); n != 1) return n;
+        return 1;
+    }
+};
+
+// The thread's callback of operations is out of force for a scope.
+class StatusSetAside {
+    STATUSCALLBACK m_pfn = nullptr;
+    void* m_pUser = nullptr;
+
+public:
+    StatusSetAside() noexcept { R_SetStatusCallBack(nullptr, nullptr, &m_pfn, &m_pUser); }
+    StatusSetAside(const StatusSetAside&) = delete;
+    StatusSetAside& operator=(const StatusSetAside&) = delete;
+    ~StatusSetAside() { R_SetStatusCallBack(m_pfn, m_pUser, nullptr, nullptr); }
 };
 
 // What an operation that finds nothing to do tells the thread's callback: 0 and 100. Its status, which is 1 without

@@ -3,6 +3,7 @@
 
 #include "internal/bitmap_.h"
 #include "internal/heap_.h"
+#include "internal/progress.h"
 #include "internal/runs.h"
 #include "internal/segments.h"
 
@@ -47,6 +48,15 @@ void updateRunListSize(BITMAPRECORD& bm) noexcept;
 
 // Writes segments of a row. 1, or: -2 no storage, -1 no memory.
 int32_t putRunListSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, const Segments& segments) noexcept;
+
+// Fills dst, which is compressed and clear, with the columns of src as rows. Rows of src are taken from the last one up
+// where bUp, else columns become rows from the last one up. 1, or: -1 no memory, the status of dst's rows, of progress.
+int32_t turnRunLists(BITMAPRECORD& dst, const BITMAPRECORD& src, bool bUp, ProgressShare& progress) noexcept;
+
+// Exchanges the lists of two rows of one block; false where they lie in different ones.
+bool swapRunLists(const BITMAPRECORD& bm, int32_t nRow, int32_t nOther) noexcept;
+// Reverses the pixels of a row. 1, or -1 when memory is short, and the row is as it was.
+int32_t mirrorRunList(BITMAPRECORD& bm, int32_t nRow) noexcept;
 
 // Whether heaps, lists and size agree.
 bool isWellFormedRunLists(const BITMAPRECORD& bm) noexcept;

@@ -3,10 +3,12 @@
 
 #include "alpha.h"
 #include "bitmap.h"
+#include "bitmaprgn.h"
 #include "codec.h"
 #include "colorrgn.h"
 #include "colorres.h"
 #include "colorspace.h"
+#include "combine.h"
 #include "compressed.h"
 #include "contours.h"
 #include "convert.h"

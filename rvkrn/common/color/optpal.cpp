@@ -6,6 +6,7 @@
 #include "internal/bgrrows.h"
 #include "internal/list_.h"
 #include "internal/optpal_.h"
+#include "internal/progress.h"
 #include "ravokit/frame.h"
 #include "ravokit/optpal.h"
 
@@ -41,19 +42,7 @@ struct Result {
     }
 };
 
-// The progress callback of the thread is out of force for a scope.
-class StatusSetAside {
-    STATUSCALLBACK m_pfn = nullptr;
-    void* m_pUser = nullptr;
-
-public:
-    StatusSetAside() noexcept { R_SetStatusCallBack(nullptr, nullptr, &m_pfn, &m_pUser); }
-    StatusSetAside(const StatusSetAside&) = delete;
-    StatusSetAside& operator=(const StatusSetAside&) = delete;
-    ~StatusSetAside() { R_SetStatusCallBack(m_pfn, m_pUser, nullptr, nullptr); }
-};
-
-// The region too, which is put back where it was.
+// The region is put back where it was.
 class RegionSetAside {
     BITMAPRECORD& m_bm;
     decltype(BITMAPRECORD::pRgnInfo) m_pRegion;

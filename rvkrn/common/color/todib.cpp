@@ -8,86 +8,17 @@
 #include "internal/bitmap_.h"
 #include "internal/dib_.h"
 #include "ravokit/colorres.h"
+#include "ravokit/copy.h"
 #include "ravokit/dib.h"
+#include "ravokit/view.h"
 
 namespace rv {
 namespace {
 
-// ---- the view ----------------------------------------------------------------------------------------------------
-
-// Where a stored row lies in the picture: its first pixel, and the step from one pixel to the next.
-struct Track {
-    int64_t x, y;
-    int32_t dx, dy;
-};
-
-Track trackOf(const BITMAPRECORD& bm, int32_t nRow) noexcept {
-    const int32_t nRight = bm.Width - 1, nMirrored = bm.Height - 1 - nRow;
-    switch (bm.ViewPerspective) {
-        case TOP_RIGHT:
-            return {nRight, nRow, -1, 0};
-        case BOTTOM_RIGHT:
-            return {nRight, nMirrored, -1, 0};
-        case BOTTOM_LEFT:
-            return {0, nMirrored, 1, 0};
-        case LEFT_TOP:
-            return {nRow, 0, 0, 1};
-        case RIGHT_TOP:
-            return {nMirrored, 0, 0, 1};
-        case RIGHT_BOTTOM:
-            return {nMirrored, nRight, 0, -1};
-        case LEFT_BOTTOM:
-            return {nRow, nRight, 0, -1};
-        default:
-            return {0, nRow, 1, 0};
-    }
-}
-
+// A DIB can tell of these.
 bool hasPlainView(const BITMAPRECORD& bm) noexcept {
     return bm.ViewPerspective < TOP_RIGHT || bm.ViewPerspective > LEFT_BOTTOM || bm.ViewPerspective == BOTTOM_LEFT;
 }
-
-// A bitmap as its picture is seen, in TOP_LEFT order. The tables are the source's.
-class TurnedBitmap {
-    Buffer<uint8_t> m_data;
-
-public:
-    BITMAPRECORD record;
-
-    int32_t turn(BITMAPRECORD& src) noexcept {
-        R_CopyBitmapHandle(&record, &src, src.uStructSize);
-        record.pCallbacks = nullptr;
-        record.hMemory = nullptr;
-        record.Flags = (src.Flags & ~kStorageFlags) | BMF_ALLOCATED | BMF_CONVENTIONAL | BMF_USER_DATA;
-        record.ViewPerspective = TOP_LEFT;
-        if (src.ViewPerspective >= LEFT_TOP) {
-            std::swap(record.Width, record.Height);
-            std::swap(record.XResolution, record.YResolution);
-        }
-        const uint64_t nLine = rowBytes(uint32_t(record.Width), uint32_t(record.BitsPerPixel));
-        const uint64_t nBytes = nLine * uint32_t(record.Height);
-        if (nLine > INT32_MAX || !m_data.allocateCleared(nBytes)) return -1;
-        record.BytesPerLine = uint32_t(nLine);
-        record.pData = m_data.get();
-        if (!storeDataSize(record, nBytes)) return -1;
-
-        BitmapLock lock(src);
-        if (lock.status() != 1) return lock.status();
-        RowReader rows(src, src.BytesPerLine);
-        if (rows.status() != 1) return rows.status();
-        for (int32_t y = 0; y < src.Height; ++y) {
-            const uint8_t* pRow = rows.read(y);
-            if (!pRow) return rows.status();
-            visitDepth(src.BitsPerPixel, [&](auto bits) {
-                Track at = trackOf(src, y);
-                for (int32_t x = 0; x < src.Width; ++x, at.x += at.dx, at.y += at.dy)
-                    Pixel<bits>::put(record.pData + size_t(at.y) * record.BytesPerLine, size_t(at.x),
-                                     Pixel<bits>::get(pRow, size_t(x)));
-            });
-        }
-        return lock.release(1);
-    }
-};
 
 // ---- the block ---------------------------------------------------------------------------------------------------
 
@@ -230,8 +161,10 @@ bool toDib(DibWriter& writer, const BITMAPRECORD* pBitmap) noexcept {
     BITMAPRECORD copy;
     R_CopyBitmapHandle(&copy, pBitmap, pBitmap->uStructSize);
     if (hasPlainView(copy)) return write(writer, copy) == 1;
-    TurnedBitmap turned;
-    return turned.turn(copy) == 1 && write(writer, turned.record) == 1;
+    BitmapOwner turned;
+    constexpr uint32_t kOwnTables = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS;
+    return R_IntChangeBitmapViewPerspective(&turned.record, &copy, copy.uStructSize, TOP_LEFT, kOwnTables) == 1 &&
+           write(writer, turned.record) == 1;
 }
 
 }  // namespace

@@ -11,9 +11,9 @@ int32_t copyRegion(BITMAPRECORD& dst, const BITMAPRECORD&) noexcept {
     dst.pRgnInfo = nullptr;
     return 1;
 }
-void offsetRegion(BITMAPRECORD&, int32_t, int32_t) noexcept {}
 int32_t mirrorNothing(BITMAPRECORD&) noexcept { return 1; }
 int32_t sizeNothing(BITMAPRECORD&, int32_t, int32_t) noexcept { return 1; }
+int32_t shearNothing(BITMAPRECORD&, int32_t) noexcept { return 1; }
 int32_t rotateNothing(BITMAPRECORD&, int32_t, int32_t, int32_t) noexcept { return 1; }
 
 RECT wholeBitmap(const BITMAPRECORD& bm) noexcept { return {0, 0, bm.Width, bm.Height}; }
@@ -41,10 +41,10 @@ std::atomic<const Attachments*> g_bodies{&kNoAttachments};
 
 }  // namespace
 
-constexpr Attachments kNoAttachments{deleteRegion,  copyRegion,        offsetRegion, mirrorNothing, mirrorNothing,
-                                     sizeNothing,   rotateNothing,     wholeBitmap,  wholeRowMax,   wholeRow,
-                                     isInBitmap,    closeRegionHandle, freeOverlays, copyOverlays,  offsetOverlays,
-                                     mirrorNothing, mirrorNothing,     sizeNothing,  rotateNothing};
+constexpr Attachments kNoAttachments{deleteRegion,   copyRegion,    sizeNothing,      mirrorNothing, mirrorNothing,
+                                     sizeNothing,    rotateNothing, shearNothing,      wholeBitmap,   wholeRowMax,
+                                     wholeRow,       isInBitmap,    closeRegionHandle, freeOverlays,  copyOverlays,
+                                     offsetOverlays, mirrorNothing, mirrorNothing,     sizeNothing,   rotateNothing};
 
 const Attachments& attachments() noexcept { return *g_bodies.load(std::memory_order_acquire); }
 void registerAttachments(const Attachments& bodies) noexcept { g_bodies.store(&bodies, std::memory_order_release); }

@@ -34,7 +34,8 @@ void setAlpha(const BITMAPRECORD& bm, uint8_t* pPixel, uint32_t uAlpha) noexcept
         storeLittle(pPixel + 6, uint16_t((uAlpha & 0xFF) * 257));
 }
 
-// One pixel of the fill in the bitmap's format, in its low-order bytes.
+}  // namespace
+
 uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept {
     if (bm.BitsPerPixel <= 8) return paletteIndex(bm, cr);
     uint64_t uPixel = 0;
@@ -45,7 +46,7 @@ uint64_t fillPixel(BITMAPRECORD& bm, COLORREF cr, uint32_t uAlpha) noexcept {
     return loadLittle<uint64_t>(pixel);
 }
 
-// Repeats the pixel over a whole row. Eight pixels of any depth end on a byte: they are set one by one, then doubled.
+// Eight pixels of any depth end on a byte: they are set one by one, then doubled.
 void fillRow(const BITMAPRECORD& bm, uint64_t uPixel, uint8_t* pRow) noexcept {
     const size_t nBytes = bm.BytesPerLine;
     uint8_t group[64] = {};
@@ -57,6 +58,8 @@ void fillRow(const BITMAPRECORD& bm, uint64_t uPixel, uint8_t* pRow) noexcept {
     for (; nDone < nBytes; nDone += std::min(nDone, nBytes - nDone))
         std::memcpy(pRow + nDone, pRow, std::min(nDone, nBytes - nDone));
 }
+
+namespace {
 
 // Areas of more bytes than the caches hold are stored past them.
 constexpr uint64_t kStreamedArea = 24u << 20;

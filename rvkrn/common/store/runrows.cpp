@@ -261,6 +261,29 @@ int32_t putRunListSegments(BITMAPRECORD& bm, const uint8_t* pRow, int32_t nRow, 
     });
 }
 
+bool swapRunLists(const BITMAPRECORD& bm, int32_t nRow, int32_t nOther) noexcept {
+    if (nRow / kBlockRows != nOther / kBlockRows) return false;
+    std::swap(rowPlace(bm, nRow).entry, rowPlace(bm, nOther).entry);
+    return true;
+}
+
+int32_t mirrorRunList(BITMAPRECORD& bm, int32_t nRow) noexcept {
+    return changeRow(bm, nRow, [&](const RowPlace& row) {
+        if (!row.entry.nOffset) return true;
+        uint32_t nWords = row.entry.nWords;
+        // The last run of an even list is of 1-bits; in front of it goes one of 0-bits without pixels.
+        const bool bEven = nWords % 2 == 0;
+        if (bEven && !growNode(row, nWords + 1)) return false;
+        uint16_t* const pList = heapRuns(row.block.pHeap, row.entry.nOffset);
+        if (bEven) pList[nWords++] = 0;
+        std::reverse(pList, pList + nWords);
+        if (nWords > 1 && pList[nWords - 1] == 0) --nWords;  // the first run had no pixels
+        row.entry.nWords = nWords;
+        if (nWords > mostRuns(uint32_t(bm.Width))) compactRuns(row, uint32_t(bm.Width));
+        return true;
+    });
+}
+
 }  // namespace rv
 
 using namespace rv;

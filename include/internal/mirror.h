@@ -1,0 +1,23 @@
+// Rows in reverse, and views that turn them.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "ravokit/bitmap.h"
+
+namespace rv {
+
+// Writes n packed pixels of src to dst in reverse order. The rows start at the same byte, or are apart. No byte that
+// holds none of the pixels is read or written; what the last byte has left behind the last pixel becomes 0.
+using MirrorKernel = void (*)(const uint8_t* src, uint8_t* dst, size_t n) noexcept;
+
+// The kernel of a depth, to be chosen once per picture; null for an unknown one.
+MirrorKernel mirrorKernel(int32_t nBits) noexcept;
+// The plain form, which is the reference of the tests.
+MirrorKernel plainMirrorKernel(int32_t nBits) noexcept;
+
+// Whether a view sees stored rows as columns.
+constexpr bool seesColumns(int32_t nView) noexcept { return nView >= LEFT_TOP && nView <= LEFT_BOTTOM; }
+
+}  // namespace rv
