@@ -30,9 +30,8 @@ Test randomShape(const BITMAPRECORD& bm, uint32_t seed, int beyond = 0) {
     }
     return [=](int x, int y) {
         if (density) return int((uint32_t(x + 99) * 2654435761u ^ uint32_t(y + 99) * 40503u ^ seed) >> 7) % 7 < density;
-        return std::any_of(rects.begin(), rects.end(), [=](const RECT& r) {
-            return x >= r.left && x < r.right && y >= r.top && y < r.bottom;
-        });
+        return std::any_of(rects.begin(), rects.end(),
+                           [=](const RECT& r) { return x >= r.left && x < r.right && y >= r.top && y < r.bottom; });
     };
 }
 
@@ -88,13 +87,11 @@ std::vector<std::pair<std::string, Operation>> operations() {
     };
     for (const uint32_t uFlags : {0u, uint32_t(ROT_RESIZE)})
         for (const int32_t nAngle : {9000, 18000, -9000, 1234, 30000})
-            out.emplace_back("turn by " + std::to_string(nAngle) + (uFlags ? " whole" : ""), [=](BITMAPRECORD& bm) {
-                return R_RotateBitmap(&bm, nAngle, uFlags, kBlack);
-            });
+            out.emplace_back("turn by " + std::to_string(nAngle) + (uFlags ? " whole" : ""),
+                             [=](BITMAPRECORD& bm) { return R_RotateBitmap(&bm, nAngle, uFlags, kBlack); });
     for (int32_t nView = 1; nView <= 8; ++nView)
-        out.emplace_back("view " + std::to_string(nView), [=](BITMAPRECORD& bm) {
-            return R_ChangeBitmapViewPerspective(nullptr, &bm, 0, nView);
-        });
+        out.emplace_back("view " + std::to_string(nView),
+                         [=](BITMAPRECORD& bm) { return R_ChangeBitmapViewPerspective(nullptr, &bm, 0, nView); });
     for (const int32_t nAngle : {0, 2500, -6100})
         for (const int32_t bHorizontal : {0, 1})
             out.emplace_back("shear by " + std::to_string(nAngle) + (bHorizontal ? " of rows" : " of columns"),

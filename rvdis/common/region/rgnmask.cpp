@@ -24,9 +24,7 @@ constexpr uint32_t kInMemory = BMMEM_CONVENTIONAL | BMMEM_NO_TILED | BMMEM_NO_DI
 
 // ---- bits to spans -----------------------------------------------------------------------------------------------
 
-uint64_t swapped(uint64_t v) noexcept {
-    return std::endian::native == std::endian::little ? __builtin_bswap64(v) : v;
-}
+uint64_t swapped(uint64_t v) noexcept { return std::endian::native == std::endian::little ? __builtin_bswap64(v) : v; }
 
 // The words of a row for the bits that differ from those of uOthers, all 0 or all 1; their end.
 int32_t* writeRow(int32_t* pOut, const uint8_t* pRow, uint32_t nWidth, uint64_t uOthers) noexcept {
@@ -176,8 +174,7 @@ int32_t R_IntRotateBitmapRgn(BITMAPRECORD* pBitmap, int32_t nSrcWidth, int32_t n
     if (!bm.pRgnInfo || !bm.pRgnInfo->RowTableSize || !nAngle) return 1;
     const SIZE src{nSrcWidth, nSrcHeight};
     if (!isExact(bm, src, nAngle)) return turnMask(bm, src, nAngle);
-    return R_RotateRavoRgn(bm.pRgnInfo, src.width, src.height, bm.Width, bm.Height,
-                           isMirrored(bm) ? -nAngle : nAngle);
+    return R_RotateRavoRgn(bm.pRgnInfo, src.width, src.height, bm.Width, bm.Height, isMirrored(bm) ? -nAngle : nAngle);
 }
 
 }  // extern "C"
