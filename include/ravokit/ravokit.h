@@ -5,6 +5,7 @@
 #include "bitmap.h"
 #include "bitmaprgn.h"
 #include "codec.h"
+#include "colorrgn.h"
 #include "colorres.h"
 #include "colorspace.h"
 #include "combine.h"
