@@ -421,6 +421,7 @@ void colorAndGray(Bitmap& photo) {
 
 #include "bench/rows_contours.h"
 #include "bench/rows_region.h"
+#include "bench/rows_bitmaprgn.h"
 #include "bench/rows_resize.h"
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
@@ -446,6 +447,7 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     regions();
+    bitmapRegions();
     shapes();
     resizes(photo);
     flips(photo);
