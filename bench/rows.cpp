@@ -422,6 +422,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_contours.h"
 #include "bench/rows_region.h"
 #include "bench/rows_colorrgn.h"
+#include "bench/rows_bitmaprgn.h"
 #include "bench/rows_resize.h"
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
@@ -448,6 +449,7 @@ int main(int argc, char** argv) {
     colorModels(photo);
     regions();
     colorRegions();
+    bitmapRegions();
     shapes();
     resizes(photo);
     flips(photo);

@@ -164,8 +164,8 @@ RV_API int32_t R_CopyBitmapRgn(BITMAPRECORD* pDest, const BITMAPRECORD* pSource,
 RV_API int32_t R_IntRotateBitmapRgn(BITMAPRECORD* pBitmap, int32_t nSrcWidth, int32_t nSrcHeight,
                                     int32_t nAngle) RV_NOEXCEPT;
 /// Moves each row of the region to the right as R_ShearBitmap moves rows for this angle, whose sign is dropped: k rows
-/// from where the picture stands still by k x sine / cosine, rounded down; it stands still at row 0 in the views 2, 4, 5
-/// and 7, else at the last row. The bitmap has the new width already. Returns 1, or: -2, -789, -13 an angle beyond
+/// from where the picture stands still by k x sine / cosine, rounded down; it stands still at row 0 in the views 2, 4,
+/// 5 and 7, else at the last row. The bitmap has the new width already. Returns 1, or: -2, -789, -13 an angle beyond
 /// 8999, -13 a place that 32 bits don't hold, -1.
 RV_API int32_t R_IntShearBitmapRgn(BITMAPRECORD* pBitmap, int32_t nAngle) RV_NOEXCEPT;
 

@@ -127,8 +127,7 @@ int32_t R_SetBitmapRgnPolygon(BITMAPRECORD* pBitmap, const RgnMapping* pMapping,
 
 int32_t R_SetBitmapRgnHandle(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, RVHANDLE h, uint32_t uMode) noexcept {
     if (!pBitmap) return -13;
-    return setMade(pBitmap, pMapping, uMode,
-                   [=](RavoRgn** ppRgn) { return h ? R_ConvertHandleToRgn(h, ppRgn) : 1; });
+    return setMade(pBitmap, pMapping, uMode, [=](RavoRgn** ppRgn) { return h ? R_ConvertHandleToRgn(h, ppRgn) : 1; });
 }
 
 int32_t R_SetBitmapRgnData(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, int32_t nSize, const RGNDATA* pData,

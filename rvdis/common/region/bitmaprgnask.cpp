@@ -55,8 +55,8 @@ int32_t R_GetBitmapRgnArea(const BITMAPRECORD* pBitmap, uint32_t* puPixels) noex
     if (!pBitmap) return -2;
     if (!puPixels) return -13;  // Invalid parameter passed
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;
-    *puPixels = pBitmap->pRgnInfo ? uint32_t(areaOf(*pBitmap->pRgnInfo))
-                                  : uint32_t(pBitmap->Width) * uint32_t(pBitmap->Height);
+    *puPixels =
+        pBitmap->pRgnInfo ? uint32_t(areaOf(*pBitmap->pRgnInfo)) : uint32_t(pBitmap->Width) * uint32_t(pBitmap->Height);
     return 1;
 }
 

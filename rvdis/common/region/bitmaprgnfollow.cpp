@@ -41,10 +41,7 @@ class Slope {
 
 public:
     Slope(const BITMAPRECORD& bm, int32_t nAngle) noexcept
-        : m_nSin(R_SinValue(nAngle)),
-          m_nCos(R_CosValue(nAngle)),
-          m_nLast(bm.Height - 1),
-          m_bFromTop(isMirrored(bm)) {}
+        : m_nSin(R_SinValue(nAngle)), m_nCos(R_CosValue(nAngle)), m_nLast(bm.Height - 1), m_bFromTop(isMirrored(bm)) {}
     int64_t operator()(int32_t y) const noexcept {
         const int64_t n = m_nSin * (m_bFromTop ? y : int64_t(m_nLast) - y);
         return n / m_nCos - (n % m_nCos < 0);
@@ -110,8 +107,7 @@ int32_t R_ReverseBitmapRgn(BITMAPRECORD* pBitmap) noexcept {
 }
 
 int32_t R_FlipBitmapRgn(BITMAPRECORD* pBitmap) noexcept {
-    return changeRegion(pBitmap,
-                        [](const BITMAPRECORD& bm, RavoRgn& rgn) { return R_FlipRavoRgn(&rgn, bm.Height); });
+    return changeRegion(pBitmap, [](const BITMAPRECORD& bm, RavoRgn& rgn) { return R_FlipRavoRgn(&rgn, bm.Height); });
 }
 
 int32_t R_CopyBitmapRgn(BITMAPRECORD* pDest, const BITMAPRECORD* pSource, int32_t dx, int32_t dy) noexcept {

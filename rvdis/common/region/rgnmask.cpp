@@ -1,14 +1,8 @@
 // Regions and masks, 1-bit bitmaps with a 1 for each pixel of the region: made of each other, and turned by angles that
 // only pixels can be turned by.
-//
-// A row of bits becomes spans through its changes, the pixels that differ from the one before. They alternate between
-// starts and ends, so that their places, in order, are the words of the row.
-#include <bit>
-
 #include "internal/bitmaprgn_.h"
-#include "internal/pixels.h"
 #include "internal/progress.h"
-#include "internal/rowaccess.h"
+#include "internal/rgncolor_.h"
 #include "ravokit/colorres.h"
 #include "ravokit/copy.h"
 #include "ravokit/grayscale.h"
@@ -20,73 +14,8 @@ namespace rv {
 namespace {
 
 constexpr COLORREF kFirstEntry = 0x01000000;  // palette references from here on
+constexpr COLORREF kWhite = 0xFFFFFF;
 constexpr uint32_t kInMemory = BMMEM_CONVENTIONAL | BMMEM_NO_TILED | BMMEM_NO_DISK;
-
-// ---- bits to spans -----------------------------------------------------------------------------------------------
-
-uint64_t swapped(uint64_t v) noexcept {
-    return std::endian::native == std::endian::little ? __builtin_bswap64(v) : v;
-}
-
-// The words of a row for the bits that differ from those of uOthers, all 0 or all 1; their end.
-int32_t* writeRow(int32_t* pOut, const uint8_t* pRow, uint32_t nWidth, uint64_t uOthers) noexcept {
-    uint64_t uBefore = 0;  // the last bit, for the one that comes
-    for (uint32_t x = 0; x < nWidth; x += 64, pRow += 8) {
-        const uint32_t nBits = std::min(nWidth - x, 64u);
-        uint64_t v = 0;
-        if (nBits == 64)
-            v = loadLittle<uint64_t>(pRow);
-        else
-            std::memcpy(&v, pRow, (nBits + 7) / 8);
-        v = swapped(v) ^ uOthers;
-        if (nBits < 64) v &= ~(UINT64_MAX >> nBits);
-        uint64_t uChanges = v ^ (v >> 1 | uBefore << 63);
-        uBefore = v & 1;
-        while (uChanges) {
-            const int nZeros = std::countl_zero(uChanges);
-            *pOut++ = int32_t(x + uint32_t(nZeros));
-            uChanges &= ~(uint64_t(1) << 63 >> nZeros);
-        }
-    }
-    if (uBefore) *pOut++ = int32_t(nWidth);
-    return pOut;
-}
-
-int32_t readSpans(RgnBuilder& builder, BITMAPRECORD& bm, uint64_t uOthers) noexcept {
-    RowReader rows(bm, bm.BytesPerLine);
-    if (rows.status() != 1) return rows.status();
-    for (int32_t y = 0; y < bm.Height; ++y) {
-        const uint8_t* pRow = rows.read(y);
-        if (!pRow) return rows.status();
-        int32_t* const pOut = builder.next();
-        builder.RowWords = uint32_t(writeRow(pOut, pRow, uint32_t(bm.Width), uOthers) - pOut);
-        if (const int32_t n = RgnBuilderEndRow(builder); n != 1) return n;
-    }
-    return 1;
-}
-
-// The index of white in a palette of two; -1 where there is none.
-int32_t whiteIndex(const BITMAPRECORD& bm) noexcept {
-    for (uint32_t i = 0; bm.pPalette && i < bm.nColors && i < 2; ++i) {
-        const RGBQUAD& c = bm.pPalette[i];
-        if ((c.rgbRed & c.rgbGreen & c.rgbBlue) == 255) return int32_t(i);
-    }
-    return -1;
-}
-
-// The white pixels of a 1-bit bitmap.
-int32_t regionOfWhite(BITMAPRECORD& bm, RavoRgn** ppRgn) noexcept {
-    const int32_t nWhite = whiteIndex(bm);
-    RgnBuilder builder;
-    if (const int32_t n = RgnBuilderBegin(builder, nWhite < 0 ? RECT{} : wholeOf(bm)); n != 1) return n;
-    if (nWhite >= 0) {
-        BitmapLock lock(bm);
-        if (lock.status() != 1) return lock.status();
-        if (const int32_t n = lock.release(readSpans(builder, bm, nWhite ? 0 : UINT64_MAX)); n != 1) return n;
-    }
-    *ppRgn = RgnBuilderFinish(builder);
-    return 1;
-}
 
 // ---- masks of regions --------------------------------------------------------------------------------------------
 
@@ -124,7 +53,7 @@ int32_t turnMask(BITMAPRECORD& bm, SIZE src, int32_t nAngle) noexcept {
         n != 1)
         return n;
     RegionOwner turned;
-    if (const int32_t n = regionOfWhite(record, turned.out()); n != 1) return n;
+    if (const int32_t n = regionOfColor(record, kWhite, turned.out()); n != 1) return n;
     const RECT box = wholeOf(bm);
     if (const int32_t n = R_ClipRavoRgnRect(turned.get(), &box); n != 1) return n;
     replaceContents(*bm.pRgnInfo, turned.take());
@@ -164,7 +93,7 @@ int32_t R_SetBitmapRgnFromMask(BITMAPRECORD* pBitmap, const RgnMapping* pMapping
             n != 1)
             return n;
     RegionOwner rgn;
-    if (const int32_t n = regionOfWhite(bAsIs ? mask : resolved.record, rgn.out()); n != 1) return n;
+    if (const int32_t n = regionOfColor(bAsIs ? mask : resolved.record, kWhite, rgn.out()); n != 1) return n;
     return R_SetBitmapRgn(pBitmap, pMapping, rgn.take(), uMode);
 }
 
@@ -176,8 +105,7 @@ int32_t R_IntRotateBitmapRgn(BITMAPRECORD* pBitmap, int32_t nSrcWidth, int32_t n
     if (!bm.pRgnInfo || !bm.pRgnInfo->RowTableSize || !nAngle) return 1;
     const SIZE src{nSrcWidth, nSrcHeight};
     if (!isExact(bm, src, nAngle)) return turnMask(bm, src, nAngle);
-    return R_RotateRavoRgn(bm.pRgnInfo, src.width, src.height, bm.Width, bm.Height,
-                           isMirrored(bm) ? -nAngle : nAngle);
+    return R_RotateRavoRgn(bm.pRgnInfo, src.width, src.height, bm.Width, bm.Height, isMirrored(bm) ? -nAngle : nAngle);
 }
 
 }  // extern "C"
