@@ -3,14 +3,14 @@
 
 // The part of rows.cpp that it is included in comes before it: run, mix, sampled, Bitmap and the headers.
 
-struct Octave {
+struct NoiseOctave {
     int32_t nCell, nAmplitude;
 };
 
 // Adds the sum of bilinear noises on lattices to a plane.
-inline std::vector<int32_t> smoothNoise(uint32_t uSeed, std::initializer_list<Octave> octaves) {
+inline std::vector<int32_t> smoothNoise(uint32_t uSeed, std::initializer_list<NoiseOctave> octaves) {
     std::vector<int32_t> plane(size_t(kWidth) * kHeight);
-    for (const Octave& o : octaves) {
+    for (const NoiseOctave& o : octaves) {
         ++uSeed;
         const auto lattice = [&](int32_t i, int32_t j) {
             const uint32_t n = mix(mix(uint32_t(i) * 0x9e3779b9u + uSeed) + uint32_t(j));
