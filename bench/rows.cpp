@@ -421,6 +421,7 @@ void colorAndGray(Bitmap& photo) {
 
 #include "bench/rows_contours.h"
 #include "bench/rows_region.h"
+#include "bench/rows_colorrgn.h"
 #include "bench/rows_bitmaprgn.h"
 #include "bench/rows_resize.h"
 #include "bench/rows_view.h"
@@ -447,6 +448,7 @@ int main(int argc, char** argv) {
     rectangles(photo);
     colorModels(photo);
     regions();
+    colorRegions();
     bitmapRegions();
     shapes();
     resizes(photo);

@@ -35,7 +35,7 @@ struct WordRange {
 class WandFill {
     MaskRows& m_rows;
     const int32_t m_nWidth, m_nHeight, m_nWords;
-    Buffer<uint64_t> m_masks;  // of each row: what is left, then what is filled
+    Buffer<uint64_t> m_masks;  // of each known row: what is left, then what is filled
     Buffer<uint64_t> m_clear;  // a row
     Buffer<uint64_t> m_fresh;  // of the row that is worked; one more word
     Buffer<WordRange> m_waiting;
@@ -48,7 +48,9 @@ class WandFill {
     const uint64_t* filledOrClear(int32_t y) const noexcept { return isKnown(y) ? filled(y) : m_clear.get(); }
 
     bool know(int32_t y) noexcept {
-        if (!m_known[size_t(y)]) m_known[size_t(y)] = m_rows.read(y, left(y));
+        if (m_known[size_t(y)]) return true;
+        std::memset(filled(y), 0, size_t(m_nWords) * sizeof *filled(y));
+        m_known[size_t(y)] = m_rows.read(y, left(y));
         return m_known[size_t(y)];
     }
 
@@ -67,7 +69,7 @@ public:
         : m_rows(rows), m_nWidth(nWidth), m_nHeight(nHeight), m_nWords(int32_t(maskWords(uint32_t(nWidth)))) {}
     bool allocate() noexcept {
         const uint64_t nHeight = uint64_t(m_nHeight), nWords = uint64_t(m_nWords);
-        if (!m_masks.allocateCleared(nHeight * 2 * nWords) || !m_clear.allocateCleared(nWords) ||
+        if (!m_masks.allocate(nHeight * 2 * nWords) || !m_clear.allocateCleared(nWords) ||
             !m_fresh.allocate(nWords + 1) || !m_waiting.allocate(nHeight) || !m_known.allocateCleared(nHeight))
             return false;
         std::fill_n(m_waiting.get(), nHeight, WordRange{});
