@@ -429,6 +429,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_rotate.h"
 #include "bench/rows_combine.h"
 #include "bench/rows_resample.h"
+#include "bench/rows_pull.h"
 
 }  // namespace
 
@@ -457,5 +458,6 @@ int main(int argc, char** argv) {
     rotations(photo);
     combines(photo);
     resamples(photo);
+    pulledRows(photo);
     return g_failures ? 1 : 0;
 }

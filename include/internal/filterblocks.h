@@ -23,6 +23,21 @@ RV_AVX2_INLINE void storeFourPixels(uint8_t* dst, __m256i a, __m256i b) noexcept
     storeFourPixels<Samples>(dst, _mm256_packus_epi32(a, b));
 }
 
+// The same for samples of 16 bits.
+template <int Samples>
+RV_AVX2_INLINE void storeFourPixels(uint16_t* dst, __m256i a, __m256i b) noexcept {
+    __m256i words = _mm256_permute4x64_epi64(_mm256_packus_epi32(a, b), 0xD8);
+    if constexpr (Samples == 3) {
+        static constexpr Bytes32 kPack = bytes32([](int i) {
+            return i % 16 < 6 ? i % 16 : i % 16 < 12 ? i % 16 + 2 : kNone;
+        });
+        words = _mm256_shuffle_epi8(words, kPack.vector());
+    }
+    auto* const p = reinterpret_cast<__m128i*>(dst);
+    _mm_storeu_si128(p, _mm256_castsi256_si128(words));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + 2 * Samples), _mm256_extracti128_si256(words, 1));
+}
+
 // Floats to the nearest integers as splineSample has them, for samples that are clamped to 0 at least: a fraction above
 // a half by less than 0.00001 falls. The fraction is exact, so that one float parts those that rise from those that
 // fall.

@@ -17,6 +17,10 @@ MirrorKernel mirrorKernel(int32_t nBits) noexcept;
 // The plain form, which is the reference of the tests.
 MirrorKernel plainMirrorKernel(int32_t nBits) noexcept;
 
+// Exchanges two rows that are apart, n pixels each, in reverse. Null where there is no such form of a depth.
+using MirrorExchange = void (*)(uint8_t* first, uint8_t* second, size_t n) noexcept;
+MirrorExchange mirrorExchange(int32_t nBits) noexcept;
+
 // Whether a view sees stored rows as columns.
 constexpr bool seesColumns(int32_t nView) noexcept { return nView >= LEFT_TOP && nView <= LEFT_BOTTOM; }
 

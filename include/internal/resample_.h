@@ -85,7 +85,8 @@ struct AreaBlocks {
     Stretch stretch;
     Buffer<int16_t> weights;     // eight for each load of each pixel
     size_t nLoads = 0;           // a pixel
-    uint32_t m = 0, nShift = 0;  // the division by the weight of all areas of the stretch
+    uint32_t nWeight = 0;        // of each area of the stretch
+    uint32_t m = 0, nShift = 0;  // the division by it
 };
 struct LinearBlocks {
     struct Block;

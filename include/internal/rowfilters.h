@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <bit>
 #include <limits>
 #include <type_traits>
@@ -44,6 +45,16 @@ constexpr Sum alphaWeight(Sum a, Sum w) noexcept {
     return sizeof(T) == 1 ? (a + 1) * w >> 8 : (a + 1) * w;
 }
 
+// The factors of a spline's sweep depend on nothing but how many samples ago the row was straight, and soon on nothing
+// at all.
+constexpr std::array<float, 8> sweepFactors() noexcept {
+    std::array<float, 8> f{};
+    for (size_t i = 1; i < f.size(); ++i) f[i] = -1 / (f[i - 1] + 4);
+    return f;
+}
+constexpr std::array<float, 8> kSweepFactors = sweepFactors();
+static_assert(-1 / (kSweepFactors[7] + 4) == kSweepFactors[7], "the last one repeats");
+
 // The nearest value of a sample, but for what lies just above a half.
 template <class T>
 inline T splineSample(float y) noexcept {
@@ -79,12 +90,15 @@ struct SmallDivision {
 };
 
 // A sum divided by its weights, truncated, within the range of the sample; 0 for weights of 0. A quotient of doubles
-// truncates to the right sample while the sum is exact: it is away from the next integer by 1 / nWeight at least.
+// truncates to the right sample while the sum is exact: it is away from the next integer by 1 / nWeight at least. Sums
+// of 32 bits are those of bytes, whose mean is one.
 template <class T, class Sum>
 inline T meanOf(Sum nSum, Sum nWeight) noexcept {
     using L = std::numeric_limits<T>;
     if (nWeight == 0) return 0;
-    if constexpr (sizeof(T) < 4) {
+    if constexpr (sizeof(Sum) == 4) {
+        return T(nSum / nWeight);
+    } else if constexpr (sizeof(T) < 4) {
         constexpr auto isShort = [](Sum n, Sum nMost) {
             return n <= nMost && (std::is_unsigned_v<Sum> || n >= -nMost);
         };
@@ -104,14 +118,14 @@ void linearRow(const WorkFormat& format, const LinearPoint* pPoints, size_t nCou
 void splineRow(const WorkFormat& format, const SplinePoint* pPoints, size_t nCount, int32_t nColumns, float* pCurves,
                const void* pSrc, void* pDst) noexcept;
 
-// ---- the vector loops, for samples of 8 bits ---------------------------------------------------------------------
+// ---- the vector loops, for some types of samples -----------------------------------------------------------------
 // Each prepares the stretch of a row that suits it, which may be empty, and makes that alone. Without memory for it
 // there is none.
 
-void prepareAreas8(AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, size_t nCount, uint32_t nWeights,
-                   int32_t nColumns) noexcept;
-void areaRow8(const AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, const uint8_t* pSrc,
-              uint8_t* pDst) noexcept;
+void prepareAreaBlocks(AreaBlocks& blocks, const WorkFormat& format, const AreaSpan* pSpans, size_t nCount,
+                       uint32_t nWeights, int32_t nColumns) noexcept;
+void areaVectors(const AreaBlocks& blocks, const WorkFormat& format, const AreaSpan* pSpans, const void* pSrc,
+                 void* pDst) noexcept;
 
 void prepareLinear8(LinearBlocks& blocks, int32_t nSamples, const LinearPoint* pPoints, size_t nCount,
                     int32_t nColumns) noexcept;
@@ -123,13 +137,17 @@ void boxMeans8(int32_t nSamples, int32_t nWide, const uint8_t* pSrc, size_t nStr
                size_t n) noexcept;
 
 // Room for the planes of the row's work, in floats; 0 where the plain loops are the best.
-uint64_t splinePlanes8(int32_t nSamples, int32_t nColumns, size_t nCount) noexcept;
-void splineRow8(int32_t nSamples, const SplinePoint* pPoints, size_t nCount, size_t nColumns, float* pPlanes,
-                const uint8_t* pSrc, uint8_t* pDst) noexcept;
+uint64_t splinePlanes(const WorkFormat& format, int32_t nColumns, size_t nCount) noexcept;
+void splineVectors(const WorkFormat& format, const SplinePoint* pPoints, size_t nCount, size_t nColumns, float* pPlanes,
+                   const void* pSrc, void* pDst) noexcept;
+
 // Between rows. They return how many of the n samples they made.
 size_t linearBetween8(const uint8_t* a, const uint8_t* b, uint8_t* pDst, size_t n, uint32_t nStep,
                       uint32_t nRun) noexcept;
-size_t splineBetween8(const uint8_t* p0, const uint8_t* p1, const uint8_t* p2, const uint8_t* p3, uint8_t* pDst,
-                      size_t n, float t) noexcept;
+struct SplineRows {
+    const void *p0, *p1, *p2, *p3;
+    float t, u, fCurve1, fCurve2;
+};
+size_t splineBetweenVectors(SampleType type, const SplineRows& rows, void* pDst, size_t n) noexcept;
 
 }  // namespace rv

@@ -29,6 +29,12 @@ struct AxisWalk {
     AxisWalk(int64_t at, int64_t step, int64_t acc, int64_t rem, int64_t denominator) noexcept
         : nStep(step), nRem(rem), nDenominator(denominator), nAt(at), nAcc(acc) {}
 
+    // From a place on the new axis on; old places count from nOldFirst.
+    AxisWalk(int32_t nOld, int32_t nNew, int64_t nFirst, int64_t nOldFirst) noexcept : AxisWalk(axisSteps(nOld, nNew)) {
+        nAt = nFirst * nOld / nNew - nOldFirst;
+        nAcc = nFirst * nOld % nNew;
+    }
+
     // The place, and a step from it.
     size_t next() noexcept {
         const int64_t nHere = nAt;
@@ -87,7 +93,13 @@ class NearestColumns {
 
 public:
     // 1, or -1 for no memory.
-    int32_t prepare(int32_t nBits, int32_t nOldWidth, int32_t nNewWidth) noexcept;
+    int32_t prepare(int32_t nBits, int32_t nOldWidth, int32_t nNewWidth) noexcept {
+        return prepare(nBits, nOldWidth, nNewWidth, 0, nNewWidth, 0, nOldWidth);
+    }
+    // The same of nCount new columns from nCol on, and of rows that hold the old ones from nOldCol to nOldEnd,
+    // exclusive.
+    int32_t prepare(int32_t nBits, int32_t nOldWidth, int32_t nNewWidth, int32_t nCol, int32_t nCount, int32_t nOldCol,
+                    int32_t nOldEnd) noexcept;
     // Makes a row of nDstBytes bytes; the rows don't overlap. Bits behind the last pixel become 0 where pixels aren't
     // whole bytes.
     void apply(const uint8_t* src, uint8_t* dst, size_t nDstBytes) const noexcept;

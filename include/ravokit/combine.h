@@ -85,10 +85,11 @@ RV_API int32_t R_CombineBitmapWarp2(BITMAPRECORD* pDest, const PointD* pPoints, 
 /// the higher they stand for a positive angle; else columns move, upwards the more the farther left. The canvas grows
 /// to hold the picture, and crFill colours what it leaves uncovered. The region follows.
 ///
-/// Row k from where the picture stands still moves by k x R_SinValue / R_CosValue pixels, truncated. Tells the thread's
-/// status callback rising percents: a turn, of which columns take one before and one after, is 20 of them, a reversal,
-/// of which a negative angle takes two, 5. Columns of the views 5 to 8 and rows of the others keep the view; else it
-/// becomes what R_RotateBitmap makes of it.
+/// Stored row k from where the picture stands still moves by k x R_SinValue / R_CosValue pixels, truncated; where
+/// stored rows run to the left or upwards, what truncation leaves free of the canvas is at its other end. Tells the
+/// thread's status callback rising percents: a turn, of which columns take one before and one after, is 20 of them, a
+/// reversal, of which a negative angle takes two, 5. Columns of the views 5 to 8 and rows of the others keep the view;
+/// else it becomes what R_RotateBitmap makes of it.
 ///
 /// Returns 1, or: -2 null or without storage, -789 unknown record size, -13 another angle, -1 no memory; those of
 /// R_DupBitmapNewDim, R_RotateBitmap90, R_RotateBitmap, of the lock and of row calls; the status callback's. On failure

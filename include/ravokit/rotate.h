@@ -15,8 +15,8 @@ enum {
     ROT_CENTER = 8     ///< about a given point; the canvas grows as with ROT_RESIZE
 };
 
-/// sin and cos of an angle in hundredths of a degree, times 16384, rounded to nearest. Made for 0 to 35999; other angles
-/// are taken modulo a whole turn.
+/// sin and cos of an angle in hundredths of a degree, times 16384, rounded to nearest. Made for 0 to 35999; other
+/// angles are taken modulo a whole turn.
 RV_API int32_t R_SinValue(int32_t nAngle) RV_NOEXCEPT;
 RV_API int32_t R_CosValue(int32_t nAngle) RV_NOEXCEPT;
 
@@ -25,10 +25,10 @@ RV_API int32_t R_CosValue(int32_t nAngle) RV_NOEXCEPT;
 ///
 /// The view becomes TOP_LEFT, or BOTTOM_LEFT where that is what the old one goes back to. Half turns, and quarter turns
 /// of square pictures or with ROT_RESIZE, move pixels without loss. Otherwise each pixel takes the nearest one of the
-/// source, or what a filter makes of those around it, sample by sample as they are stored: 16-bit pixels are one sample,
-/// 32-bit pixels are four. What a filter finds outside of the picture has the colour of the fill. The filters are left
-/// out below 8 bits, at 8 bits with a palette that is no grey ramp, and for grey with a lookup table. Resolutions turn
-/// along.
+/// source, or what a filter makes of those around it, sample by sample as they are stored: 16-bit pixels are one
+/// sample, 32-bit pixels are four. What a filter finds outside of the picture has the colour of the fill. The filters
+/// are left out below 8 bits, at 8 bits with a palette that is no grey ramp, and for grey with a lookup table.
+/// Resolutions turn along.
 ///
 /// Returns 1, or: -789 unknown record size (null passes on), and those of R_IntRotateBitmap.
 RV_API int32_t R_RotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags, COLORREF crFill) RV_NOEXCEPT;

@@ -38,49 +38,16 @@ public:
 
 uint64_t digit(uint32_t d, uint64_t v, uint64_t most) { return d == 0 ? v : d == 1 ? most - v : d == 2 ? 0 : most; }
 
+// The two columns of results by operation; samples have up to 32 bits.
 uint64_t onBits(uint32_t op, uint64_t s, uint64_t d) {
-    switch (op) {
-        case 0:
-        case 6:
-        case 10:
-            return s & d;
-        case 2:
-            return s ^ d;
-        case 4:
-            return d & ~s;
-        case 5:
-            return s & ~d;
-        case 7:
-            return d;
-        case 8:
-            return s;
-        default:
-            return s | d;
-    }
+    const uint64_t all[] = {s & d, s | d, s ^ d, s | d, d & ~s, s & ~d, s & d, d, s, s | d, s & d, s | d};
+    return all[op];
 }
-
-// Samples have up to 32 bits.
 uint64_t onSamples(uint32_t op, uint64_t s, uint64_t d, uint64_t most) {
-    switch (op) {
-        case 3:
-            return std::min(d + s, most);
-        case 4:
-            return d > s ? d - s : 0;
-        case 5:
-            return s > d ? s - d : 0;
-        case 6:
-            return d * s / most;
-        case 7:
-            return s ? std::min(d * most / s, most) : most;
-        case 8:
-            return d ? std::min(s * most / d, most) : most;
-        case 9:
-            return (d + s) / 2;
-        case 10:
-            return std::min(s, d);
-        default:
-            return std::max(s, d);
-    }
+    const auto quotient = [most](uint64_t a, uint64_t b) { return b ? std::min(a * most / b, most) : most; };
+    const uint64_t all[] = {std::min(d + s, most), d > s ? d - s : 0, s > d ? s - d : 0, d * s / most,  quotient(d, s),
+                            quotient(s, d),        (d + s) / 2,       std::min(s, d),    std::max(s, d)};
+    return all[op - 3];
 }
 
 // The pixel that a combine makes of two, in the format of bm.

@@ -354,10 +354,10 @@ TEST(Resample, PicturesAreTheModels) {
                               {48, ORDER_BGR, SampleType::u16, 3, RSZ_RESAMPLE_COARSE},
                               {64, ORDER_BGR, SampleType::u16, 4, RSZ_ALPHA_WEIGHTED}};
     for (const Format& f : formats)
-        for (Size from : {kSource, Size{72, 60}})
+        for (const int32_t nBox : {0, 2, 3, 4})
             for (const Size to : kSizes)
                 for (const bool bSpline : {false, true}) {
-                    if (from.nWidth == 72) from = {to.nWidth * 4, to.nHeight * 3};  // whole boxes
+                    const Size from = nBox ? Size{to.nWidth * nBox, to.nHeight * 3} : kSource;
                     Bitmap src(f.nBits, from.nWidth, from.nHeight, test::Holding::conventional, f.nOrder),
                         dst(f.nBits, to.nWidth, to.nHeight, test::Holding::conventional, f.nOrder);
                     if (f.type == SampleType::s16) src->Flags |= BMF_SIGNED;

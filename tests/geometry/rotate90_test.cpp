@@ -110,6 +110,10 @@ TEST(Rotate90, buffersOfAllDepthsAndSizesTurnLikeTheModel) {
                     });
                 turned(src.half(),
                        [&](uint8_t* p) { return R_RotateBuffer180(src.rows.data(), p, nWidth, nHeight, nBits); });
+                Bitmap bm(nBits, nWidth, nHeight);
+                setContents(bm.record, src.rows);
+                EXPECT_EQ(rv::rotate180(bm.record, 0, 100), 1);
+                EXPECT_EQ(Picture(bm.record), src.half());
                 // The form that processors without vectors have.
                 const auto nIn = ptrdiff_t(lineOf(nWidth, nBits)), nOut = ptrdiff_t(lineOf(nHeight, nBits));
                 turned(src.clockwise(), [&](uint8_t* p) {

@@ -203,7 +203,7 @@ TEST(Rotate, EqualsTheWalkInEveryStorage) {
     for (const int32_t bits : {1, 8, 12, 24})
         for (const Holding holding : holdingsOf(bits))
             for (const bool bLittleMemory : {false, true}) {
-                const uint32_t uFilter = bits < 8 || bLittleMemory ? 0 : ROT_BILINEAR;
+                const uint32_t uFilter = bits < 8 ? 0 : bLittleMemory ? ROT_BICUBIC : ROT_BILINEAR;
                 SCOPED_TRACE(name(bits, holding, 3700, uFilter | 1) + (bLittleMemory ? " in parts" : ""));
                 Bitmap bm(bits, 300, 290, holding);
                 ASSERT_EQ(bm.nStatus, 1);
@@ -284,6 +284,22 @@ TEST(Rotate, GivesSizeResolutionAndAngleZero) {
     ASSERT_EQ(R_IntRotateBitmap(&bm, 100, 0, 0, 20, 70, 0, 0), 1);
     EXPECT_EQ(std::pair(progress.heard.front(), progress.heard.back()), std::pair(20, 70));
     EXPECT_EQ(progress.heard.size(), 51u);
+}
+
+TEST(Rotate, QuarterAndHalfTurnsAreExact) {
+    for (const auto& [nAngle, uFlags, nWidth] :
+         {std::tuple(9000, 1, 50), {-9000, 3, 50}, {27000, 0, 30}, {18000, 4, 50}})
+        for (const int32_t nView : {TOP_LEFT, BOTTOM_LEFT}) {
+            Bitmap bm(24, nWidth, 30), other(24, nWidth, 30);
+            fillRandom(bm.record, 3);
+            fillRandom(other.record, 3);
+            bm->ViewPerspective = other->ViewPerspective = nView;
+            ASSERT_EQ(R_RotateBitmap(&bm, nAngle, uint32_t(uFlags), 0), 1);
+            for (int32_t n = nAngle == 18000 ? 2 : 1; n > 0; --n)
+                ASSERT_EQ(R_RotateBitmap90(&other, nAngle == 9000, 0, 100), 1);
+            EXPECT_EQ(std::pair(bm->Width, bm->Height), std::pair(other->Width, other->Height));
+            EXPECT_EQ(pictureOf(bm.record).pixels, pictureOf(other.record).pixels) << nAngle << " view " << nView;
+        }
 }
 
 TEST(Rotate, StatusesAndFailuresLeaveTheBitmap) {

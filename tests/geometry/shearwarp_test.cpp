@@ -5,6 +5,7 @@
 #include <cmath>
 
 #include "geometry/seen.h"
+#include "internal/attachments.h"
 #include "support/faults.h"
 
 using namespace test;
@@ -165,6 +166,37 @@ TEST(Shear, StatusesProgressAndFaults) {
     EXPECT_EQ(R_ShearBitmap(&bm, 100, 0, 0), 1);
     EXPECT_EQ(g_heard.front(), 0);
     EXPECT_EQ(g_heard.back(), 100);
+}
+
+// What is asked of the region, by letters; it is copied to the new bitmap, and the old one goes once all is done.
+TEST(Shear, CarriesTheRegion) {
+    static std::string heard;
+    static const auto old = reinterpret_cast<RavoRgn*>(8), fresh = reinterpret_cast<RavoRgn*>(16);
+    static rv::Attachments bodies = rv::attachments();
+    bodies.copyRegion = [](BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
+        dst.pRgnInfo = fresh;
+        return heard += src.pRgnInfo == old ? "c" : "?", 1;
+    };
+    bodies.deleteRegion = [](RavoRgn* p) noexcept { heard += p == old ? "d" : "D"; };
+    bodies.reverseRegion = [](BITMAPRECORD&) noexcept { return heard += "r", 1; };
+    bodies.offsetRegion = [](BITMAPRECORD& bm, int32_t x, int32_t) noexcept {
+        heard += x == 30 - bm.Width ? "o" : "?";
+    };
+    bodies.shearRegion = [](BITMAPRECORD& bm, int32_t angle) noexcept {
+        return heard += "s", bm.pRgnInfo == fresh && std::abs(angle) == 4500 ? 1 : -3;
+    };
+    const rv::Attachments& before = rv::attachments();
+    for (const int32_t angle : {4500, -4500, 4501}) {
+        Bitmap bm(8, 30, 10);
+        bm->pRgnInfo = old;
+        heard.clear();
+        rv::registerAttachments(bodies);
+        EXPECT_EQ(R_ShearBitmap(&bm, angle, 1, 0), angle == 4501 ? -3 : 1);
+        rv::registerAttachments(before);
+        EXPECT_EQ(heard, angle < 0 ? "crosrd" : angle == 4500 ? "csd" : "csD");
+        EXPECT_EQ(bm->pRgnInfo, angle == 4501 ? old : fresh);
+        bm->pRgnInfo = nullptr;
+    }
 }
 
 // ---- warp

@@ -304,6 +304,102 @@ TEST(RavoSteps, SamplesOfVideoAndColourModels) {
     EXPECT_THROW(spaceText(flat, "hsx"), Failure);
 }
 
+// Where each pixel of a step's result comes from, told in the picture as seen, whatever view it is stored for.
+TEST(RavoSteps, GeometryActsOnThePictureAsSeen) {
+    struct Case {
+        std::vector<std::pair<const char*, const char*>> steps;
+        SIZE (*size)(SIZE);
+        POINT (*from)(SIZE, int32_t x, int32_t y);
+    };
+    static constexpr auto kSame = [](SIZE s) { return s; };
+    static constexpr auto kSamePlace = [](SIZE, int32_t x, int32_t y) { return POINT{x, y}; };
+    const Case cases[] = {
+        {{{"--flip", ""}},
+         kSame,
+         [](SIZE s, int32_t x, int32_t y) {
+             return POINT{x, s.height - 1 - y};
+         }},
+        {{{"--mirror", ""}},
+         kSame,
+         [](SIZE s, int32_t x, int32_t y) {
+             return POINT{s.width - 1 - x, y};
+         }},
+        {{{"--rotate", "90"}, {"--resize-canvas", ""}},
+         [](SIZE s) {
+             return SIZE{s.height, s.width};
+         },
+         [](SIZE s, int32_t x, int32_t y) {
+             return POINT{y, s.height - 1 - x};
+         }},
+        {{{"--rotate", "180"}},
+         kSame,
+         [](SIZE s, int32_t x, int32_t y) {
+             return POINT{s.width - 1 - x, s.height - 1 - y};
+         }},
+        {{{"--resize", "200%"}},
+         [](SIZE s) {
+             return SIZE{s.width * 2, s.height * 2};
+         },
+         [](SIZE, int32_t x, int32_t y) {
+             return POINT{x / 2, y / 2};
+         }},
+        {{{"--view", "7"}}, kSame, kSamePlace},
+        {{{"--auto-orient", ""}}, kSame, kSamePlace},
+        {{{"--scramble", "4000000000"}, {"--unscramble", "4000000000"}}, kSame, kSamePlace},
+    };
+    for (const Case& c : cases) {
+        for (int32_t nView = TOP_LEFT; nView <= LEFT_BOTTOM; ++nView) {
+            for (const int32_t nBits : {1, 8, 12, 24}) {
+                Picture source = randomOf(nBits, nView);
+                Picture seen = upright(source);
+                Chain chain = chainOf(std::move(source));
+                for (const auto& [pName, pArgument] : c.steps) step(chain, pName, pArgument);
+                finishSteps(chain);
+                const std::string where = std::string(c.steps[0].first) + ", view " + std::to_string(nView) + ", " +
+                                          std::to_string(nBits) + " bits";
+                if (std::string(c.steps[0].first) == "--view") {
+                    ASSERT_EQ(chain.picture->ViewPerspective, 7);
+                }
+                Picture result = upright(chain.picture);
+                const SIZE size = viewedSize(*seen), wanted = c.size(size), got = viewedSize(*result);
+                ASSERT_EQ(got.width, wanted.width) << where;
+                ASSERT_EQ(got.height, wanted.height) << where;
+                for (int32_t y = 0; y < got.height; ++y) {
+                    for (int32_t x = 0; x < got.width; ++x) {
+                        const POINT from = c.from(size, x, y);
+                        ASSERT_EQ(pixelAt(result, x, y), pixelAt(seen, from.x, from.y))
+                            << where << " at " << x << "," << y;
+                    }
+                }
+            }
+        }
+    }
+    Chain chain = chainOf(randomOf(8, TOP_LEFT));
+    for (const auto& [pName, pArgument] : {std::pair{"--resize", "0%"},
+                                           {"--resize", "3"},
+                                           {"--rotate", "x"},
+                                           {"--filter", "sharp"},
+                                           {"--view", "9"},
+                                           {"--scramble", "-1"}})
+        EXPECT_THROW(step(chain, pName, pArgument), Failure) << pName;
+}
+
+// Settings hold for the step before them and for those to come; a scrambled picture can't be seen.
+TEST(RavoSteps, SettingsReachAStepFromBehind) {
+    const auto run = [](const std::vector<std::pair<const char*, const char*>>& steps) {
+        Chain chain = chainOf(randomOf(24, TOP_LEFT));
+        for (const auto& [pName, pArgument] : steps) step(chain, pName, pArgument);
+        finishSteps(chain);
+        return pixelsOf(chain.picture);
+    };
+    const auto nearest = run({{"--resize", "50%"}});
+    const auto before = run({{"--filter", "resample"}, {"--resize", "50%"}});
+    EXPECT_EQ(before, run({{"--resize", "50%"}, {"--filter", "resample"}}));
+    EXPECT_NE(before, nearest);
+    EXPECT_NE(run({{"--scramble", "7"}}), run({{"--copy", ""}}));
+    EXPECT_NE(run({{"--rotate", "20"}, {"--background", "red"}}), run({{"--rotate", "20"}}));
+}
+
 // A grey ramp keeps its brightness in every depth that grey has, up and down.
 TEST(RavoSteps, GrayKeepsItsBrightnessThroughAllDepths) {
     for (const int32_t nFrom : {8, 12, 16, 32}) {

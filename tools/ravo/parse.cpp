@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <cmath>
 #include <iterator>
 
 #include "failure.h"
@@ -28,9 +29,9 @@ constexpr NamedColor kColors[] = {
     {"magenta", 0xFF00FFFF}, {"brown", 0xA52A2AFF},  {"pink", 0xFFC0CBFF},   {"transparent", 0},
 };
 
-template <class T>
-bool parseWhole(const char* p, const char* pEnd, T& value, int nBase = 10) {
-    const auto result = std::from_chars(p, pEnd, value, nBase);
+template <class T, class... How>
+bool parseWhole(const char* p, const char* pEnd, T& value, How... how) {
+    const auto result = std::from_chars(p, pEnd, value, how...);
     return result.ec == std::errc() && result.ptr == pEnd;
 }
 
@@ -60,6 +61,33 @@ SIZE parseSize(const std::string& text) {
                           : SIZE{parseNumber(text.substr(0, nCross)), parseNumber(text.substr(nCross + 1))};
     if (size.width <= 0 || size.height <= 0) throw Failure("'" + text + "' is no size: WxH is expected");
     return size;
+}
+
+uint32_t parseKey(const std::string& text) {
+    uint32_t n = 0;
+    if (!parseWhole(text.data(), text.data() + text.size(), n))
+        throw Failure("'" + text + "' is no key: a number of 0 to 4294967295 is expected");
+    return n;
+}
+
+int32_t parseAngle(const std::string& text) {
+    double d = 0;
+    if (!parseWhole(text.data(), text.data() + text.size(), d) || !(std::abs(d) <= 36000))
+        throw Failure("'" + text + "' is no angle in degrees");
+    return int32_t(std::lround(d * 100));
+}
+
+SIZE parseScale(const std::string& text, SIZE of) {
+    if (!text.ends_with('%')) return parseSize(text);
+    double d = 0;
+    if (!parseWhole(text.data(), text.data() + text.size() - 1, d) || !(d > 0))
+        throw Failure("'" + text + "' is no percentage");
+    const auto scaled = [d](int32_t n) {
+        const double dScaled = std::max(1.0, std::round(n * d / 100));
+        if (dScaled > kMostCoordinate) throw Failure("the picture would be too large");
+        return int32_t(dScaled);
+    };
+    return {scaled(of.width), scaled(of.height)};
 }
 
 RECT parseRect(const std::string& text) {

@@ -15,6 +15,13 @@ SIZE parseSize(const std::string& text);
 /// X,Y,WxH as left, top and sizes; right and bottom are sums.
 RECT parseRect(const std::string& text);
 
+/// A whole number of 32 bits.
+uint32_t parseKey(const std::string& text);
+/// Degrees, to the hundredth, as hundredths.
+int32_t parseAngle(const std::string& text);
+/// WxH, or N% of a size; at least 1 x 1.
+SIZE parseScale(const std::string& text, SIZE of);
+
 struct Color {
     COLORREF cr;
     uint32_t nAlpha;

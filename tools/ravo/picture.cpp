@@ -64,39 +64,14 @@ SIZE viewedSize(const BITMAPRECORD& bm) noexcept {
     return bm.ViewPerspective >= LEFT_TOP ? SIZE{bm.Height, bm.Width} : SIZE{bm.Width, bm.Height};
 }
 
-POINT storedPoint(const BITMAPRECORD& bm, int32_t x, int32_t y) noexcept {
-    const int32_t nRight = bm.Width - 1, nBottom = bm.Height - 1;
-    switch (bm.ViewPerspective) {
-        case TOP_RIGHT:
-            return {nRight - x, y};
-        case BOTTOM_RIGHT:
-            return {nRight - x, nBottom - y};
-        case BOTTOM_LEFT:
-            return {x, nBottom - y};
-        case LEFT_TOP:
-            return {y, x};
-        case RIGHT_TOP:
-            return {y, nBottom - x};
-        case RIGHT_BOTTOM:
-            return {nRight - y, nBottom - x};
-        case LEFT_BOTTOM:
-            return {nRight - y, x};
-        default:
-            return {x, y};
-    }
+RECT storedRect(const BITMAPRECORD& bm, RECT viewed) noexcept {
+    R_RectToBitmap(&bm, TOP_LEFT, &viewed);
+    return viewed;
 }
 
-RECT storedRect(const BITMAPRECORD& bm, RECT viewed) noexcept {
-    const POINT a = storedPoint(bm, viewed.left, viewed.top);
-    const POINT b = storedPoint(bm, viewed.right - 1, viewed.bottom - 1);
-    // The two corners of an empty or turned-round rectangle stay that way: its size is judged by the call that gets it.
-    const bool bSwapX = bm.ViewPerspective == TOP_RIGHT || bm.ViewPerspective == BOTTOM_RIGHT ||
-                        bm.ViewPerspective == RIGHT_BOTTOM || bm.ViewPerspective == LEFT_BOTTOM;
-    const bool bSwapY = bm.ViewPerspective == BOTTOM_RIGHT || bm.ViewPerspective == BOTTOM_LEFT ||
-                        bm.ViewPerspective == RIGHT_TOP || bm.ViewPerspective == RIGHT_BOTTOM;
-    const auto [left, right] = bSwapX ? std::pair(b.x, a.x) : std::pair(a.x, b.x);
-    const auto [top, bottom] = bSwapY ? std::pair(b.y, a.y) : std::pair(a.y, b.y);
-    return {left, top, right + 1, bottom + 1};
+POINT storedPoint(const BITMAPRECORD& bm, int32_t x, int32_t y) noexcept {
+    const RECT pixel = storedRect(bm, {x, y, x + 1, y + 1});
+    return {pixel.left, pixel.top};
 }
 
 const char* viewName(int32_t nView) noexcept {
@@ -106,29 +81,9 @@ const char* viewName(int32_t nView) noexcept {
 }
 
 Picture upright(Picture& picture) {
-    const SIZE size = viewedSize(*picture);
-    Picture result(size.width, size.height, picture->BitsPerPixel, picture->Order, picture.palette());
-    result->Flags |= picture->Flags & (BMF_TRANSPARENCY | BMF_PREMULTIPLIED | BMF_SIGNED);
-    result->Transparency = picture->Transparency;
-    const bool bTurned = picture->ViewPerspective >= LEFT_TOP;
-    result->XResolution = bTurned ? picture->YResolution : picture->XResolution;
-    result->YResolution = bTurned ? picture->XResolution : picture->YResolution;
-    result->LowBit = picture->LowBit;
-    result->HighBit = picture->HighBit;
-
-    // A stored row may become a column, so the source is held as a whole.
-    const size_t nStride = picture->BytesPerLine;
-    Row stored(nStride * size_t(picture->Height)), row(result->BytesPerLine);
-    const Access lockFrom(picture), lockTo(result);
-    for (int32_t y = 0; y < picture->Height; ++y) getRow(picture, stored.data() + nStride * size_t(y), y);
-    for (int32_t y = 0; y < size.height; ++y) {
-        for (int32_t x = 0; x < size.width; ++x) {
-            const POINT p = storedPoint(*picture, x, y);
-            writePixel(row.data(), x, result->BitsPerPixel,
-                       readPixel(stored.data() + nStride * size_t(p.y), p.x, picture->BitsPerPixel));
-        }
-        putRow(result, row.data(), y);
-    }
+    Picture result;
+    check(R_ChangeBitmapViewPerspective(result.get(), picture.get(), sizeof(BITMAPRECORD), TOP_LEFT),
+          "R_ChangeBitmapViewPerspective");
     return result;
 }
 

@@ -191,20 +191,61 @@ void fill(Chain& chain, const std::string& argument) {
 
 // Stored rows turn round, and the view tells it, so that the picture stays as it is.
 void invertView(Chain& chain, const std::string&) {
-    static constexpr int32_t kInverted[] = {BOTTOM_LEFT, BOTTOM_RIGHT, TOP_RIGHT,   TOP_LEFT,
-                                            RIGHT_TOP,   LEFT_TOP,     LEFT_BOTTOM, RIGHT_BOTTOM};
-    Picture& picture = chain.picture;
-    Row upper(picture->BytesPerLine), lower(picture->BytesPerLine);
-    {
-        const Access lock(picture);
-        for (int32_t y = 0, z = picture->Height - 1; y < z; ++y, --z) {
-            getRow(picture, upper.data(), y);
-            getRow(picture, lower.data(), z);
-            putRow(picture, lower.data(), y);
-            putRow(picture, upper.data(), z);
-        }
+    check(R_IntFlipBitmap(chain.picture.get()), "R_IntFlipBitmap");
+    BITMAPRECORD& bm = *chain.picture;
+    check((bm.ViewPerspective >= LEFT_TOP ? R_ReverseBitmapViewPerspective : R_FlipBitmapViewPerspective)(&bm),
+          "R_FlipBitmapViewPerspective");
+}
+
+// ---- size and direction ------------------------------------------------------------------------------------------
+
+void resize(Chain& chain, const std::string& argument) {
+    const SIZE size = parseScale(argument, viewedSize(*chain.picture));
+    chain.waiting = [size](Chain& c) { resizePicture(c.picture, size, c.geometry); };
+}
+
+void setFilter(Chain& chain, const std::string& argument) {
+    static constexpr std::pair<const char*, uint32_t> kFilters[] = {{"nearest", 0},
+                                                                    {"resample", RSZ_RESAMPLE},
+                                                                    {"coarse", RSZ_RESAMPLE_COARSE},
+                                                                    {"bicubic", RSZ_BICUBIC},
+                                                                    {"favor-black", RSZ_FAVOUR_BLACK}};
+    for (const auto& [pName, uFilter] : kFilters) {
+        if (argument != pName) continue;
+        chain.geometry.uFilter = uFilter;
+        return;
     }
-    picture->ViewPerspective = kInverted[picture->ViewPerspective - 1];
+    throw Failure("the filters are nearest, resample, coarse, bicubic and favor-black");
+}
+
+void weighByAlpha(Chain& chain, const std::string&) { chain.geometry.bAlphaWeighted = true; }
+
+void rotate(Chain& chain, const std::string& argument) {
+    const int32_t nAngle = parseAngle(argument);
+    chain.waiting = [nAngle](Chain& c) { turnPicture(c.picture, nAngle, c.geometry); };
+}
+
+void turnBilinear(Chain& chain, const std::string&) { chain.geometry.uTurn |= ROT_BILINEAR; }
+void turnBicubic(Chain& chain, const std::string&) { chain.geometry.uTurn |= ROT_BICUBIC; }
+void resizeCanvas(Chain& chain, const std::string&) { chain.geometry.uTurn |= ROT_RESIZE; }
+void setBackground(Chain& chain, const std::string& argument) { chain.geometry.background = parseColor(argument); }
+
+void flip(Chain& chain, const std::string&) { flipPicture(chain.picture); }
+void mirror(Chain& chain, const std::string&) { mirrorPicture(chain.picture); }
+
+void view(Chain& chain, const std::string& argument) {
+    const int32_t nView = parseNumber(argument);
+    if (nView < TOP_LEFT || nView > LEFT_BOTTOM) throw Failure("the views are 1 to 8");
+    storeForView(chain.picture, nView);
+}
+
+void autoOrient(Chain& chain, const std::string&) { storeForView(chain.picture, TOP_LEFT); }
+
+void scramble(Chain& chain, const std::string& argument) {
+    scramblePicture(chain.picture, parseKey(argument), SCR_ENCRYPT);
+}
+void unscramble(Chain& chain, const std::string& argument) {
+    scramblePicture(chain.picture, parseKey(argument), SCR_DECRYPT);
 }
 
 void copy(Chain& chain, const std::string&) {
@@ -231,10 +272,10 @@ void write(Chain& chain, const std::string& argument) { savePicture(chain.pictur
 constexpr Step kSteps[] = {
     {"--crop", "X,Y,WxH", "keep this rectangle; what lies outside the picture is cleared", crop},
     {"--trim", nullptr, "cut away the border that has the colour of the top left pixel", trim},
-    {"--bits", "N", "bits per pixel: 1 to 8, 12, 16, 24, 32, 48 or 64", wantBits, true},
-    {"--order", "rgb|bgr|gray", "colour order; gray has 1 to 8, 12, 16 or 32 bits", wantOrder, true},
+    {"--bits", "N", "bits per pixel: 1 to 8, 12, 16, 24, 32, 48 or 64", wantBits, When::joined},
+    {"--order", "rgb|bgr|gray", "colour order; gray has 1 to 8, 12, 16 or 32 bits", wantOrder, When::joined},
     {"--palette", "fixed|gray|web|FILE", "palette of up to 8 bits; web has 8; FILE gives the palette of a picture",
-     wantPalette, true},
+     wantPalette, When::joined},
     {"--gray", "[8|12|16|32]", "grey of so many bits, 8 if none are told", gray},
     {"--colors", "N", "the best 2 to 256 colours for the picture", colors},
     {"--dither", "METHOD",
@@ -242,10 +283,25 @@ constexpr Step kSteps[] = {
      "                                 stevenson, jarvis, ordered or clustered",
      setDither},
     {"--alpha", "extract|set FILE|VALUE", "go on with the alpha; or set it: a picture's greys, or 0 to 255", alpha,
-     false, "set"},
+     When::now, "set"},
     {"--premultiply", nullptr, "multiply the colours by their alpha", premultiply},
     {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
     {"--invert-view", nullptr, "store the rows in the other order; the picture stays as it is", invertView},
+    {"--resize", "WxH|N%", "another size", resize, When::late},
+    {"--filter", "NAME", "of resizing: nearest, resample, coarse, bicubic or favor-black (1 bit)", setFilter,
+     When::setting},
+    {"--alpha-weighted", nullptr, "resizing counts colours by their alpha", weighByAlpha, When::setting},
+    {"--rotate", "DEGREES", "turn clockwise about the middle", rotate, When::late},
+    {"--bilinear", nullptr, "turning blends neighbours", turnBilinear, When::setting},
+    {"--bicubic", nullptr, "turning takes a spline of 4 by 4 pixels", turnBicubic, When::setting},
+    {"--resize-canvas", nullptr, "turning keeps the whole picture in sight", resizeCanvas, When::setting},
+    {"--background", "COLOR", "of what a turn uncovers; white if none is told", setBackground, When::setting},
+    {"--flip", nullptr, "mirror top to bottom", flip},
+    {"--mirror", nullptr, "mirror left to right", mirror},
+    {"--view", "N", "store the picture for a view of 1 to 8; it stays as it is", view},
+    {"--auto-orient", nullptr, "store the rows as they are seen, by the file's orientation tag: --view 1", autoOrient},
+    {"--scramble", "KEY", "shuffle the pixels by a number", scramble},
+    {"--unscramble", "KEY", "put them back", unscramble},
     {"--copy", nullptr, "go on with a copy of the bitmap", copy},
     {"--tile-size", "BYTES[k|m]", "size of the tiles that --storage tiled makes from here on", setTileSize},
     {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},
@@ -264,19 +320,40 @@ const Step* findStep(const std::string& name) noexcept {
     return pStep != std::end(kSteps) ? pStep : nullptr;
 }
 
-void runStep(Chain& chain, const Step& step, const std::string& argument) {
-    const bool bRepeats = chain.wanted.steps.find(std::string(step.pName) + " ") != std::string::npos;
-    if (chain.wanted.any() && (!step.bJoins || bRepeats)) convertAsWanted(chain);
-    const std::string text = step.pName + (step.pArgument ? " " + argument : std::string());
+namespace {
+
+// Runs what a step does now; a failure tells the step.
+template <class Body>
+void named(const std::string& text, Body&& body) {
     try {
-        step.run(chain, argument);
+        body();
     } catch (const Failure& failure) {
         throw Failure(text + ": " + failure.what());
     }
-    if (step.bJoins) chain.wanted.steps += (chain.wanted.any() ? " " : "") + text;
+}
+
+void doWaiting(Chain& chain) {
+    if (const auto waiting = std::exchange(chain.waiting, nullptr)) waiting(chain);
+}
+
+}  // namespace
+
+void runStep(Chain& chain, const Step& step, const std::string& argument) {
+    const bool bJoins = step.when == When::joined;
+    const bool bRepeats = chain.wanted.steps.find(std::string(step.pName) + " ") != std::string::npos;
+    if (step.when != When::setting) {
+        doWaiting(chain);
+        if (chain.wanted.any() && (!bJoins || bRepeats)) convertAsWanted(chain);
+    }
+    const std::string text = step.pName + (step.pArgument ? " " + argument : std::string());
+    named(text, [&] { step.run(chain, argument); });
+    if (bJoins) chain.wanted.steps += (chain.wanted.any() ? " " : "") + text;
+    if (step.when == When::late)
+        chain.waiting = [text, waiting = std::move(chain.waiting)](Chain& c) { named(text, [&] { waiting(c); }); };
 }
 
 void finishSteps(Chain& chain) {
+    doWaiting(chain);
     if (chain.wanted.any()) convertAsWanted(chain);
 }
 

@@ -1,11 +1,13 @@
 // The steps of a chain: one line each in the table, which is also the help text.
 #pragma once
 
+#include <functional>
 #include <span>
 #include <string>
 
 #include "convert.h"
 #include "picture.h"
+#include "turn.h"
 
 namespace ravo {
 
@@ -15,6 +17,16 @@ struct Chain {
     WantedForm wanted{};      // collected from neighbouring steps, done before the next one that is none of them
     uint32_t uDither = 0;     // DITHER_ method for steps that reduce colours from here on
     uint32_t nTileBytes = 0;  // for tiled storage from here on; 0 is the library's choice
+    GeometrySettings geometry{};
+    std::function<void(Chain&)> waiting{};  // a resize or a turn, until the settings that follow it are read
+};
+
+/// When a step is done.
+enum class When {
+    now,
+    joined,  // only tells a wish; neighbours of this kind are one conversion
+    late,    // behind the settings that follow it
+    setting  // holds for the late step before it, and for those to come
 };
 
 struct Step {
@@ -22,7 +34,7 @@ struct Step {
     const char* pArgument;  // its form, in brackets if it may be left out, or null for a step without one
     const char* pHelp;
     void (*run)(Chain& chain, const std::string& argument);
-    bool bJoins = false;            // only tells a wish; neighbours of this kind are one conversion
+    When when = When::now;
     const char* pPrefix = nullptr;  // an argument of this word goes on with the next one, after a space
 };
 
@@ -30,9 +42,10 @@ std::span<const Step> steps() noexcept;
 /// Null if there is no step of this name.
 const Step* findStep(const std::string& name) noexcept;
 
-/// Runs a step; before one that doesn't join, or that is wished for already, what was wished for is converted.
+/// Runs a step; before one that doesn't join, or that is wished for already, what was wished for is converted. A step
+/// that waits is done before the next one that is no setting.
 void runStep(Chain& chain, const Step& step, const std::string& argument);
-/// Does what is still wished for at the end of a chain.
+/// Does what still waits, or is wished for, at the end of a chain.
 void finishSteps(Chain& chain);
 
 }  // namespace ravo

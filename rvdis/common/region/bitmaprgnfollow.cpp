@@ -62,9 +62,9 @@ int32_t shearRegion(const BITMAPRECORD& bm, RavoRgn& rgn, const Slope& slope) no
     releaseDisplayHandles(rgn);
     for (int32_t y = box.top; y < box.bottom; ++y) {
         const RgnRow& row = rgn.pRows[y - box.top];
-        const auto nShift = int32_t(row.SpanWords ? slope(y) : 0);
+        const auto uShift = uint32_t(slope(y));  // may wrap on the way to where it fits
         int32_t* const p = rgn.pSpans + row.SpanOffset / sizeof(int32_t);
-        for (uint32_t k = 0; k < row.SpanWords; ++k) p[k] += nShift;
+        for (uint32_t k = 0; k < row.SpanWords; ++k) p[k] = int32_t(uint32_t(p[k]) + uShift);
     }
     rgn.rcBounds.left = int32_t(nLeft);
     rgn.rcBounds.right = int32_t(nRight);

@@ -55,21 +55,30 @@ void plainMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const 
     }
 }
 
-template <class T>
+template <class T, class Sum>
 void alphaMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const T* src, T* dst) noexcept {
     for (size_t i = 0; i < nCount; ++i, dst += 4) {
         const T* const p = src + size_t(pSpans[i].nFirst) * 4;
-        SumOf<T> sums[4] = {}, nVisible = 0;
+        Sum sums[4] = {}, nVisible = 0;
         eachOf(pSpans[i], nWeights, [&](int32_t j, uint32_t w) {
             const T* const q = p + size_t(j) * 4;
-            const SumOf<T> v = alphaWeight<T>(SumOf<T>(q[3]), SumOf<T>(w));
-            for (int c = 0; c < 3; ++c) sums[c] += v * SumOf<T>(q[c]);
-            sums[3] += SumOf<T>(w) * SumOf<T>(q[3]);
+            const Sum v = alphaWeight<T>(Sum(q[3]), Sum(w));
+            for (int c = 0; c < 3; ++c) sums[c] += v * Sum(q[c]);
+            sums[3] += Sum(w) * Sum(q[3]);
             nVisible += v;
         });
         for (int c = 0; c < 3; ++c) dst[c] = meanOf<T>(sums[c], nVisible);
-        dst[3] = meanOf<T>(sums[3], SumOf<T>(pSpans[i].weight(nWeights)));
+        dst[3] = meanOf<T>(sums[3], Sum(pSpans[i].weight(nWeights)));
     }
+}
+
+template <class T>
+void alphaMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const T* src, T* dst) noexcept {
+    // Sums of bytes fit 31 bits where all weights of an area are below 2^23; areas are of much the same length.
+    if constexpr (sizeof(T) == 1)
+        if (nCount && pSpans[nCount / 2].weight(nWeights) < 1 << 22)
+            return alphaMeans<T, int32_t>(pSpans, nCount, nWeights, src, dst);
+    alphaMeans<T, SumOf<T>>(pSpans, nCount, nWeights, src, dst);
 }
 
 }  // namespace

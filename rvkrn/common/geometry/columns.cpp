@@ -138,26 +138,26 @@ EveryNthRow everyNthRow(int32_t nBits, int32_t nStep) noexcept {
     });
 }
 
-int32_t NearestColumns::prepare(int32_t nBits, int32_t nOldWidth, int32_t nNewWidth) noexcept {
-    const AxisSteps steps = axisSteps(nOldWidth, nNewWidth);
-    const bool bEven = nOldWidth % nNewWidth == 0;
-    const int32_t nStep = nOldWidth / nNewWidth;
+int32_t NearestColumns::prepare(int32_t nBits, int32_t nOldWidth, int32_t nNewWidth, int32_t nCol, int32_t nCount,
+                                int32_t nOldCol, int32_t nOldEnd) noexcept {
+    AxisWalk walk(nOldWidth, nNewWidth, nCol, nOldCol);
+    const bool bEven = nOldWidth % nNewWidth == 0 && walk.nAt == 0;
+    const int32_t nStep = nOldWidth / nNewWidth, nOld = nOldEnd - nOldCol;
     m_nBits = nBits;
-    m_n = size_t(nNewWidth);
+    m_n = size_t(nCount);
     m_nInside = 0;
     m_every = bEven ? everyNthRow(nBits, nStep) : nullptr;
     if (m_every) return 1;
     return visitDepth(nBits, [&](auto bits) {
         m_row = bEven ? gatherRow<bits>(nStep) : pickByTable<bits>;
         if (!m_places.allocate(m_n)) return -1;
-        AxisWalk walk(steps);
         if constexpr (bits % 8 == 0) {
             constexpr size_t kPixel = bits / 8;
-            const size_t nLast = size_t(nOldWidth) * kPixel - kMovedBytes<bits>;
+            const size_t nLast = size_t(nOld) * kPixel - kMovedBytes<bits>;
             for (size_t i = 0; i < m_n; ++i) m_places[i] = uint32_t(walk.next() * kPixel);
             if (kMovedBytes<bits> == kPixel)
                 m_nInside = m_n;
-            else if (nOldWidth > 1)
+            else if (nOld > 1)
                 while (m_nInside + 1 < m_n && m_places[m_nInside] <= nLast) ++m_nInside;
         } else {
             for (size_t i = 0; i < m_n; ++i) m_places[i] = uint32_t(walk.next());

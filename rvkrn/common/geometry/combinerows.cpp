@@ -1,10 +1,8 @@
 // Stretches of rows at any phase: brought into phase for bit logic, unpacked in blocks for samples of odd sizes.
 #include <algorithm>
-#include <cstring>
 
 #include "internal/combine_.h"
 #include "internal/pixels.h"
-#include "internal/rowstore.h"
 
 namespace rv {
 namespace {
@@ -17,7 +15,7 @@ constexpr uint8_t kZeros[kBlock * 4] = {};  // stands for a source that isn't re
 template <int Bits>
 constexpr size_t kGroup = Bits == 12 ? 2 : 8;
 template <int Bits>
-constexpr size_t kGroupBytes = kGroup<Bits>* Bits / 8;
+constexpr size_t kGroupBytes = (kGroup<Bits>)*Bits / 8;
 
 template <int Bits, class T>
 void unpackGroup(const uint8_t* p, T* to) noexcept {
@@ -38,8 +36,7 @@ void packGroup(const T* from, uint8_t* p) noexcept {
 // A stretch of at most kBlock pixels from a column on, as samples of their own.
 template <int Bits, class T>
 void gather(const uint8_t* row, uint64_t nCol, size_t n, T* to) noexcept {
-    uint8_t packed[kBlock * Bits / 8 + 8];
-    packed[(n * Bits - 1) / 8] = 0;  // its last bits, which no pixel may write
+    uint8_t packed[kBlock * Bits / 8 + 8] = {};
     copyPixels(Bits, packed, 0, row, nCol, n);
     for (size_t i = 0, at = 0; i < n; i += kGroup<Bits>, at += kGroupBytes<Bits>)
         unpackGroup<Bits>(packed + at, to + i);

@@ -135,6 +135,23 @@ RV_AVX2 void mirrorBlocks(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
     mirrorPlain<Bytes * 8>(middle, dst + i, (j - i) / Bytes);
 }
 
+// The first row is walked up and the second one down, so that in a whole picture two streams of memory are read.
+template <int Bytes>
+RV_AVX2 void exchangeBlocks(uint8_t* first, uint8_t* second, size_t n) noexcept {
+    using Block = std::conditional_t<Bytes % 3 == 0, ThirdsBlock<Bytes>, PixelBlock<Bytes>>;
+    size_t i = 0, j = n * Bytes;
+    for (; j >= Block::kBytes; i += Block::kBytes) {
+        j -= Block::kBytes;
+        const Block up(first + i), down(second + j);
+        down.store(first + i);
+        up.store(second + j);
+    }
+    uint8_t rest[Block::kBytes];
+    std::memcpy(rest, first + i, j);
+    mirrorPlain<Bytes * 8>(second, first + i, j / Bytes);
+    mirrorPlain<Bytes * 8>(rest, second, j / Bytes);
+}
+
 // A vector of a stream, and the same one byte earlier: shifted back by some bits, and in reverse.
 template <int Bits>
 struct StreamShift {
@@ -194,6 +211,14 @@ constexpr MirrorKernel vectorKernel() noexcept {
     else
         return mirrorPlain<Bits>;
 }
+
+template <int Bits>
+constexpr MirrorExchange vectorExchange() noexcept {
+    if constexpr (isWholeByte(Bits))
+        return exchangeBlocks<Bits / 8>;
+    else
+        return nullptr;
+}
 #endif
 
 }  // namespace
@@ -209,6 +234,14 @@ MirrorKernel mirrorKernel(int32_t nBits) noexcept {
         return visitDepth(nBits, [](auto bits) -> MirrorKernel { return vectorKernel<bits>(); });
 #endif
     return plainMirrorKernel(nBits);
+}
+
+MirrorExchange mirrorExchange([[maybe_unused]] int32_t nBits) noexcept {
+#ifdef RV_X86
+    if (cpuHasAvx2() && isKnownDepth(nBits))
+        return visitDepth(nBits, [](auto bits) -> MirrorExchange { return vectorExchange<bits>(); });
+#endif
+    return nullptr;
 }
 
 }  // namespace rv

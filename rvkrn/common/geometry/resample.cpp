@@ -371,37 +371,34 @@ int32_t resampleInto(BITMAPRECORD* pSource, BITMAPRECORD* pDest, uint32_t nStruc
 
 // ---- in place ----------------------------------------------------------------------------------------------------
 
-// A bitmap under construction that shares with another one.
-struct Duplicate {
-    BITMAPRECORD record{};
-    Duplicate() = default;
-    Duplicate(const Duplicate&) = delete;
-    Duplicate& operator=(const Duplicate&) = delete;
-    ~Duplicate() { R_FreeDuplicateBitmap(&record, DUP_ALLOCATE | DUP_BEGIN_REPLACE); }
-};
+// The rows, and what follows the size; the region while bm has the old one.
+int32_t resampleDuplicate(BITMAPRECORD& fresh, BITMAPRECORD& bm, const Method& method) noexcept {
+    if (const int32_t n = resampleInto(&bm, &fresh, bm.uStructSize, method); n != 1) return n;
+    if (const int32_t n = attachments().sizeRegion(bm, fresh.Width, fresh.Height); n != 1) return n;
+    fresh.pRgnInfo = bm.pRgnInfo;
+    return attachments().sizeOverlays(fresh, bm.Width, bm.Height);
+}
 
 int32_t resampleInPlace(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, const Method& method) noexcept {
     if (!isAllocated(pBitmap)) return -2;                       // Invalid image
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
     BITMAPRECORD& bm = *pBitmap;
+    constexpr uint32_t kDupFlags = DUP_ALLOCATE | DUP_BEGIN_REPLACE;
     const bool bToColor = bm.Order == ORDER_GRAY && (bm.Flags & BMF_NONLINEAR_LUT);
-    Duplicate fresh;
-    BITMAPRECORD& record = fresh.record;
-    if (const int32_t n = R_DupBitmapNewDim(&record, &bm, bm.uStructSize, nWidth, nHeight,
-                                            bToColor ? 24 : bm.BitsPerPixel, DUP_ALLOCATE | DUP_BEGIN_REPLACE);
-        n != 1) {
-        record = {};  // nothing was left behind
+    BITMAPRECORD fresh{};
+    const int32_t nBits = bToColor ? 24 : bm.BitsPerPixel;
+    if (const int32_t n = R_DupBitmapNewDim(&fresh, &bm, bm.uStructSize, nWidth, nHeight, nBits, kDupFlags); n != 1)
         return n;
+    const int32_t nStatus = resampleDuplicate(fresh, bm, method);
+    if (nStatus != 1) {
+        R_FreeDuplicateBitmap(&fresh, kDupFlags);
+        R_IntEndCopyBitmap(&bm, 0);
+        return nStatus;
     }
-    if (const int32_t n = resampleInto(&bm, &record, bm.uStructSize, method); n != 1) return n;
-    if (const int32_t n = attachments().sizeRegion(bm, nWidth, nHeight); n != 1) return n;
-    record.pRgnInfo = bm.pRgnInfo;
-    if (const int32_t n = attachments().sizeOverlays(record, bm.Width, bm.Height); n != 1) return n;
     R_StopDithering(&bm);
     bm.pRgnInfo = nullptr;
     bm.pOverlays = nullptr;
-    replaceBitmap(bm, record, !bToColor);  // the tables of grey end with it where the colours are new
-    record = {};
+    replaceBitmap(bm, fresh, !bToColor);  // the tables of grey end with it where the colours are new
     return 1;
 }
 

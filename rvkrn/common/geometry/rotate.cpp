@@ -314,8 +314,8 @@ public:
     int32_t run(int32_t nStart, int32_t nEnd) noexcept {
         ProgressStepper progress(m_turn.nHeight, nStart, nEnd);
         if (const int32_t n = progress.start(); n != 1) return n;
-        for (int32_t nTop = 0; nTop < m_turn.nHeight; nTop += m_nBlockRows) {
-            const int32_t nRows = std::min(m_nBlockRows, m_turn.nHeight - nTop);
+        for (int32_t nTop = 0, nRows; nTop < m_turn.nHeight; nTop += nRows) {
+            nRows = std::min(m_nBlockRows, m_turn.nHeight - nTop);
             if (const int32_t n = turnBlock(nTop, nRows); n != 1) return n;
             for (int32_t i = 0; i < nRows; ++i) {
                 if (m_rows)

@@ -24,6 +24,7 @@ int32_t pairsOf(const BITMAPRECORD& bm) noexcept { return bm.Height / 2 + bm.Hei
 class HalfTurn {
     BITMAPRECORD& m_bm;
     const MirrorKernel m_mirror;
+    const MirrorExchange m_exchange;
     const bool m_bFlat;
     const size_t m_nLine;
     const int32_t m_nBlock;  // pairs at one time
@@ -34,6 +35,7 @@ class HalfTurn {
     void exchangeFlat(uint8_t* pFirst, uint8_t* pSecond) noexcept {
         const auto nWidth = size_t(m_bm.Width);
         if (pFirst == pSecond) return m_mirror(pFirst, pFirst, nWidth);
+        if (m_exchange) return m_exchange(pFirst, pSecond, nWidth);
         m_mirror(pFirst, m_row.get(), nWidth);
         m_mirror(pSecond, pFirst, nWidth);
         copyRow(pSecond, m_row.get(), size_t(packedBytes(nWidth, uint32_t(m_bm.BitsPerPixel))));
@@ -79,6 +81,7 @@ public:
     explicit HalfTurn(BITMAPRECORD& bm) noexcept
         : m_bm(bm),
           m_mirror(mirrorKernel(bm.BitsPerPixel)),
+          m_exchange(mirrorExchange(bm.BitsPerPixel)),
           m_bFlat(flatRow(bm, 0) != nullptr),
           m_nLine(bm.BytesPerLine),
           m_nBlock(m_bFlat || (bm.Flags & BMF_COMPRESSED) ? 1 : int32_t(std::max<uint64_t>(kBlockBytes / m_nLine, 1))) {

@@ -13,7 +13,8 @@ int32_t RowFilter::prepare(FilterKind kind, const WorkFormat& format, uint32_t n
     m_bAlphaWeighted = bAlphaWeighted && format.nSamples == 4;
     m_nColumns = window.nEndSrcCol - window.nFetchCol;
     m_nCount = size_t(window.nCount);
-    m_bFast = loops == FilterLoops::best && format.type == SampleType::u8;
+    m_bFast = loops == FilterLoops::best;
+    m_areaBlocks.stretch = m_linearBlocks.stretch = {};
     m_bCopy =
         window.nSrcWidth == window.nDstWidth && window.nFirstSrcCol == window.nFetchCol && window.nCount <= m_nColumns;
     if (m_bCopy) return 1;
@@ -23,16 +24,17 @@ int32_t RowFilter::prepare(FilterKind kind, const WorkFormat& format, uint32_t n
             if (!m_spans.allocate(m_nCount)) return -1;  // Not enough memory available
             walkAreas(window, nWeights, m_spans.get());
             if (m_bFast && !m_bAlphaWeighted)
-                prepareAreas8(m_areaBlocks, format.nSamples, m_spans.get(), m_nCount, nWeights, m_nColumns);
+                prepareAreaBlocks(m_areaBlocks, format, m_spans.get(), m_nCount, nWeights, m_nColumns);
             return 1;
         case FilterKind::linear:
             if (!m_points.allocate(m_nCount)) return -1;
             walkLinear(window, m_points.get());
-            if (m_bFast) prepareLinear8(m_linearBlocks, format.nSamples, m_points.get(), m_nCount, m_nColumns);
+            if (m_bFast && format.type == SampleType::u8)
+                prepareLinear8(m_linearBlocks, format.nSamples, m_points.get(), m_nCount, m_nColumns);
             return 1;
         default:
             if (!m_spline.allocate(m_nCount)) return -1;
-            nPlanes = m_bFast ? splinePlanes8(format.nSamples, m_nColumns, m_nCount) : 0;
+            nPlanes = m_bFast ? splinePlanes(format, m_nColumns, m_nCount) : 0;
             m_bFast = nPlanes > 0;
             if (!m_bFast) nPlanes = uint64_t(m_nColumns) * uint32_t(format.nSamples) * 2;
             if (!m_curves.allocateCleared(nPlanes)) return -1;
@@ -51,7 +53,7 @@ void RowFilter::apply(const void* pSrc, void* pDst) const noexcept {
     const auto around = [&](const Stretch& stretch, auto fast, auto plain) {
         if (stretch.nFrom < stretch.nTo) {
             plain(size_t(0), stretch.nFrom);
-            fast(static_cast<const uint8_t*>(pSrc), static_cast<uint8_t*>(pDst));
+            fast();
         }
         plain(stretch.nTo, m_nCount - stretch.nTo);
     };
@@ -59,21 +61,20 @@ void RowFilter::apply(const void* pSrc, void* pDst) const noexcept {
     switch (m_kind) {
         case FilterKind::area:
             around(
-                m_areaBlocks.stretch,
-                [&](const uint8_t* p, uint8_t* q) { areaRow8(m_areaBlocks, m_format.nSamples, m_spans.get(), p, q); },
+                m_areaBlocks.stretch, [&] { areaVectors(m_areaBlocks, m_format, m_spans.get(), pSrc, pDst); },
                 [&](size_t i, size_t n) {
                     areaRow(m_format, m_spans.get() + i, n, m_nWeights, m_bAlphaWeighted, pSrc, to(i));
                 });
             break;
         case FilterKind::linear:
             around(
-                m_linearBlocks.stretch, [&](const uint8_t* p, uint8_t* q) { linearRow8(m_linearBlocks, p, q); },
+                m_linearBlocks.stretch,
+                [&] { linearRow8(m_linearBlocks, static_cast<const uint8_t*>(pSrc), static_cast<uint8_t*>(pDst)); },
                 [&](size_t i, size_t n) { linearRow(m_format, m_points.get() + i, n, pSrc, to(i)); });
             break;
         default:
             if (m_bFast)
-                splineRow8(m_format.nSamples, m_spline.get(), m_nCount, size_t(m_nColumns), m_curves.get(),
-                           static_cast<const uint8_t*>(pSrc), static_cast<uint8_t*>(pDst));
+                splineVectors(m_format, m_spline.get(), m_nCount, size_t(m_nColumns), m_curves.get(), pSrc, pDst);
             else
                 splineRow(m_format, m_spline.get(), m_nCount, m_nColumns, m_curves.get(), pSrc, pDst);
             break;

@@ -44,15 +44,15 @@ void solve(const T* p, size_t n, float* pM, float* pU) noexcept {
         std::memset(pM, 0, n * c * sizeof *pM);
         return;
     }
-    for (size_t i = 0; i < c; ++i) pM[i] = pU[i] = 0;
-    for (size_t i = c; i < (n - 1) * c; ++i) {
-        const D d = 6 * (D(p[i + c]) - 2 * D(p[i]) + D(p[i - c]));
-        if (d == 0) {
-            pM[i] = pU[i] = 0;
-        } else {
-            const float fFactor = -1 / (pM[i - c] + 4);
-            pM[i] = fFactor;
-            pU[i] = (pU[i - c] - float(d)) * fFactor;
+    for (size_t k = 0; k < c; ++k) {
+        float u = pM[k] = 0;
+        size_t nSince = 0;
+        for (size_t i = c + k; i < (n - 1) * c; i += c) {
+            const D d = 6 * (D(p[i + c]) - 2 * D(p[i]) + D(p[i - c]));
+            nSince = d ? std::min<size_t>(nSince + 1, 7) : 0;
+            u = (u - float(d)) * kSweepFactors[nSince];
+            pM[i] = kSweepFactors[nSince];
+            pU[i] = u;
         }
     }
     for (size_t i = (n - 2) * c; i < (n - 1) * c; ++i) pM[i] = pU[i];
@@ -102,8 +102,8 @@ void splineBetween(SampleType type, const void* p0, const void* p1, const void* 
         }
         const float u = 1 - t, fCurve1 = (u * u * u - u) / 6, fCurve2 = (t * t * t - t) / 6;
         size_t i = 0;
-        if constexpr (sizeof(T) == 1)
-            if (loops == FilterLoops::best) i = splineBetween8(a, b, c, d, dst, n, t);
+        if (loops == FilterLoops::best)
+            i = splineBetweenVectors(type, {p0, p1, p2, p3, t, u, fCurve1, fCurve2}, dst, n);
         for (; i < n; ++i) {
             const float y0 = float(a[i]), y1 = float(b[i]), y2 = float(c[i]), y3 = float(d[i]);
             const float e = 1.5f * (y0 - 2 * y1 + y2);

@@ -1,7 +1,8 @@
-// Areas of 8-bit samples by vectors: pairs of neighbours times pairs of weights, four pixels at a time.
+// Areas of samples of 8 and 16 bits by vectors: pairs of neighbours times pairs of weights.
 //
-// A pixel's area is one or more loads of 16 bytes (of 8 for a single sample); weights of 0 stand where a load reaches
-// past it. All areas but those at the ends of a row weigh the same, so that one reciprocal divides them.
+// A pixel's area is one or more loads of up to 16 bytes; weights of 0 stand where a load reaches past it. All areas but
+// those at the ends of a row weigh the same, so that one reciprocal divides them. Samples of 16 bits are multiplied as
+// signed ones, and their sum has the offset put back.
 #include <algorithm>
 #include <cstring>
 
@@ -15,20 +16,31 @@ namespace {
 using namespace avx2;
 
 // Source pixels of a load, and how many of them count where there are more loads than one.
-constexpr int32_t loadPixels(int32_t nSamples) noexcept { return nSamples == 1 ? 8 : nSamples == 3 ? 5 : 4; }
-constexpr int32_t stepPixels(int32_t nSamples) noexcept { return nSamples == 1 ? 8 : 4; }
-constexpr int32_t loadBytes(int32_t nSamples) noexcept { return nSamples == 1 ? 8 : 16; }
+constexpr int32_t loadPixels(int32_t nBytes, int32_t nSamples) noexcept {
+    if (nSamples == 1) return 8;
+    return nBytes == 2 ? 2 : nSamples == 3 ? 5 : 4;
+}
+constexpr int32_t stepPixels(int32_t nBytes, int32_t nSamples) noexcept {
+    return nSamples == 1 ? 8 : nBytes == 2 ? 2 : 4;
+}
+constexpr int32_t loadBytes(int32_t nBytes, int32_t nSamples) noexcept { return nBytes == 1 && nSamples == 1 ? 8 : 16; }
 constexpr int32_t kMostTaps = 512;
 
 constexpr int32_t tapsOf(const AreaSpan& span) noexcept { return span.nWhole + 1 + (span.w1 > 0); }
 
 // Sample by sample the pixels 2 Pair and 2 Pair + 1 of a load, as words side by side.
-template <int Samples, int Pair>
+template <class T, int Samples, int Pair>
 constexpr Bytes32 pairOrder() {
     return bytes32([](int i) {
-        const int c = i % 16 / 4, nAt = (2 * Pair + i % 4 / 2) * Samples + c;
-        return c >= Samples || i % 2 || nAt > 15 ? kNone : nAt;
+        constexpr int nBytes = int(sizeof(T));
+        const int c = i % 16 / 4, nPart = i % 2, nAt = ((2 * Pair + i % 4 / 2) * Samples + c) * nBytes + nPart;
+        return c >= Samples || nPart >= nBytes || nAt > 15 ? kNone : nAt;
     });
+}
+
+template <class T>
+RV_AVX2_INLINE __m256i signedWords(__m256i words) noexcept {
+    return sizeof(T) == 2 ? _mm256_xor_si256(words, _mm256_set1_epi16(INT16_MIN)) : words;
 }
 
 struct Division {
@@ -42,64 +54,100 @@ struct Division {
     }
 };
 
-// The sums of two pixels.
-template <int Samples, int Pairs>
-RV_AVX2_INLINE __m256i sumsOf(const uint8_t* p, const uint8_t* q, const int16_t* weights, size_t nLoads) noexcept {
-    static constexpr Bytes32 kOrder0 = pairOrder<Samples, 0>(), kOrder1 = pairOrder<Samples, 1>(),
-                             kOrder2 = pairOrder<Samples, 2>();
+// The sums of two pixels. Pairs is how many of them a load has.
+template <class T, int Samples, int Pairs>
+RV_AVX2_INLINE __m256i sumsOf(const T* p, const T* q, const int16_t* weights, size_t nLoads) noexcept {
+    static constexpr Bytes32 kOrder0 = pairOrder<T, Samples, 0>(), kOrder1 = pairOrder<T, Samples, 1>(),
+                             kOrder2 = pairOrder<T, Samples, 2>();
+    constexpr size_t kStep = size_t(stepPixels(sizeof(T), Samples) * Samples);
     __m256i sums = _mm256_setzero_si256();
-    for (size_t i = 0; i < nLoads; ++i) {
+    for (size_t i = 0; i < nLoads; ++i, p += kStep, q += kStep) {
         const auto* const w = reinterpret_cast<const uint8_t*>(weights + i * 8);
-        const __m256i pixels = loadPair(p, q), two = Pairs == 3 ? load32(w) : loadPair(w, w + nLoads * 16);
-        const __m256i s0 =
-            _mm256_madd_epi16(_mm256_shuffle_epi8(pixels, kOrder0.vector()), _mm256_shuffle_epi32(two, 0x00));
-        const __m256i s1 =
-            _mm256_madd_epi16(_mm256_shuffle_epi8(pixels, kOrder1.vector()), _mm256_shuffle_epi32(two, 0x55));
-        sums = _mm256_add_epi32(sums, _mm256_add_epi32(s0, s1));
-        if constexpr (Pairs == 3)
-            sums = _mm256_add_epi32(sums, _mm256_madd_epi16(_mm256_shuffle_epi8(pixels, kOrder2.vector()),
-                                                            _mm256_shuffle_epi32(two, 0xAA)));
-        p += stepPixels(Samples) * Samples, q += stepPixels(Samples) * Samples;
+        const __m256i pixels = loadPair(reinterpret_cast<const uint8_t*>(p), reinterpret_cast<const uint8_t*>(q)),
+                      two = Pairs == 3 ? load32(w) : loadPair(w, w + nLoads * 16);
+        const auto add = [&](const Bytes32& order, __m256i pairWeights) RV_AVX2 {
+            const __m256i words = signedWords<T>(_mm256_shuffle_epi8(pixels, order.vector()));
+            sums = _mm256_add_epi32(sums, _mm256_madd_epi16(words, pairWeights));
+        };
+        add(kOrder0, _mm256_shuffle_epi32(two, 0x00));
+        if constexpr (Pairs > 1) add(kOrder1, _mm256_shuffle_epi32(two, 0x55));
+        if constexpr (Pairs > 2) add(kOrder2, _mm256_shuffle_epi32(two, 0xAA));
     }
     return sums;
 }
 
+// What the sums of signed samples lack, and the division.
+template <class T>
+struct Means {
+    Division divide;
+    __m256i nOffset;
+    RV_AVX2 explicit Means(const AreaBlocks& blocks) noexcept
+        : divide{_mm256_set1_epi64x(int64_t(blocks.m)), _mm_cvtsi32_si128(int(blocks.nShift))},
+          nOffset(_mm256_set1_epi32(sizeof(T) == 2 ? int(blocks.nWeight << 15) : 0)) {}
+    RV_AVX2_INLINE __m256i operator()(__m256i sums) const noexcept { return divide(_mm256_add_epi32(sums, nOffset)); }
+};
+
 // Four pixels a turn. Those of three samples are stored with four bytes more, which the next ones overwrite.
-template <int Samples, int Pairs>
-RV_AVX2 void colorAreas(const AreaBlocks& blocks, const AreaSpan* pSpans, const uint8_t* src, uint8_t* dst) noexcept {
-    const Division divide{_mm256_set1_epi64x(int64_t(blocks.m)), _mm_cvtsi32_si128(int(blocks.nShift))};
+template <class T, int Samples, int Pairs>
+RV_AVX2 void colorAreas(const AreaBlocks& blocks, const AreaSpan* pSpans, const T* src, T* dst) noexcept {
+    const Means<T> means(blocks);
     const size_t nLoads = Pairs == 3 ? 1 : blocks.nLoads;
     const int16_t* w = blocks.weights.get();
     for (size_t i = blocks.stretch.nFrom; i < blocks.stretch.nTo; i += 4, w += nLoads * 32) {
         const auto at = [&](size_t k) { return src + size_t(pSpans[i + k].nFirst) * Samples; };
-        const __m256i a = divide(sumsOf<Samples, Pairs>(at(0), at(1), w, nLoads)),
-                      b = divide(sumsOf<Samples, Pairs>(at(2), at(3), w + nLoads * 16, nLoads));
+        const __m256i a = means(sumsOf<T, Samples, Pairs>(at(0), at(1), w, nLoads)),
+                      b = means(sumsOf<T, Samples, Pairs>(at(2), at(3), w + nLoads * 16, nLoads));
         storeFourPixels<Samples>(dst + i * Samples, a, b);
     }
 }
 
-RV_AVX2_INLINE __m128i sumsOfOne(const uint8_t* p, const int16_t* w, size_t nLoads) noexcept {
+RV_AVX2_INLINE __m128i eightWords(const uint8_t* p) noexcept {
+    return _mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+}
+RV_AVX2_INLINE __m128i eightWords(const uint16_t* p) noexcept {
+    return _mm_xor_si128(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)), _mm_set1_epi16(INT16_MIN));
+}
+
+template <class T>
+RV_AVX2_INLINE __m128i sumsOfOne(const T* p, const int16_t* w, size_t nLoads) noexcept {
     __m128i sums = _mm_setzero_si128();
     for (size_t i = 0; i < nLoads; ++i, p += 8, w += 8)
-        sums =
-            _mm_add_epi32(sums, _mm_madd_epi16(_mm_cvtepu8_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p))),
-                                               _mm_loadu_si128(reinterpret_cast<const __m128i*>(w))));
+        sums = _mm_add_epi32(sums, _mm_madd_epi16(eightWords(p), _mm_loadu_si128(reinterpret_cast<const __m128i*>(w))));
     return sums;
 }
 
-RV_AVX2 void grayAreas(const AreaBlocks& blocks, const AreaSpan* pSpans, const uint8_t* src, uint8_t* dst) noexcept {
-    const Division divide{_mm256_set1_epi64x(int64_t(blocks.m)), _mm_cvtsi32_si128(int(blocks.nShift))};
+template <class T>
+RV_AVX2 void grayAreas(const AreaBlocks& blocks, const AreaSpan* pSpans, const T* src, T* dst) noexcept {
+    const Means<T> means(blocks);
     const size_t nLoads = blocks.nLoads;
     const int16_t* w = blocks.weights.get();
     for (size_t i = blocks.stretch.nFrom; i < blocks.stretch.nTo; i += 4) {
         __m128i s[4];
         for (size_t k = 0; k < 4; ++k, w += nLoads * 8) s[k] = sumsOfOne(src + pSpans[i + k].nFirst, w, nLoads);
         const __m128i sums = _mm_hadd_epi32(_mm_hadd_epi32(s[0], s[1]), _mm_hadd_epi32(s[2], s[3]));
-        const __m128i q = _mm256_castsi256_si128(divide(_mm256_castsi128_si256(sums)));
-        const __m128i words = _mm_packus_epi32(q, q);
-        const int32_t n = _mm_cvtsi128_si32(_mm_packus_epi16(words, words));
-        std::memcpy(dst + i, &n, 4);
+        const __m128i q = _mm256_castsi256_si128(means(_mm256_castsi128_si256(sums)));
+        __m128i out = _mm_packus_epi32(q, q);
+        if constexpr (sizeof(T) == 1) out = _mm_packus_epi16(out, out);
+        alignas(16) uint8_t bytes[16];
+        _mm_store_si128(reinterpret_cast<__m128i*>(bytes), out);
+        std::memcpy(dst + i, bytes, 4 * sizeof(T));
     }
+}
+
+template <class T>
+void areasOf(const AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, const void* pSrc,
+             void* pDst) noexcept {
+    constexpr int kPairs = sizeof(T) == 1 ? 2 : 1;
+    const T* const src = static_cast<const T*>(pSrc);
+    T* const dst = static_cast<T*>(pDst);
+    if (nSamples == 1)
+        grayAreas(blocks, pSpans, src, dst);
+    else if (nSamples == 4)
+        colorAreas<T, 4, kPairs>(blocks, pSpans, src, dst);
+    else if (kPairs == 2 && blocks.nLoads == 1)
+        colorAreas<T, 3, 3>(blocks, pSpans, src, dst);
+    else
+        colorAreas<T, 3, kPairs>(blocks, pSpans, src, dst);
 }
 
 // ---- whole boxes -------------------------------------------------------------------------------------------------
@@ -183,14 +231,16 @@ BoxLoop boxLoop(int32_t nSamples, int32_t nWide) noexcept {
 
 }  // namespace
 
-void prepareAreas8(AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, size_t nCount, uint32_t nWeights,
-                   int32_t nColumns) noexcept {
-    if (!cpuHasAvx2() || nCount < 8) return;
+void prepareAreaBlocks(AreaBlocks& blocks, const WorkFormat& format, const AreaSpan* pSpans, size_t nCount,
+                       uint32_t nWeights, int32_t nColumns) noexcept {
+    if (!cpuHasAvx2() || nCount < 8 || (format.type != SampleType::u8 && format.type != SampleType::u16)) return;
+    const int32_t nBytes = int32_t(bytesOf(format.type)), nSamples = format.nSamples;
     // The middle of the row has the common weight. What lies before and behind it is left to the plain loops, and at
     // least two pixels at its end, which take what is stored in excess.
     const uint64_t nCommon = pSpans[nCount / 2].weight(nWeights);
-    const Reciprocal divide(nCommon, 8);
-    if (!divide.m || nCommon > UINT32_MAX / 256) return;
+    const uint32_t nBits = uint32_t(nBytes) * 8;
+    const Reciprocal divide(nCommon, nBits);
+    if (!divide.m || nCommon > UINT32_MAX >> nBits) return;
     size_t nFrom = 0, nTo = nCount - 2;
     while (nFrom < nTo && pSpans[nFrom].weight(nWeights) != nCommon) ++nFrom;
     size_t n = nFrom;
@@ -198,23 +248,25 @@ void prepareAreas8(AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans,
     for (; n < nTo && pSpans[n].weight(nWeights) == nCommon; ++n) nTaps = std::max(nTaps, tapsOf(pSpans[n]));
     nTo = n;
     if (nTaps > kMostTaps) return;
-    const int32_t nStep = stepPixels(nSamples);
-    const size_t nLoads = nTaps <= loadPixels(nSamples) ? 1 : size_t((nTaps + nStep - 1) / nStep);
-    const int64_t nReach = int64_t(nLoads - 1) * nStep * nSamples + loadBytes(nSamples);  // bytes that are read
-    while (nTo > nFrom && int64_t(pSpans[nTo - 1].nFirst) * nSamples + nReach > int64_t(nColumns) * nSamples) --nTo;
+    const int32_t nStep = stepPixels(nBytes, nSamples);
+    const size_t nLoads = nTaps <= loadPixels(nBytes, nSamples) ? 1 : size_t((nTaps + nStep - 1) / nStep);
+    const int64_t nPixel = nBytes * nSamples,
+                  nReach = int64_t(nLoads - 1) * nStep * nPixel + loadBytes(nBytes, nSamples);  // bytes that are read
+    while (nTo > nFrom && pSpans[nTo - 1].nFirst * nPixel + nReach > nColumns * nPixel) --nTo;
     nTo = nFrom + (nTo - nFrom) / 4 * 4;
     if (nTo == nFrom || !blocks.weights.allocateCleared(uint64_t(nTo - nFrom) * nLoads * 8)) return;
     blocks.stretch = {nFrom, nTo};
     blocks.nLoads = nLoads;
+    blocks.nWeight = uint32_t(nCommon);
     blocks.m = divide.m;
     blocks.nShift = divide.nShift;
     int16_t* w = blocks.weights.get();
     for (size_t i = nFrom; i < nTo; ++i, w += nLoads * 8) {
         const AreaSpan& span = pSpans[i];
-        // Tap j stands in load j / nStep; a single load has up to five of them.
-        const auto put = [&](int32_t j, uint32_t n1) {
+        // Tap j stands in load j / nStep; a single load may have one more.
+        const auto put = [&](int32_t j, uint32_t nWeight) {
             const int32_t nLoad = nLoads == 1 ? 0 : j / nStep;
-            w[nLoad * 8 + j - nLoad * nStep] = int16_t(n1);
+            w[nLoad * 8 + j - nLoad * nStep] = int16_t(nWeight);
         };
         put(0, span.w0);
         for (int32_t j = 1; j <= span.nWhole; ++j) put(j, nWeights);
@@ -222,16 +274,12 @@ void prepareAreas8(AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans,
     }
 }
 
-void areaRow8(const AreaBlocks& blocks, int32_t nSamples, const AreaSpan* pSpans, const uint8_t* pSrc,
-              uint8_t* pDst) noexcept {
-    if (nSamples == 1)
-        grayAreas(blocks, pSpans, pSrc, pDst);
-    else if (nSamples == 4)
-        colorAreas<4, 2>(blocks, pSpans, pSrc, pDst);
-    else if (blocks.nLoads == 1)
-        colorAreas<3, 3>(blocks, pSpans, pSrc, pDst);
+void areaVectors(const AreaBlocks& blocks, const WorkFormat& format, const AreaSpan* pSpans, const void* pSrc,
+                 void* pDst) noexcept {
+    if (format.type == SampleType::u8)
+        areasOf<uint8_t>(blocks, format.nSamples, pSpans, pSrc, pDst);
     else
-        colorAreas<3, 2>(blocks, pSpans, pSrc, pDst);
+        areasOf<uint16_t>(blocks, format.nSamples, pSpans, pSrc, pDst);
 }
 
 bool hasBoxes8(int32_t nSamples, int32_t nWide, int32_t nRows) noexcept {
@@ -257,8 +305,8 @@ void boxMeans8(int32_t nSamples, int32_t nWide, const uint8_t* pSrc, size_t nStr
 
 bool hasBoxes8(int32_t, int32_t, int32_t) noexcept { return false; }
 void boxMeans8(int32_t, int32_t, const uint8_t*, size_t, uint32_t, uint8_t*, size_t) noexcept {}
-void prepareAreas8(AreaBlocks&, int32_t, const AreaSpan*, size_t, uint32_t, int32_t) noexcept {}
-void areaRow8(const AreaBlocks&, int32_t, const AreaSpan*, const uint8_t*, uint8_t*) noexcept {}
+void prepareAreaBlocks(AreaBlocks&, const WorkFormat&, const AreaSpan*, size_t, uint32_t, int32_t) noexcept {}
+void areaVectors(const AreaBlocks&, const WorkFormat&, const AreaSpan*, const void*, void*) noexcept {}
 
 #endif
 
