@@ -161,26 +161,6 @@ TEST(ColorRegion, SelectsTheSamePixelsAsTheRules) {
     EXPECT_GT(nMixed, nRuns / 4);
 }
 
-TEST(ColorRegion, EntriesOfOneColourAndIndices) {
-    for (const int32_t nBits : {4, 8}) {
-        Bitmap bm(nBits, 3, 1);
-        bm->pPalette[3] = bm->pPalette[9] = {1, 2, 3, 0};
-        Bytes row(bm->BytesPerLine);
-        for (size_t x = 0; x < 3; ++x)
-            rv::visitDepth(nBits, [&](auto bits) { rv::Pixel<bits>::put(row.data(), x, x == 0 ? 3 : x == 1 ? 9 : 5); });
-        setContents(bm.record, row);
-        const auto area = [&](COLORREF cr) {
-            EXPECT_EQ(R_SetBitmapRgnColor(&bm, cr, RGN_MODE_SET), 1);
-            uint32_t n = 99;
-            R_GetBitmapRgnArea(&bm, &n);
-            return n;
-        };
-        EXPECT_EQ(area(0x010203), nBits == 8 ? 2u : 1u);
-        EXPECT_EQ(area(0x1000009), 1u);
-        EXPECT_EQ(area(0xFE01FE), 0u);
-    }
-}
-
 TEST(ColorRegion, StatusesInOrder) {
     Bitmap bm(8, 4, 4);
     const uint32_t hsv = 0;
