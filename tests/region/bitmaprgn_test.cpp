@@ -1,4 +1,4 @@
-// The region of a bitmap, set, combined and read back, against grids of pixels.
+// The region of a bitmap, set, combined and read back, against planes of pixels.
 #include "ravokit/bitmaprgn.h"
 
 #include <gtest/gtest.h>
@@ -10,55 +10,20 @@
 #include "ravokit/ravokit.h"
 #include "tests/support/bitmaps.h"
 #include "tests/support/faults.h"
+#include "tests/support/regions.h"
 
 namespace {
 
 using namespace rv;
 using namespace test;
 
-constexpr int kBeyond = 30;  // what a grid tells of on each side of the bitmap
+constexpr RECT kWide{-30, -30, 70, 60};
 
-// Pixels of columns and rows -kBeyond to 2 * kBeyond + 39.
-struct Grid {
-    static constexpr int kSide = 100;
-    std::vector<uint8_t> at = std::vector<uint8_t>(kSide * kSide);
-    bool operator==(const Grid&) const = default;
-    uint8_t& operator()(int x, int y) { return at.at(size_t((y + kBeyond) * kSide + x + kBeyond)); }
-    static Grid where(const std::function<bool(int, int)>& test) {
-        Grid grid;
-        for (int y = -kBeyond; y < kSide - kBeyond; ++y)
-            for (int x = -kBeyond; x < kSide - kBeyond; ++x) grid(x, y) = test(x, y);
-        return grid;
-    }
-};
-
-Grid gridOf(const RavoRgn& rgn) {
-    EXPECT_TRUE(isWellFormed(rgn));
-    Grid grid;
-    forEachSpan(rgn, [&](int y, int left, int right) {
-        for (int x = left; x < right; ++x) grid(x, y) = 1;
-    });
-    return grid;
-}
-
-RavoRgn* regionOf(Grid grid) {
-    RgnBuilder builder;
-    EXPECT_EQ(RgnBuilderBegin(builder, {-kBeyond, -kBeyond, Grid::kSide - kBeyond, Grid::kSide - kBeyond}), 1);
-    for (int y = -kBeyond; y < Grid::kSide - kBeyond; ++y) {
-        for (int x = -kBeyond, from; x < Grid::kSide - kBeyond; ++x) {
-            for (from = x; x < Grid::kSide - kBeyond && grid(x, y); ++x) continue;
-            if (from < x) builder.add(from, x);
-        }
-        EXPECT_EQ(RgnBuilderEndRow(builder), 1);
-    }
-    return RgnBuilderFinish(builder);
-}
-
-Grid noise(uint32_t seed, const RECT& within, int density = 3) {
-    return Grid::where([&](int x, int y) {
-        const uint32_t n = (uint32_t(x + 99) * 2654435761u + uint32_t(y + 99) * 2246822519u) ^ seed * 3266489917u;
-        return x >= within.left && x < within.right && y >= within.top && y < within.bottom &&
-               int(n >> 9 & 7) < density;
+// Pixels at random in a box.
+Plane noise(uint32_t seed, const RECT& box) {
+    std::mt19937 random(seed);
+    return Plane::where([&](int x, int y) {
+        return x >= box.left && x < box.right && y >= box.top && y < box.bottom && random() % 8 < 3;
     });
 }
 
@@ -72,30 +37,31 @@ struct Handle {
 };
 
 TEST(BitmapRgn, ModesCombineNewAndOld) {
-    constexpr RECT kAll{-kBeyond, -kBeyond, Grid::kSide - kBeyond, Grid::kSide - kBeyond};
     for (const bool bClip : {true, false})
         for (const bool bOld : {true, false})
             for (uint32_t uMode = 0; uMode <= 6; ++uMode) {
                 Bitmap bm(8, 40, 25);
                 R_SetBitmapRgnClip(&bm, bClip);
                 EXPECT_EQ(R_GetBitmapRgnClip(&bm), bClip);
-                Grid a = noise(1, kAll), b = noise(2, kAll);
-                const auto inside = [&](int x, int y) { return x >= 0 && x < 40 && y >= 0 && y < 25; };
-                const auto inBox = [&](int x, int y) { return !bClip || inside(x, y); };
+                const Plane a = noise(1, kWide), b = noise(2, kWide);
+                const RECT box = bClip ? RECT{0, 0, 40, 25} : kWide;
+                const auto inBox = [&](int x, int y) {
+                    return x >= box.left && x < box.right && y >= box.top && y < box.bottom;
+                };
                 if (bOld) {
                     ASSERT_EQ(R_SetBitmapRgn(&bm, &kPlain, regionOf(b), RGN_MODE_SET), 1);
                 }
                 ASSERT_EQ(R_SetBitmapRgn(&bm, nullptr, regionOf(a), uMode), 1);
-                ASSERT_EQ(gridOf(*bm->pRgnInfo), Grid::where([&](int x, int y) {
-                              const bool o = bOld ? b(x, y) : inBox(x, y), n = a(x, y);
+                ASSERT_EQ(planeOf(*bm->pRgnInfo), Plane::where([&](int x, int y) {
+                              const bool o = bOld ? b.at(x, y) : inBox(x, y), n = a.at(x, y);
                               const bool out[] = {n && o, n, n && !o, o && !n, n || o, n != o, !n};
                               return inBox(x, y) && out[uMode];
                           }))
                     << uMode << bOld << bClip;
                 uint32_t nArea = 0;
                 ASSERT_EQ(R_GetBitmapRgnArea(&bm, &nArea), 1);
-                Grid is = gridOf(*bm->pRgnInfo);
-                EXPECT_EQ(nArea, std::count(is.at.begin(), is.at.end(), 1));
+                const Plane is = planeOf(*bm->pRgnInfo);
+                EXPECT_EQ(nArea, std::count(is.bytes.begin(), is.bytes.end(), 1));
                 for (int y = -3; y < 28; ++y) {  // the segments are those of the row inside the bitmap
                     uint32_t nMax = 0, nWords = 99;
                     R_GetBitmapClipSegmentsMax(&bm, &nMax);
@@ -105,9 +71,9 @@ TEST(BitmapRgn, ModesCombineNewAndOld) {
                     std::vector<uint8_t> row(40), want(40);
                     for (uint32_t k = 0; k < nWords; k += 2)
                         for (uint32_t x = words[k]; x < words[k + 1]; ++x) row.at(x) = 1;
-                    for (int x = 0; x < 40 && y >= 0 && y < 25; ++x) want[size_t(x)] = is(x, y);
+                    for (int x = 0; x < 40 && y >= 0 && y < 25; ++x) want[size_t(x)] = is.at(x, y);
                     ASSERT_EQ(row, want) << y;
-                    EXPECT_EQ(R_IsPtInBitmapRgn(&bm, y, 5), is(5, y));
+                    EXPECT_EQ(R_IsPtInBitmapRgn(&bm, y, 5), is.at(5, y));
                 }
             }
 }
@@ -118,7 +84,7 @@ TEST(BitmapRgn, MappingsLeadInAndOut) {
             // The same picture in both views: its mask moves by pixels, its region through the mapping.
             Bitmap from(1, 37, 22);
             from->ViewPerspective = nFrom;
-            const Grid shape = noise(uint32_t(nFrom), {0, 0, 37, 22});
+            const Plane shape = noise(uint32_t(nFrom), {0, 0, 37, 22});
             RegionOwner rgn(regionOf(shape));
             ASSERT_EQ(R_SetBitmapRgn(&from, nullptr, R_CopyRavoRgnPtr(rgn.get(), nullptr), RGN_MODE_SET), 1);
             BITMAPRECORD mask{};
@@ -130,11 +96,11 @@ TEST(BitmapRgn, MappingsLeadInAndOut) {
             R_FreeBitmap(&mask);
             const RgnMapping mapping = seenAs(nFrom);
             ASSERT_EQ(R_SetBitmapRgn(&to, &mapping, R_CopyRavoRgnPtr(rgn.get(), nullptr), RGN_MODE_SET), 1);
-            EXPECT_EQ(gridOf(*to->pRgnInfo), gridOf(*want->pRgnInfo)) << nFrom << " to " << nTo;
+            EXPECT_EQ(planeOf(*to->pRgnInfo), planeOf(*want->pRgnInfo)) << nFrom << " to " << nTo;
             if (nTo == TOP_RIGHT && nFrom == LEFT_BOTTOM) continue;  // rectangles don't turn there
             Handle h;
             ASSERT_EQ(R_GetBitmapRgnHandle(&to, &mapping, &h.h), 1);
-            EXPECT_EQ(gridOf(h.region()), shape) << nFrom << " to " << nTo;
+            EXPECT_EQ(planeOf(h.region()), shape) << nFrom << " to " << nTo;
         }
     Bitmap bm(8, 60, 50);
     const RECT box{-3, 2, 9, 7};
@@ -175,18 +141,18 @@ TEST(BitmapRgn, DisplayHandlesAreKept) {
     EXPECT_EQ(GetRgnBox(h, &r), 2);
     EXPECT_TRUE(bOwned == 1 && r.right == 40 && r.bottom == 25);
     DeleteObject(h);
-    const Grid shape = noise(3, {0, 0, 40, 25});
+    const Plane shape = noise(3, {0, 0, 40, 25});
     ASSERT_EQ(R_SetBitmapRgn(&bm, nullptr, regionOf(shape), RGN_MODE_SET), 1);
     ASSERT_EQ(R_IntGetBitmapRgnHandle(&bm, nullptr, &h, &bOwned), 1);
-    EXPECT_TRUE(bOwned == 0 && gridOf(*static_cast<RavoRgn*>(h->pBlock)) == shape);
+    EXPECT_TRUE(bOwned == 0 && planeOf(*static_cast<RavoRgn*>(h->pBlock)) == shape);
     RgnMapping mapping = kPlain;
     mapping.XOffset = 4;
     mapping.YOffset = -7;
     for (int i = 0; i < 2; ++i) {
         ASSERT_EQ(R_IntGetBitmapRgnHandle(&bm, &mapping, &again, &bOwned), 1);
         EXPECT_TRUE(again == h && bOwned == 0);
-        EXPECT_EQ(gridOf(*static_cast<RavoRgn*>(h->pBlock)), Grid::where([&](int x, int y) {
-                      return x >= 4 && x < 44 && y >= -7 && y < 18 && Grid(shape)(x - 4, y + 7);
+        EXPECT_EQ(planeOf(*static_cast<RavoRgn*>(h->pBlock)), Plane::where([&](int x, int y) {
+                      return x >= 4 && x < 44 && y >= -7 && y < 18 && shape.at(x - 4, y + 7);
                   }));
     }
     mapping.YScaleNum = 2;
@@ -202,7 +168,7 @@ TEST(BitmapRgn, DisplayHandlesAreKept) {
               R_GetBitmapRgnData(&bm, nullptr, 0, 0));
     Bitmap other(8, 40, 25);
     ASSERT_EQ(R_SetBitmapRgnData(&other, nullptr, int32_t(nRects + 2) * 16, pData, RGN_MODE_SET), 1);
-    EXPECT_EQ(gridOf(*other->pRgnInfo), shape);
+    EXPECT_EQ(planeOf(*other->pRgnInfo), shape);
     EXPECT_EQ(R_SetBitmapRgnData(&other, nullptr, 31, pData, RGN_MODE_SET), -1);
     EXPECT_EQ(R_SetBitmapRgnData(&other, nullptr, 0, nullptr, RGN_MODE_SET), 1);
     EXPECT_EQ(R_BitmapHasRgn(&other), 0);
@@ -212,8 +178,8 @@ TEST(BitmapRgn, DisplayHandlesAreKept) {
     Handle sized;
     ASSERT_EQ(R_GetResizedRgnHandle(&bm, &src, &dst, &sized.h, &bOwned), 1);
     EXPECT_EQ(bOwned, 1);
-    EXPECT_EQ(gridOf(sized.region()), Grid::where([&](int x, int y) {
-                  return x >= 10 && x < 50 && y >= 20 && y < 40 && Grid(shape)((x - 10) / 2 + 5, (y - 20) / 2 + 5);
+    EXPECT_EQ(planeOf(sized.region()), Plane::where([&](int x, int y) {
+                  return x >= 10 && x < 50 && y >= 20 && y < 40 && shape.at((x - 10) / 2 + 5, (y - 20) / 2 + 5);
               }));
     ASSERT_EQ(R_GetResizedRgnHandle(&bm, nullptr, &src, &h, &bOwned), 1);
     EXPECT_EQ(bOwned, 0);
@@ -261,16 +227,16 @@ TEST(BitmapRgn, MasksComeBack) {
     ASSERT_EQ(R_SetBitmapRgnRect(&deep, nullptr, &box, RGN_MODE_SET), 1);
     R_FillBitmap(&deep, 0xFFFFFF);
     ASSERT_EQ(R_SetBitmapRgnFromMask(&bm, nullptr, &deep, RGN_MODE_SET), 1);
-    EXPECT_EQ(gridOf(*bm->pRgnInfo), gridOf(*deep->pRgnInfo));
+    EXPECT_EQ(planeOf(*bm->pRgnInfo), planeOf(*deep->pRgnInfo));
 }
 
 TEST(BitmapRgn, ShapesAndStatuses) {
     Bitmap bm(8, 40, 25), ways[] = {Bitmap(), Bitmap()};
     const RECT box{4, 2, 24, 20}, upside{4, 2, 24, -16};
     ASSERT_EQ(R_SetBitmapRgnEllipse(&bm, nullptr, &box, RGN_MODE_SET), 1);
-    const Grid ellipse = gridOf(*bm->pRgnInfo);
+    const Plane ellipse = planeOf(*bm->pRgnInfo);
     ASSERT_EQ(R_SetBitmapRgnEllipse(&bm, nullptr, &upside, RGN_MODE_SET), 1);
-    EXPECT_EQ(gridOf(*bm->pRgnInfo), ellipse);
+    EXPECT_EQ(planeOf(*bm->pRgnInfo), ellipse);
     ASSERT_EQ(R_SetBitmapRgnEllipse(&bm, nullptr, &box, RGN_MODE_XOR | RGN_ELLIPSE_HANDLE), 1);
     EXPECT_TRUE(R_BitmapHasRgn(&bm) && !bm->pRgnInfo->RowTableSize);
     EXPECT_EQ(R_SetBitmapRgnEllipse(nullptr, nullptr, &box, 8), -13);
@@ -332,7 +298,7 @@ TEST(BitmapRgn, ShapesAndStatuses) {
 
 // Every course with memory that ends at each of its allocations: -1 or 0, the region as before, nothing kept.
 TEST(BitmapRgn, MemoryRunsOut) {
-    const Grid shape = noise(7, {0, 0, 40, 25}, 4);
+    const Plane shape = noise(7, {0, 0, 40, 25});
     const RECT box{3, 3, 30, 20};
     Bitmap mask(1, 40, 25);
     fillRandom(mask.record, 9);
@@ -368,7 +334,7 @@ TEST(BitmapRgn, MemoryRunsOut) {
             ASSERT_TRUE(status == 1 ? n > 0 : status <= 0) << which << " " << n;
             if (status == 1) break;  // perhaps with a table that could not be trimmed
             ASSERT_EQ(faults::liveBlocks(), blocks) << which << " " << n;
-            ASSERT_EQ(gridOf(*bm->pRgnInfo), shape) << which << " " << n;
+            ASSERT_EQ(planeOf(*bm->pRgnInfo), shape) << which << " " << n;
         }
 }
 

@@ -5,50 +5,30 @@
 #include <functional>
 #include <set>
 
-#include "internal/bitmaprgn_.h"
-#include "internal/progress.h"
 #include "ravokit/ravokit.h"
 #include "tests/support/bitmaps.h"
-#include "tests/support/faults.h"
+#include "tests/support/regions.h"
 
 namespace {
 
 using namespace rv;
 using namespace test;
 
-using Shape = std::function<bool(int x, int y)>;
-
-// Noise, or rectangles, that reach nBeyond pixels out of the bitmap.
-Shape randomShape(const BITMAPRECORD& bm, uint32_t seed, int beyond = 0) {
-    std::mt19937 random(seed);
-    const int density = seed % 3 ? 0 : int(seed % 5) + 2;
-    std::vector<RECT> rects;
-    for (int i = 0; i < 5; ++i) {
-        const int left = int(random() % uint32_t(bm.Width + 2 * beyond)) - beyond - 3;
-        const int top = int(random() % uint32_t(bm.Height + 2 * beyond)) - beyond - 2;
-        rects.push_back({left, top, left + 1 + int(random() % 20), top + 1 + int(random() % 9)});
+// A shape around the bitmap's upper left part, which reaches out of it.
+struct Shape {
+    Plane plane;
+    explicit Shape(uint32_t seed) {
+        std::mt19937 random(seed);
+        plane = randomPlane(random);
     }
-    return [=](int x, int y) {
-        if (density) return int((uint32_t(x + 99) * 2654435761u ^ uint32_t(y + 99) * 40503u ^ seed) >> 7) % 7 < density;
-        return std::any_of(rects.begin(), rects.end(),
-                           [=](const RECT& r) { return x >= r.left && x < r.right && y >= r.top && y < r.bottom; });
-    };
-}
-
-void setRegion(BITMAPRECORD& bm, const Shape& test, int beyond = 0) {
-    RgnBuilder builder;
-    const RECT box{-beyond, -beyond, bm.Width + beyond, bm.Height + beyond};
-    ASSERT_EQ(RgnBuilderBegin(builder, box), 1);
-    for (int y = box.top; y < box.bottom; ++y) {
-        for (int x = box.left, from; x < box.right; ++x) {
-            for (from = x; x < box.right && test(x, y); ++x) continue;
-            if (from < x) builder.add(from, x);
-        }
-        ASSERT_EQ(RgnBuilderEndRow(builder), 1);
+    bool at(int x, int y) const { return plane.at(x - 20, y - 15); }
+    void set(BITMAPRECORD& bm, bool bClip = true) const {
+        RavoRgn* const p = regionOf(plane);
+        R_OffsetRavoRgn(p, 20, 15);
+        R_SetBitmapRgnClip(&bm, bClip);
+        ASSERT_EQ(R_SetBitmapRgn(&bm, nullptr, p, RGN_MODE_SET), 1);
     }
-    if (beyond) R_SetBitmapRgnClip(&bm, 0);
-    ASSERT_EQ(R_SetBitmapRgn(&bm, nullptr, RgnBuilderFinish(builder), RGN_MODE_SET), 1);
-}
+};
 
 struct Mask {
     BITMAPRECORD bm{};
@@ -111,13 +91,13 @@ TEST(FollowRegion, MaskAfterAnOperationIsTheOperationOnTheMask) {
                     if (holding != Holding::conventional && nView % 8 != int32_t(what.size()) % 8) continue;
                     if (nBits == 24 && holding != Holding::super) continue;
                     const bool bSquare = ++seed % 4 == 0;
-                    Bitmap bm(nBits, bSquare ? 41 : 67, 41, holding);
+                    Bitmap bm(nBits, bSquare ? 29 : 43, 29, holding);
                     ASSERT_EQ(bm.nStatus, 1);
                     SCOPED_TRACE(what + ", view " + std::to_string(nView) + ", " + std::to_string(nBits) + " bits, " +
                                  nameOf(holding) + ", shape " + std::to_string(seed));
                     fillRandom(bm.record, seed);
                     bm->ViewPerspective = nView;
-                    setRegion(bm.record, randomShape(bm.record, seed));
+                    Shape(seed).set(bm.record);
                     Mask expected(bm.record);
                     ASSERT_EQ(operate(bm.record), 1);
                     ASSERT_EQ(operate(expected.bm), 1);
@@ -132,7 +112,7 @@ TEST(FollowRegion, MaskAfterAnOperationIsTheOperationOnTheMask) {
 TEST(FollowRegion, OtherCoursesKeepOrScaleIt) {
     Bitmap bm(24, 60, 40), to(24, 30, 100);
     fillRandom(bm.record, 1);
-    setRegion(bm.record, randomShape(bm.record, 4));
+    Shape(5).set(bm.record);
     const auto scaled = [](RavoRgn& rgn, int w, int h) {
         RavoRgn* p = R_CopyRavoRgnPtr(&rgn, nullptr);
         R_ScaleRavoRgn(p, w, 60, h, 40);
@@ -168,14 +148,13 @@ TEST(FollowRegion, FillsKeepInside) {
     uint32_t seed = 0;
     for (const int32_t nBits : kDepths)
         for (const Holding holding : holdingsOf(nBits)) {
-            const int beyond = ++seed % 2 ? 0 : 9;
-            Bitmap bm(nBits, 75, 33, holding), all(nBits, 75, 33);
+            const Shape shape(++seed);
+            Bitmap bm(nBits, 43, 29, holding), all(nBits, 43, 29);
             ASSERT_EQ(bm.nStatus, 1);
             SCOPED_TRACE(std::to_string(nBits) + " bits, " + nameOf(holding) + ", shape " + std::to_string(seed));
             fillRandom(bm.record, seed);
             const Bytes before = contents(bm.record);
-            const Shape in = randomShape(bm.record, seed, beyond);
-            setRegion(bm.record, in, beyond);
+            shape.set(bm.record, seed % 2);
             ASSERT_EQ(R_FillBitmap2(&all, 0x3377EE, 99), 1);
             ASSERT_EQ(R_FillBitmap2(&bm, 0x3377EE, 99), 1);
             const Bytes after = contents(bm.record), one = contents(all.record);
@@ -186,9 +165,9 @@ TEST(FollowRegion, FillsKeepInside) {
                     const size_t at = size_t(y) * bm->BytesPerLine;
                     const uint64_t was = pixelAt(&before[at], nBits, size_t(x));
                     ASSERT_EQ(pixelAt(&after[at], nBits, size_t(x)),
-                              in(x, y) ? pixelAt(one.data(), nBits, size_t(x)) : was)
+                              shape.at(x, y) ? pixelAt(one.data(), nBits, size_t(x)) : was)
                         << x << " " << y;
-                    ASSERT_EQ(pixelAt(&cleared[at], nBits, size_t(x)), in(x, y) ? 0 : was) << x << " " << y;
+                    ASSERT_EQ(pixelAt(&cleared[at], nBits, size_t(x)), shape.at(x, y) ? 0 : was) << x << " " << y;
                 }
         }
 }
@@ -197,14 +176,14 @@ TEST(FollowRegion, PixelsAlphaAndCountsKeepInside) {
     for (uint32_t seed = 0; seed < 6; ++seed) {
         Bitmap bm(32, 40, 30);
         fillRandom(bm.record, seed);
-        const Shape in = randomShape(bm.record, seed, 5);
-        setRegion(bm.record, in, 5);
+        const Shape shape(seed);
+        shape.set(bm.record, seed % 2);
         const RECT box = bm->pRgnInfo->rcBounds;
         std::set<uint64_t> colors;
         const Bytes before = contents(bm.record);
         for (int y = 0; y < 30; ++y)
             for (int x = 0; x < 40; ++x)
-                if (in(x, y)) colors.insert(pixelAt(&before[size_t(y) * 160], 32, size_t(x)) & 0xFFFFFF);
+                if (shape.at(x, y)) colors.insert(pixelAt(&before[size_t(y) * 160], 32, size_t(x)) & 0xFFFFFF);
         uint32_t nColors = 0;
         ASSERT_EQ(R_GetBitmapColorCountExt(&bm, &nColors, nullptr), 1);
         EXPECT_EQ(nColors, colors.size());
@@ -216,10 +195,10 @@ TEST(FollowRegion, PixelsAlphaAndCountsKeepInside) {
             for (int x = 0; x < 40; ++x) {
                 const uint64_t was = pixelAt(&before[size_t(y) * 160], 32, size_t(x));
                 const bool bRow = y >= box.top && y < box.bottom;  // alpha goes by rows
-                const uint64_t color = in(x, y) ? 0x030201 : was & 0xFFFFFF;
+                const uint64_t color = shape.at(x, y) ? 0x030201 : was & 0xFFFFFF;
                 const uint64_t is = pixelAt(&after[size_t(y) * 160], 32, size_t(x));
                 ASSERT_EQ(is & 0xFFFFFF, color) << x << " " << y;
-                ASSERT_TRUE(in(x, y) || is >> 24 == (bRow ? 7 : was >> 24)) << x << " " << y;
+                ASSERT_TRUE(shape.at(x, y) || is >> 24 == (bRow ? 7 : was >> 24)) << x << " " << y;
             }
     }
 }
