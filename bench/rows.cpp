@@ -9,12 +9,14 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "bench/textpage.h"
@@ -417,13 +419,17 @@ void colorAndGray(Bitmap& photo) {
         });
 }
 
-#include "bench/rows_combine.h"
+#include "bench/rows_contours.h"
+#include "bench/rows_region.h"
+#include "bench/rows_colorrgn.h"
+#include "bench/rows_bitmaprgn.h"
+#include "bench/rows_resize.h"
 #include "bench/rows_view.h"
 #include "bench/rows_turns.h"
 #include "bench/rows_rotate.h"
-#include "bench/rows_pull.h"
+#include "bench/rows_combine.h"
 #include "bench/rows_resample.h"
-#include "bench/rows_resize.h"
+#include "bench/rows_pull.h"
 
 }  // namespace
 
@@ -442,12 +448,16 @@ int main(int argc, char** argv) {
     colorAndGray(photo);
     rectangles(photo);
     colorModels(photo);
-    combines(photo);
+    regions();
+    colorRegions();
+    bitmapRegions();
+    shapes();
+    resizes(photo);
     flips(photo);
     turns(photo);
     rotations(photo);
-    pulledRows(photo);
+    combines(photo);
     resamples(photo);
-    resizes(photo);
+    pulledRows(photo);
     return g_failures ? 1 : 0;
 }

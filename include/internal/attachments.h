@@ -10,15 +10,16 @@ namespace rv {
 struct Attachments {
     // ---- region
     void (*deleteRegion)(RavoRgn* pRegion) noexcept;
+    // Cut to dst unless BMF_RGN_NOCLIP is set there; so is one that was moved.
     int32_t (*copyRegion)(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
-    void (*offsetRegion)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
+    int32_t (*offsetRegion)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
     // The region of a picture whose stored rows were exchanged, or mirrored.
     int32_t (*flipRegion)(BITMAPRECORD& bm) noexcept;
     int32_t (*reverseRegion)(BITMAPRECORD& bm) noexcept;
     // To a picture of another size; bm has the old one still.
     int32_t (*sizeRegion)(BITMAPRECORD& bm, int32_t nWidth, int32_t nHeight) noexcept;
     // bm has the new size already; the picture was nOldWidth x nOldHeight and was turned by nAngle hundredths of a
-    // degree.
+    // degree, clockwise as its view sees it.
     int32_t (*rotateRegion)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight, int32_t nAngle) noexcept;
     // bm has the new size already; its rows moved as R_ShearBitmap tells. The sign of the angle is not looked at.
     int32_t (*shearRegion)(BITMAPRECORD& bm, int32_t nAngle) noexcept;

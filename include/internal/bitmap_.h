@@ -39,6 +39,9 @@ void replaceBitmap(BITMAPRECORD& old, const BITMAPRECORD& fresh, bool bShared) n
 // Takes from a record what belongs to another bitmap too, so that freeing the record leaves it alone.
 void unlinkShared(BITMAPRECORD& bm) noexcept;
 
+// For R_DupBitmapNewDim: the region is duplicated whole, for one who brings it into the new dimensions himself.
+constexpr uint32_t kDupWholeRegion = 0x10000;
+
 // Carries the paint tables and their settings between two bitmaps that both have them.
 void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
 

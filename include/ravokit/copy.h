@@ -12,7 +12,7 @@ RV_C_BEGIN
 enum {
     DUP_ALLOCATE = 1,        ///< allocate storage of the source's class
     DUP_PALETTE = 2,         ///< duplicate palette and gray tables; else the pointers are shared
-    DUP_REGION = 4,          ///< duplicate the region; else the pointer is shared
+    DUP_REGION = 4,          ///< duplicate the region, cut to the new size; else the pointer is shared
     DUP_OVERLAYS = 8,        ///< duplicate the overlays; else the pointer is shared
     DUP_BEGIN_REPLACE = 64,  ///< pfnBeginCopy with flag 0, and the source's lock count
     DUP_BEGIN_COPY = 128     ///< pfnBeginCopy with flag 1, and pfnEndCopy of the source with 1

@@ -93,6 +93,7 @@ TEST(PixelColor, Refusals) {
     }
     rv::Attachments keepsOut = rv::kNoAttachments;  // a region that ends before column 1
     keepsOut.isInRegion = [](const BITMAPRECORD&, int32_t, int32_t nCol) noexcept { return nCol < 1; };
+    const rv::Attachments& old = rv::attachments();
     rv::registerAttachments(keepsOut);
     int region = 0;
     bm->pRgnInfo = reinterpret_cast<RavoRgn*>(&region);
@@ -101,7 +102,7 @@ TEST(PixelColor, Refusals) {
     EXPECT_EQ(R_PutPixelColor(&bm, 0, 0, 0x654321), 1);
     EXPECT_EQ(R_GetPixelColor(&bm, 0, 0), 0x654321u);
     bm->pRgnInfo = nullptr;
-    rv::registerAttachments(rv::kNoAttachments);
+    rv::registerAttachments(old);
 }
 
 TEST(PixelData, BytesThatHoldAPixel) {

@@ -388,6 +388,7 @@ TEST(Resize, AttachmentsFollowOrNothingHappens) {
         bm.pRgnInfo = reinterpret_cast<RavoRgn*>(&g_asked);
         return g_answer;
     };
+    const rv::Attachments& old = rv::attachments();
     rv::registerAttachments(bodies);
     for (const int32_t answer : {-1, 1}) {
         Bitmap bm(8, 20, 10);
@@ -416,7 +417,7 @@ TEST(Resize, AttachmentsFollowOrNothingHappens) {
             EXPECT_EQ(static_cast<void*>(bm->pRgnInfo), answer == 1 ? static_cast<void*>(&g_asked) : &g_thing);
             EXPECT_EQ(bm->pOverlays, answer == 1 ? static_cast<void*>(&g_answer) : &g_thing);
         }
-    rv::registerAttachments(rv::kNoAttachments);
+    rv::registerAttachments(old);
 }
 
 TEST(ResizeFilters, DepthsViewsAndFiltersMeet) {

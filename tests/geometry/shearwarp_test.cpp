@@ -180,7 +180,7 @@ TEST(Shear, CarriesTheRegion) {
     bodies.deleteRegion = [](RavoRgn* p) noexcept { heard += p == old ? "d" : "D"; };
     bodies.reverseRegion = [](BITMAPRECORD&) noexcept { return heard += "r", 1; };
     bodies.offsetRegion = [](BITMAPRECORD& bm, int32_t x, int32_t) noexcept {
-        heard += x == 30 - bm.Width ? "o" : "?";
+        return heard += x == 30 - bm.Width ? "o" : "?", 1;
     };
     bodies.shearRegion = [](BITMAPRECORD& bm, int32_t angle) noexcept {
         return heard += "s", bm.pRgnInfo == fresh && std::abs(angle) == 4500 ? 1 : -3;

@@ -91,7 +91,8 @@ bool settleGrayFlags(const BITMAPRECORD& bm, uint32_t& uFlags) noexcept {
 }
 
 // The copy has its own region and overlays, so that nothing of the caller's changes until all is done.
-constexpr uint32_t kDupFlags = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS | DUP_BEGIN_REPLACE;
+constexpr uint32_t kDupFlags =
+    DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | kDupWholeRegion | DUP_OVERLAYS | DUP_BEGIN_REPLACE;
 
 int32_t sizeInto(BITMAPRECORD& fresh, BITMAPRECORD& bm, bool bToGray, uint32_t uFlags) noexcept {
     if (bToGray) {

@@ -345,7 +345,7 @@ TurnFilter filterOf(const BITMAPRECORD& bm, uint32_t uFlags) noexcept {
 }
 
 struct Request {
-    int32_t nAngle;  // as the caller gave it
+    int32_t nAngle;  // clockwise, of the picture in its normal view
     uint32_t uFlags;
     COLORREF crFill;
     int32_t nStart, nEnd;
@@ -363,7 +363,8 @@ int32_t fillTarget(BITMAPRECORD& dst, BITMAPRECORD& src, const Turn& turn, const
 }
 
 // Region and overlays of the new bitmap are its own, so that the old one stands as it was if they can't be turned.
-constexpr uint32_t kDuplicate = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS | DUP_BEGIN_REPLACE;
+constexpr uint32_t kDuplicate =
+    DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | kDupWholeRegion | DUP_OVERLAYS | DUP_BEGIN_REPLACE;
 
 int32_t turnBitmap(BITMAPRECORD& bm, const Turn& turn, const Request& request) noexcept {
     BITMAPRECORD fresh;
@@ -429,9 +430,9 @@ int32_t R_IntRotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags
     constexpr float kFarthest = 1 << 30;
     if ((uFlags & ROT_CENTER) && !(std::abs(fCenterX) <= kFarthest && std::abs(fCenterY) <= kFarthest)) return -13;
     const int32_t nView = pBitmap->ViewPerspective;
-    const int64_t nTurned = -(int64_t(nAngle) + normaliseView(*pBitmap)) % kWholeTurn;
-    const int32_t nStatus = turnBy(*pBitmap, int32_t((nTurned + kWholeTurn) % kWholeTurn),
-                                   {nAngle, uFlags, crFill, nStart, nEnd}, {fCenterX, fCenterY});
+    const auto nClockwise = int32_t((int64_t(nAngle) + normaliseView(*pBitmap)) % kWholeTurn);
+    const int32_t nStatus = turnBy(*pBitmap, (kWholeTurn - nClockwise) % kWholeTurn,
+                                   {nClockwise, uFlags, crFill, nStart, nEnd}, {fCenterX, fCenterY});
     if (nStatus != 1) pBitmap->ViewPerspective = nView;
     return nStatus;
 }

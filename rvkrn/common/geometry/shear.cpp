@@ -20,7 +20,7 @@ namespace {
 constexpr int32_t kTurnPercent = 20, kReversePercent = 5;
 
 // What palette and overlays share with the old bitmap, and what the region doesn't.
-constexpr uint32_t kShearedDup = DUP_ALLOCATE | DUP_REGION | DUP_BEGIN_REPLACE;
+constexpr uint32_t kShearedDup = DUP_ALLOCATE | DUP_REGION | kDupWholeRegion | DUP_BEGIN_REPLACE;
 constexpr uint32_t kWorkDup = DUP_ALLOCATE | DUP_PALETTE | DUP_REGION | DUP_OVERLAYS | DUP_BEGIN_REPLACE;
 
 // A call inside, which doesn't tell the thread's callback.
@@ -107,7 +107,7 @@ int32_t shearRegion(BITMAPRECORD& fresh, int32_t nOldWidth, int32_t nAngle) noex
     const Attachments& bodies = attachments();
     if (nAngle >= 0) return bodies.shearRegion(fresh, nAngle);
     if (const int32_t n = bodies.reverseRegion(fresh); n != 1) return n;
-    bodies.offsetRegion(fresh, nOldWidth - fresh.Width, 0);
+    if (const int32_t n = bodies.offsetRegion(fresh, nOldWidth - fresh.Width, 0); n != 1) return n;
     if (const int32_t n = bodies.shearRegion(fresh, nAngle); n != 1) return n;
     return bodies.reverseRegion(fresh);
 }

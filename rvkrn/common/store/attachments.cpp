@@ -11,7 +11,6 @@ int32_t copyRegion(BITMAPRECORD& dst, const BITMAPRECORD&) noexcept {
     dst.pRgnInfo = nullptr;
     return 1;
 }
-void offsetRegion(BITMAPRECORD&, int32_t, int32_t) noexcept {}
 int32_t mirrorNothing(BITMAPRECORD&) noexcept { return 1; }
 int32_t sizeNothing(BITMAPRECORD&, int32_t, int32_t) noexcept { return 1; }
 int32_t shearNothing(BITMAPRECORD&, int32_t) noexcept { return 1; }
@@ -42,7 +41,7 @@ std::atomic<const Attachments*> g_bodies{&kNoAttachments};
 
 }  // namespace
 
-constexpr Attachments kNoAttachments{deleteRegion,   copyRegion,    offsetRegion,      mirrorNothing, mirrorNothing,
+constexpr Attachments kNoAttachments{deleteRegion,   copyRegion,    sizeNothing,      mirrorNothing, mirrorNothing,
                                      sizeNothing,    rotateNothing, shearNothing,      wholeBitmap,   wholeRowMax,
                                      wholeRow,       isInBitmap,    closeRegionHandle, freeOverlays,  copyOverlays,
                                      offsetOverlays, mirrorNothing, mirrorNothing,     sizeNothing,   rotateNothing};

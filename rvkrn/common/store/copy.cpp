@@ -13,9 +13,9 @@
 namespace rv {
 namespace {
 
-constexpr uint32_t kDuplicateAll = 191;        // all of its own, for a copy
-constexpr uint32_t kDuplicateInPlace = 127;    // all of its own, in place of the source
-constexpr uint32_t kDuplicateBelongings = 14;  // without storage
+constexpr uint32_t kDuplicateAll = 191 | kDupWholeRegion;        // all of its own, for a copy
+constexpr uint32_t kDuplicateInPlace = 127 | kDupWholeRegion;    // all of its own, in place of the source
+constexpr uint32_t kDuplicateBelongings = 14 | kDupWholeRegion;  // without storage
 
 // Runs body with both bitmaps locked. The worst status wins.
 template <class Body>
@@ -166,7 +166,8 @@ constexpr int32_t negated(int32_t n) noexcept { return n == INT32_MIN ? INT32_MA
 
 // The rectangle into a fresh bitmap of its size, with what hangs on the source moved along.
 int32_t cropInto(BITMAPRECORD& dst, BITMAPRECORD& src, int32_t nCol, int32_t nRow, const Crop& crop) noexcept {
-    if (dst.pRgnInfo) attachments().offsetRegion(dst, negated(nCol), negated(nRow));
+    if (dst.pRgnInfo)
+        if (const int32_t n = attachments().offsetRegion(dst, negated(nCol), negated(nRow)); n != 1) return n;
     if (dst.pOverlays) attachments().offsetOverlays(dst, negated(nCol), negated(nRow));
     return withBothLocked(dst, src, [&] { return cropRows(dst, src, crop); });
 }

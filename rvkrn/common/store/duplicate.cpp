@@ -52,13 +52,21 @@ int32_t copyPalette(BITMAPRECORD& dst, const BITMAPRECORD& src, bool bDeep) noex
     return dst.pPalette ? 1 : -1;
 }
 
+int32_t copyRegion(BITMAPRECORD& dst, const BITMAPRECORD& src, bool bWhole) noexcept {
+    const uint32_t uFlags = dst.Flags;
+    if (bWhole) dst.Flags |= BMF_RGN_NOCLIP;
+    const int32_t n = attachments().copyRegion(dst, src);
+    dst.Flags = uFlags;
+    return n;
+}
+
 int32_t copyBelongings(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noexcept {
     if (const int32_t n = copyPalette(dst, src, uFlags & DUP_PALETTE); n != 1) return n;
     R_CopyPlaybackParms(&dst, &src);
     if (!(uFlags & DUP_REGION))
         dst.pRgnInfo = src.pRgnInfo;
     else if (src.pRgnInfo)
-        if (const int32_t n = attachments().copyRegion(dst, src); n != 1) return n;
+        if (const int32_t n = copyRegion(dst, src, uFlags & kDupWholeRegion); n != 1) return n;
     if (!(uFlags & DUP_OVERLAYS))
         dst.pOverlays = src.pOverlays;
     else if (src.pOverlays)
