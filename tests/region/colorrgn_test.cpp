@@ -44,8 +44,8 @@ struct Rules {
     uint32_t levelAt(int32_t y, int32_t x, bool bAllBits = false) { return uint32_t(converted(y, x, 16, bAllBits)); }
 
     template <class F>
-    Plane where(F passes) {
-        Plane out;
+    Selection where(F passes) {
+        Selection out;
         for (int32_t y = 0; y < bm.Height; ++y)
             for (int32_t x = 0; x < bm.Width; ++x) out.push_back(passes(y, x));
         return out;
@@ -53,7 +53,7 @@ struct Rules {
     static uint32_t channel(COLORREF cr, int i) { return cr >> (8 * i) & 255; }
     static COLORREF gray(uint32_t n) { return n * 0x010101; }
 
-    Plane color(COLORREF cr) {
+    Selection color(COLORREF cr) {
         if (COLOR_IS_GRAY(cr) && bDeepGray && !pLUT)
             return where([&](int32_t y, int32_t x) { return levelAt(y, x) == (cr & 0xFFFF); });
         if (COLOR_IS_GRAY(cr)) cr = gray(cr >> 8 & 255);
@@ -69,7 +69,7 @@ struct Rules {
         return where([&](int32_t y, int32_t x) { return picture.at(y, x) == i; });
     }
 
-    Plane rgbRange(COLORREF low, COLORREF high) {
+    Selection rgbRange(COLORREF low, COLORREF high) {
         if (bDeepGray && (COLOR_IS_GRAY(low) || COLOR_IS_GRAY(high))) {
             uint32_t uLow = low & 0xFFFF, uHigh = high & 0xFFFF;
             if (!COLOR_IS_GRAY(low)) uLow = 256 * std::max({channel(low, 0), channel(low, 1), channel(low, 2)});
@@ -96,7 +96,7 @@ struct Rules {
         });
     }
 
-    Plane hsvRange(uint32_t low, uint32_t high) {
+    Selection hsvRange(uint32_t low, uint32_t high) {
         const auto [lowH, lowS, lowV] = std::array{channel(low, 0), channel(low, 1), channel(low, 2)};
         const auto [highH, highS, highV] = std::array{channel(high, 0), channel(high, 1), channel(high, 2)};
         return where([&, lowH = lowH, lowS = lowS, lowV = lowV, highH = highH, highS = highS, highV = highV](
@@ -119,7 +119,7 @@ struct Rules {
 TEST(ColorRegion, SelectsTheSamePixelsAsTheRules) {
     int nMixed = 0, nRuns = 0;
     for (const Format& f : kFormats)
-        for (uint32_t seed = 1; seed <= 60; ++seed) {
+        for (uint32_t seed = 1; seed <= (f.nOrder == ORDER_GRAY ? 600 : 60); ++seed) {
             Picture picture(f, seed * 100 + uint32_t(f.nBits));
             ASSERT_TRUE(picture.isHeld());
             BITMAPRECORD& bm = picture.bm();
@@ -140,7 +140,7 @@ TEST(ColorRegion, SelectsTheSamePixelsAsTheRules) {
                 }
                 return cr;
             };
-            const auto check = [&](const char* name, int32_t nStatus, const Plane& want, uint32_t a, uint32_t b) {
+            const auto check = [&](const char* name, int32_t nStatus, const Selection& want, uint32_t a, uint32_t b) {
                 nMixed += isMixed(want), ++nRuns;
                 ASSERT_EQ(nStatus, 1);
                 ASSERT_EQ(picture.selected(), want) << name << " " << a << " " << b << " bits " << f.nBits << " order "
@@ -159,26 +159,6 @@ TEST(ColorRegion, SelectsTheSamePixelsAsTheRules) {
             if (HasFatalFailure()) return;
         }
     EXPECT_GT(nMixed, nRuns / 4);
-}
-
-TEST(ColorRegion, EntriesOfOneColourAndIndices) {
-    for (const int32_t nBits : {4, 8}) {
-        Bitmap bm(nBits, 3, 1);
-        bm->pPalette[3] = bm->pPalette[9] = {1, 2, 3, 0};
-        Bytes row(bm->BytesPerLine);
-        for (size_t x = 0; x < 3; ++x)
-            rv::visitDepth(nBits, [&](auto bits) { rv::Pixel<bits>::put(row.data(), x, x == 0 ? 3 : x == 1 ? 9 : 5); });
-        setContents(bm.record, row);
-        const auto area = [&](COLORREF cr) {
-            EXPECT_EQ(R_SetBitmapRgnColor(&bm, cr, RGN_MODE_SET), 1);
-            uint32_t n = 99;
-            R_GetBitmapRgnArea(&bm, &n);
-            return n;
-        };
-        EXPECT_EQ(area(0x010203), nBits == 8 ? 2u : 1u);
-        EXPECT_EQ(area(0x1000009), 1u);
-        EXPECT_EQ(area(0xFE01FE), 0u);
-    }
 }
 
 TEST(ColorRegion, StatusesInOrder) {
@@ -222,7 +202,7 @@ TEST(ColorRegion, EveryHoldingAndNoMemory) {
             };
             for (int n = f.nBits == 32 && f.nOrder == ORDER_GRAY ? 2 : 3; n >= 0; --n) {
                 ASSERT_EQ(calls(flat.bm(), n), 1);
-                const Plane before = other.selected();
+                const Selection before = other.selected();
                 const long nBlocks = faults::liveBlocks();
                 int32_t nStatus = 0;
                 for (int k = 0; nStatus != 1; ++k) {
@@ -294,8 +274,11 @@ TEST(ColorRegion, SpansOfMasks) {
             if ((b && i < n) != bool(bLast)) want.push_back(int32_t(i));
         }
         for (const rv::MaskOps* p : {&rv::bestMasks(), &rv::kPlainMasks}) {
-            std::vector<int32_t> got((n + 1) / 2 * 2);
-            got.resize(size_t(p->spans(mask.data(), n, got.data()) - got.data()));
+            const size_t nRoom = (n + 1) / 2 * 2;
+            std::vector<int32_t> got(nRoom + 8, -7);
+            const auto nUsed = size_t(p->spans(mask.data(), n, got.data()) - got.data());
+            ASSERT_EQ(std::count(got.begin() + std::ptrdiff_t(nRoom), got.end(), -7), 8) << n;
+            got.resize(nUsed);
             ASSERT_EQ(got, want) << n;
         }
     }

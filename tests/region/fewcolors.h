@@ -16,8 +16,8 @@ inline constexpr Format kFormats[] = {
     {24, ORDER_RGB}, {24, ORDER_BGR}, {24, ORDER_ROMM}, {32, ORDER_RGB}, {32, ORDER_BGR}, {32, ORDER_GRAY},
     {48, ORDER_RGB}, {48, ORDER_BGR}, {48, ORDER_ROMM}, {64, ORDER_RGB}, {64, ORDER_BGR}};
 
-// Pixels as the rows of a bitmap, one after the other.
-using Plane = std::vector<uint8_t>;
+// A byte for each pixel, 1 where it is in, row by row.
+using Selection = std::vector<uint8_t>;
 
 class Picture {
     Bitmap m_bm;
@@ -68,8 +68,8 @@ public:
     int32_t randomCol() { return int32_t(roll(uint32_t(bm().Width))); }
 
     // The region that the bitmap has.
-    Plane selected() {
-        Plane out;
+    Selection selected() {
+        Selection out;
         const RavoRgn* pRgn = bm().pRgnInfo;
         if (!pRgn || !rv::isWellFormed(*pRgn)) return out;
         for (int32_t y = 0; y < bm().Height; ++y)
@@ -79,7 +79,7 @@ public:
 };
 
 // Counts what is neither empty nor full, so that a sweep can tell that it had something to test.
-inline int isMixed(const Plane& plane) {
+inline int isMixed(const Selection& plane) {
     return std::count(plane.begin(), plane.end(), 1) && std::count(plane.begin(), plane.end(), 0);
 }
 

@@ -96,7 +96,8 @@ template <bool bBatch>
     }
 }
 
-// Left and right are the places where a bit differs from the one before. Batches keep clear of the row's end.
+// Left and right are the places where a bit differs from the one before. Whole words go by batches: those of a word
+// stay within the room of its 64 pixels.
 template <bool bBatch>
 [[gnu::always_inline]] inline int32_t* spansOfMask(const uint64_t* pMask, size_t n, int32_t* p) noexcept {
     uint64_t uLast = 0;
@@ -104,8 +105,8 @@ template <bool bBatch>
         const uint64_t v = *pMask++, uChanges = v ^ (v << 1 | uLast);
         uLast = v >> 63;
         if (!uChanges) continue;
-        p = bBatch && n - nBase >= 64 + kBatch ? writePlaces<bBatch>(p, uChanges, nBase)
-                                               : writePlaces<false>(p, uChanges, nBase);
+        p = bBatch && n - nBase >= 64 ? writePlaces<bBatch>(p, uChanges, nBase)
+                                      : writePlaces<false>(p, uChanges, nBase);
     }
     if (uLast) *p++ = int32_t(n);  // n is a multiple of 64
     return p;
