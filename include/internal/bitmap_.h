@@ -1,6 +1,8 @@
 // What the parts of the bitmap store share about a record: its blocks, its size, its storage.
 #pragma once
 
+#include <cstring>
+
 #include "internal/opening.h"
 #include "ravokit/bitmap.h"
 #include "ravokit/memory.h"
@@ -12,6 +14,13 @@ template <class T>
 T* newBlock(uint64_t nCount) noexcept {
     const uint64_t nBytes = nCount * sizeof(T);
     return nBytes > UINT32_MAX ? nullptr : static_cast<T*>(R_GlobalAlloc(1, uint32_t(nBytes), __LINE__, __FILE__));
+}
+// Such a block with a copy of the entries, or null.
+template <class T>
+T* copyBlock(const T* pEntries, uint32_t nCount) noexcept {
+    T* p = newBlock<T>(nCount);
+    if (p) std::memcpy(p, pEntries, size_t(nCount) * sizeof(T));
+    return p;
 }
 template <class T>
 void freeBlock(T*& p) noexcept {

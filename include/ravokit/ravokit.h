@@ -43,4 +43,5 @@
 #include "threading.h"
 #include "types.h"
 #include "view.h"
+#include "windowlevel.h"
 #include "yuv.h"

@@ -8,6 +8,7 @@
 #include "alpha.h"
 #include "failure.h"
 #include "formats.h"
+#include "level.h"
 #include "parse.h"
 #include "pixel.h"
 #include "progress.h"
@@ -110,6 +111,9 @@ void gray(Chain& chain, const std::string& argument) {
     if (nBits != 8 && nBits != 12 && nBits != 16 && nBits != 32) throw Failure("grey has 8, 12, 16 or 32 bits");
     chain.picture = grayPicture(chain.picture, nBits);
 }
+
+void window(Chain& chain, const std::string& argument) { showWindow(chain.picture, parseWindow(argument)); }
+void level(Chain& chain, const std::string& argument) { showWindow(chain.picture, parseLevel(argument)); }
 
 void colors(Chain& chain, const std::string& argument) {
     const int32_t nColors = parseNumber(argument);
@@ -277,6 +281,9 @@ constexpr Step kSteps[] = {
     {"--palette", "fixed|gray|web|FILE", "palette of up to 8 bits; web has 8; FILE gives the palette of a picture",
      wantPalette, When::joined},
     {"--gray", "[8|12|16|32]", "grey of so many bits, 8 if none are told", gray},
+    {"--window", "CENTER,WIDTH", "grey of 8 bits, in which these samples go from black to white", window},
+    {"--level", "LOW,HIGH[,CURVE[,FACTOR]]", "the same by ends; linear, exp, log or sigmoid, the factor in tenths",
+     level},
     {"--colors", "N", "the best 2 to 256 colours for the picture", colors},
     {"--dither", "METHOD",
      "how colours are reduced from here on: none, floyd, stucki, burkes, sierra,\n"

@@ -1,6 +1,5 @@
 // Gray parameters: the bit ranges of deep gray samples and the lookup tables that go with them.
 #include <algorithm>
-#include <cstring>
 
 #include "internal/bitmap_.h"
 #include "internal/opening.h"
@@ -9,13 +8,6 @@
 
 namespace rv {
 namespace {
-
-template <class T>
-T* copyOf(const T* pEntries, uint32_t nCount) noexcept {
-    T* p = newBlock<T>(nCount);
-    if (p) std::memcpy(p, pEntries, size_t(nCount) * sizeof(T));
-    return p;
-}
 
 void freeTables(BITMAPRECORD& bm) noexcept {
     freeBlock(bm.pLUT);
@@ -76,8 +68,8 @@ int32_t R_CopyGrayParams(BITMAPRECORD* pDst, const BITMAPRECORD* pSrc, int32_t b
     RGBQUAD64* pLUT16 = hasWideFields(*pDst) && hasWideFields(*pSrc) ? pSrc->pLUT16 : nullptr;
     const bool b8 = pLUT, b16 = pLUT16;
     if (bDeep) {
-        if (b8) pLUT = copyOf(pLUT, pSrc->LUTLength);
-        if (b16) pLUT16 = copyOf(pLUT16, pSrc->LUT16Length);
+        if (b8) pLUT = copyBlock(pLUT, pSrc->LUTLength);
+        if (b16) pLUT16 = copyBlock(pLUT16, pSrc->LUT16Length);
         if ((b8 && !pLUT) || (b16 && !pLUT16)) {
             freeBlock(pLUT);
             freeBlock(pLUT16);
