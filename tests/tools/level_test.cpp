@@ -70,9 +70,7 @@ TEST(RavoLevel, WindowsOfRealSlices) {
         std::vector<int32_t> samples;
         for (size_t i = 0; i < bytes.size(); i += 2)
             samples.push_back(int16_t(bytes[i] | bytes[i + 1] << 8) + slice.nOffset);
-        const char* pKeep = std::getenv("RAVO_KEEP");
-        const std::string name = "level_" + std::to_string(slice.nCenter) + ".png";
-        const std::string path = pKeep ? pKeep + ("/" + name) : directory / name;
+        const std::string path = directory / "slice.png";
         const auto got = shown(grayOf(samples, slice.nSide, 16, true), "--window",
                                std::to_string(slice.nCenter) + "," + std::to_string(slice.nWidth), path);
         Picture loaded = loadPicture(path);
