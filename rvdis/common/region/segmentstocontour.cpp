@@ -8,6 +8,7 @@
 
 #include "internal/bitmap_.h"
 #include "internal/contours_.h"
+#include "internal/coverage.h"
 #include "internal/region_.h"
 #include "internal/rvclasses_.h"
 
@@ -170,19 +171,6 @@ int32_t Tracer::write(SEGMENTLINES& lines) {
     return 1;
 }
 
-// The stretches that the rectangles of a band cover, which are sorted by their left sides.
-void cover(const std::vector<RECT>& rects, Band& band) {
-    band.clear();
-    for (const RECT& r : rects) {
-        if (!band.empty() && r.left <= band.back().x) {
-            band.back().x = std::max(band.back().x, r.right);
-        } else {
-            band.push_back({r.left, true, 0});
-            band.push_back({r.right, false, 0});
-        }
-    }
-}
-
 int32_t traceUnion(const POINT* pPoints, size_t nRects, SEGMENTLINES& lines) {
     std::vector<RECT> rects;
     std::vector<int32_t> seams;
@@ -198,18 +186,26 @@ int32_t traceUnion(const POINT* pPoints, size_t nRects, SEGMENTLINES& lines) {
     std::sort(seams.begin(), seams.end());
     seams.erase(std::unique(seams.begin(), seams.end()), seams.end());
 
+    std::vector<RECT> ending = rects;
+    std::sort(ending.begin(), ending.end(), [](const RECT& a, const RECT& b) { return a.bottom < b.bottom; });
+
     Tracer tracer;
     Band above, below;
-    std::vector<RECT> active;
-    size_t nNext = 0;
+    Coverage coverage;
+    if (!coverage.prepare(rects.data(), rects.size(), false)) return -1;  // Not enough memory available
+    size_t nNext = 0, nEnd = 0;
     for (const int32_t y : seams) {
-        std::erase_if(active, [y](const RECT& r) { return r.bottom <= y; });
-        for (; nNext < rects.size() && rects[nNext].top == y; ++nNext) {
-            const auto place = std::upper_bound(active.begin(), active.end(), rects[nNext],
-                                                [](const RECT& a, const RECT& b) { return a.left < b.left; });
-            active.insert(place, rects[nNext]);
-        }
-        cover(active, below);
+        while (nEnd < nNext && ending[nEnd].bottom == y) coverage.go(ending[nEnd++]);
+        while (nNext < rects.size() && rects[nNext].top == y) coverage.come(rects[nNext++]);
+        below.clear();
+        coverage.forEachPiece([&](int32_t nLeft, int32_t nRight) {
+            if (!below.empty() && below.back().x == nLeft) {
+                below.back().x = nRight;
+            } else {
+                below.push_back({nLeft, true, 0});
+                below.push_back({nRight, false, 0});
+            }
+        });
         tracer.seam(y, above, below);
         above.swap(below);
     }
