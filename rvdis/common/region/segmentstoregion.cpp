@@ -81,6 +81,7 @@ public:
     int32_t prepare(uint64_t nCount) noexcept { return m_edges.allocate(nCount) ? 1 : -1; }
 
     void addPolygon(const POINT* p, size_t n) noexcept {
+        if (n < 3) return;  // there and back, perhaps over hundreds of millions of rows
         for (size_t i = 0; i + 1 < n; ++i) add(p[i], p[i + 1]);
         add(p[n - 1], p[0]);
     }
