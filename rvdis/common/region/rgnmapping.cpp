@@ -41,7 +41,7 @@ int32_t RgnMapValue(int32_t nValue, int32_t nNum, int32_t nDen, bool bRoundUp) n
     if (!nValue) return 0;
     const int64_t nMore = bRoundUp ? int64_t(nDen) - 1 : 0;
     if (INT32_MAX / std::abs(int64_t(nValue)) >= std::abs(int64_t(nNum)))
-        return int32_t((int64_t(nValue) * nNum + nMore) / nDen);
+        return int32_t(std::clamp<int64_t>((int64_t(nValue) * nNum + nMore) / nDen, INT32_MIN, INT32_MAX));
     const double d = (double(nValue) * nNum + double(nMore)) / nDen;
     return int32_t(std::clamp(std::trunc(d), double(INT32_MIN), double(INT32_MAX)));
 }
