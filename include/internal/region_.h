@@ -221,8 +221,9 @@ int32_t newShape(RavoRgn** ppRgn, const RavoRgn& like) noexcept;
 // A copy of the shape alone. 1 or -1.
 int32_t copyShape(RavoRgn** ppRgn, const RavoRgn& rgn) noexcept;
 
-// Mirrors left to right within a raster of nWidth columns: the spans of a row, as they stand in the table.
-void reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept;
+// Mirrors left to right within a raster of nWidth columns: the spans of a row, as they stand in the table. 1, or -13 a
+// place that 32 bits don't hold.
+int32_t reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept;
 
 // True for one span from left to right of the bounds on every row, and for an empty region.
 bool RgnIsRectangle(const RavoRgn& rgn) noexcept;
