@@ -20,7 +20,8 @@ inline void paintBlobs(Bitmap& mask) {
     };
     for (int32_t y = 0; y < kHeight; ++y)
         for (int32_t x = 0; x < kWidth; ++x) {
-            const int32_t light = lightAt({400, 80, 10}, x, y) + lightAt({90, 40, 11}, x, y) + lightAt({16, 9, 12}, x, y);
+            const int32_t light =
+                lightAt({400, 80, 10}, x, y) + lightAt({90, 40, 11}, x, y) + lightAt({16, 9, 12}, x, y);
             if (light > 10) mask.row(y)[x >> 3] |= uint8_t(0x80 >> (x & 7));
         }
 }

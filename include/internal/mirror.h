@@ -21,6 +21,9 @@ MirrorKernel plainMirrorKernel(int32_t nBits) noexcept;
 using MirrorExchange = void (*)(uint8_t* first, uint8_t* second, size_t n) noexcept;
 MirrorExchange mirrorExchange(int32_t nBits) noexcept;
 
+// Pairs of stored rows from both ends; the middle row of an odd height is one, too.
+constexpr int32_t rowPairs(const BITMAPRECORD& bm) noexcept { return bm.Height - bm.Height / 2; }
+
 // Whether a view sees stored rows as columns.
 constexpr bool seesColumns(int32_t nView) noexcept { return nView >= LEFT_TOP && nView <= LEFT_BOTTOM; }
 

@@ -80,13 +80,13 @@ public:
     ~StatusSetAside() { R_SetStatusCallBack(m_pfn, m_pUser, nullptr, nullptr); }
 };
 
-// What an operation that finds nothing to do tells the thread's callback: 0 and 100. Its status, which is 1 without
-// one.
-inline int32_t tellNothingToDo() noexcept {
+// What an operation that finds nothing to do tells the thread's callback: the first percent, and the last one if it is
+// another. Its status, which is 1 without one.
+inline int32_t tellNothingToDo(int32_t nFirst = 0, int32_t nLast = 100) noexcept {
     void* pUser = nullptr;
     const STATUSCALLBACK pfn = R_GetStatusCallBack(&pUser);
-    const int32_t n = pfn ? pfn(0, pUser) : 1;
-    return pfn && n == 1 ? pfn(100, pUser) : n;
+    const int32_t n = pfn ? pfn(nFirst, pUser) : 1;
+    return pfn && n == 1 && nLast != nFirst ? pfn(nLast, pUser) : n;
 }
 
 }  // namespace rv

@@ -128,13 +128,16 @@ void linearBetween(SampleType type, const void* a, const void* b, void* pDst, si
 void splineBetween(SampleType type, const void* p0, const void* p1, const void* p2, const void* p3, void* pDst,
                    size_t n, float t, FilterLoops loops = FilterLoops::best) noexcept;
 
+struct LongSum;
+
 // Sums of rows, exact.
 class RowSums {
     SampleType m_type{};
     size_t m_nSamples = 0;
-    bool m_bWide = false, m_bAlphaWeighted = false;
+    bool m_bWide = false, m_bLong = false, m_bAlphaWeighted = false;
     Buffer<uint32_t> m_sums;
     Buffer<uint64_t> m_wide;
+    Buffer<LongSum> m_long;
     Buffer<uint64_t> m_alpha;  // with alpha: the sums of the weights that the colours of a pixel have
 
 public:

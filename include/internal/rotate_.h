@@ -4,6 +4,7 @@
 #include "internal/bitmap_.h"
 #include "internal/rvclasses_.h"
 #include "ravokit/copy.h"
+#include "ravokit/dither.h"
 #include "ravokit/rotate.h"
 
 namespace rv {
@@ -36,11 +37,14 @@ int32_t replaceByTurned(BITMAPRECORD& turned, BITMAPRECORD& bm, int32_t nRegionA
     };
     int32_t nStatus = fillLocked();
     if (nStatus == 1) nStatus = turnAttachments(turned, bm, nRegionAngle, nOverlayAngle);
-    if (nStatus == 1)
-        replaceBitmap(bm, turned, true);
-    else
+    if (nStatus != 1) {
         R_FreeDuplicateBitmap(&turned, kDuplicateShared);
-    return nStatus;
+        R_IntEndCopyBitmap(&bm, 0);
+        return nStatus;
+    }
+    R_StopDithering(&bm);
+    replaceBitmap(bm, turned, true);
+    return 1;
 }
 
 // Turns by 180 degrees in place, with region and overlays, and tells nStart to nEnd percent. Returns 1, or: -2 without

@@ -30,6 +30,12 @@ inline int32_t readRow(BITMAPRECORD& bm, uint8_t* pBuffer, int32_t nRow, uint32_
     return n;
 }
 
+// R_PutBitmapRow of a whole row: 1, or a status, which is -1 for a short write.
+inline int32_t putWholeRow(BITMAPRECORD& bm, const uint8_t* pBuffer, int32_t nRow) noexcept {
+    const int32_t n = R_PutBitmapRow(&bm, pBuffer, nRow, bm.BytesPerLine);
+    return n == int32_t(bm.BytesPerLine) ? 1 : n < 0 ? n : -1;
+}
+
 // Reads rows for a loop: hands out the row of a flat bitmap, and copies into a buffer of its own for other classes.
 class RowReader {
     BITMAPRECORD& m_bm;
@@ -58,11 +64,6 @@ class RowEditor {
     Buffer<uint8_t> m_buffer;
     int32_t m_nStatus = 1;
 
-    int32_t keep(int32_t n) noexcept {
-        if (n != int32_t(m_bm.BytesPerLine)) m_nStatus = n < 0 ? n : -1;
-        return m_nStatus;
-    }
-
 public:
     // status() is -1 when there is no memory for the buffer, which starts clear.
     explicit RowEditor(BITMAPRECORD& bm) noexcept : m_bm(bm) {
@@ -80,7 +81,9 @@ public:
     }
     // Stores the row that was asked for last: 1, or a status.
     int32_t write(int32_t nRow) noexcept {
-        return m_buffer ? keep(R_PutBitmapRow(&m_bm, m_buffer.get(), nRow, m_bm.BytesPerLine)) : 1;
+        if (!m_buffer) return 1;
+        if (const int32_t n = putWholeRow(m_bm, m_buffer.get(), nRow); n != 1) m_nStatus = n;
+        return m_nStatus;
     }
 };
 

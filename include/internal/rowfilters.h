@@ -108,6 +108,30 @@ inline T meanOf(Sum nSum, Sum nWeight) noexcept {
     return T(std::clamp<Sum>(nSum / nWeight, L::min(), L::max()));
 }
 
+// A sum of weighted samples that 64 bits don't hold, by the halves of the samples. It is exact while the weights add up
+// to 2^47 at most for samples of 32 bits, 2^55 for those of 16.
+struct LongSum {
+    uint64_t nLow, nHigh;
+
+    template <class T>
+    void add(uint64_t nWeight, T v) noexcept {
+        constexpr uint32_t kHalf = sizeof(T) * 4;
+        nLow += nWeight * (v & ((uint32_t(1) << kHalf) - 1));
+        nHigh += nWeight * (v >> kHalf);
+    }
+    template <class T>
+    T mean(uint64_t nWeight) const noexcept {
+        constexpr uint32_t kHalf = sizeof(T) * 4;
+        if (nWeight == 0) return 0;
+        return T((nHigh / nWeight << kHalf) + ((nHigh % nWeight << kHalf) + nLow) / nWeight);
+    }
+};
+// Whether sums of samples, whose weights add up to nWeight, need one.
+template <class T>
+constexpr bool needsLongSum(uint64_t nWeight, bool bAlphaWeighted) noexcept {
+    return std::is_unsigned_v<T> && (sizeof(T) == 4 || (sizeof(T) == 2 && bAlphaWeighted)) && nWeight > 1 << 30;
+}
+
 // ---- the plain loops ---------------------------------------------------------------------------------------------
 
 void areaRow(const WorkFormat& format, const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, bool bAlphaWeighted,

@@ -35,8 +35,8 @@ enum {
 // the result is cut to the bitmap.
 
 /// Sets a region, which the call takes over, also where it fails; -2 and -789 leave it alone. A null one removes the
-/// bitmap's, in every mode. Returns 1, or: -2, -789; -13 a mapping with another view than 1 to 8 or a zero denominator,
-/// those of the steps of the mapping; -13 a mode above RGN_MODE_SET_NOT; -1.
+/// bitmap's, in every mode. Returns 1, or: -2, -789; -13 the region that the bitmap has; -13 a mapping with another
+/// view than 1 to 8 or a zero denominator, those of the steps of the mapping; -13 a mode above RGN_MODE_SET_NOT; -1.
 RV_API int32_t R_SetBitmapRgn(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, RavoRgn* pRgn,
                               uint32_t uMode) RV_NOEXCEPT;
 /// Sets the pixels of a rectangle. Returns 1, or: -2, -789, -13 a null rectangle, those of R_SetBitmapRgn; -1. The two

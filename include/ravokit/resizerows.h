@@ -30,11 +30,14 @@ typedef int32_t (*RESIZEROWCALLBACK)(BITMAPRECORD* pBitmap, uint8_t* pBuffer, in
 /// of -1 is the top one. The bitmap stays locked until R_StopResizeBitmap, which also frees what *ppResizeData points
 /// at. One state serves one thread at a time.
 ///
-/// A picture that keeps size and depth is copied as it is stored, whatever the output order. Else, without a filter, a
+/// A picture that keeps size and depth is copied as it is stored, whatever the output order; RSR_BICUBIC multiplies its
+/// colours too, at 64 bits those of each 4096 pixels of a request by byte 3 of their first pixel, plus 1, / 65536. Else, without a filter, a
 /// pixel is the source pixel at x * source width / width, in the row that starts last at or before its own. Indices of
 /// 1 to 8 bits are dithered, but for 8 bits of a gray source without a palette, of a palette of 256 grays, and of an
 /// unfiltered source with just this palette. A table of a gray source with fewer entries than levels counts as black
-/// past its end; gray of 32 bits has none.
+/// past its end; gray of 32 bits has none. Indices of a gray palette are worked on as the grays that they stand for, in
+/// whatever order; but those of 8 bits with 256 entries stay indices where 8 bits are asked for with just this palette
+/// or none.
 ///
 /// Returns 1, or: -2 null bitmap; -789 unknown record size; -13 null ppResizeData, no size to be computed, or a
 /// negative one; -27 unknown depth of the bitmap; -13 unknown nBitsPerPixel; -1 no memory; those of R_StartDitheringExt

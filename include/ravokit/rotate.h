@@ -26,9 +26,10 @@ RV_API int32_t R_CosValue(int32_t nAngle) RV_NOEXCEPT;
 /// The view becomes TOP_LEFT, or BOTTOM_LEFT where that is what the old one goes back to. Half turns, and quarter turns
 /// of square pictures or with ROT_RESIZE, move pixels without loss. Otherwise each pixel takes the nearest one of the
 /// source, or what a filter makes of those around it, sample by sample as they are stored: 16-bit pixels are one
-/// sample, 32-bit pixels are four. What a filter finds outside of the picture has the colour of the fill. The filters
-/// are left out below 8 bits, at 8 bits with a palette that is no grey ramp, and for grey with a lookup table.
-/// Resolutions turn along.
+/// sample, also where they hold colours, whose fields run into each other then; 32-bit pixels are four of 8 bits, also
+/// where they are grey, whose levels come out wrong then. What a filter finds outside of the picture has the colour of
+/// the fill. The filters are left out below 8 bits, at 8 bits with a palette that is no grey ramp, and for grey with a
+/// lookup table. Resolutions turn along.
 ///
 /// Returns 1, or: -789 unknown record size (null passes on), and those of R_IntRotateBitmap.
 RV_API int32_t R_RotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags, COLORREF crFill) RV_NOEXCEPT;

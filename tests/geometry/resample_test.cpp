@@ -327,6 +327,39 @@ TEST(RowFilter, RowsBetweenRows) {
     }
 }
 
+// Two areas of two million columns and a half, whose bright samples pass 64 bits; the dark one of each counts as well.
+template <class T>
+void expectLongAreas(SampleType type, int c, const std::vector<T>& dark, const std::vector<T>& want) {
+    constexpr int32_t kHalf = 1 << 21;
+    const int32_t nWidth = 2 * kHalf + 1;  // no even boxes
+    std::vector<T> row(size_t(nWidth * c), std::numeric_limits<T>::max()), got(size_t(2 * c));
+    for (const int32_t x : {5, nWidth - 5}) std::copy(dark.begin(), dark.end(), row.begin() + x * c);
+    RowFilter filter;
+    ASSERT_EQ(filter.prepare(FilterKind::area, {type, c}, kFineWeights, c == 4, wholeRowWindow(nWidth, 2)), 1);
+    filter.apply(row.data(), got.data());
+    EXPECT_EQ(got, want);
+
+    // The same as rows of one pixel: half a column counts for half a row.
+    RowSums sums;
+    const uint64_t nAll = (uint64_t(kHalf) * 2 + 1) * (kFineWeights / 2), nBright = nAll - kFineWeights;
+    ASSERT_EQ(sums.prepare(type, size_t(c), nAll, c == 4), 1);
+    for (uint64_t n = 0; n < nBright;) {
+        const auto w = uint32_t(std::min<uint64_t>(nBright - n, 1 << 26));
+        sums.add(row.data(), w), n += w;
+    }
+    sums.add(dark.data(), kFineWeights);
+    sums.mean(got.data(), nAll);
+    got.resize(size_t(c));
+    EXPECT_EQ(got, std::vector<T>(want.begin(), want.begin() + c));
+}
+
+TEST(RowFilter, AreasPastSixtyFourBits) {
+    // 2^32 - 1 - (2^32 - 1) / (2^21 + 1/2), truncated; and with a dark pixel that hardly is one
+    expectLongAreas<uint32_t>(SampleType::u32, 1, {0}, {0xFFFFF7FF, 0xFFFFF7FF});
+    expectLongAreas<uint16_t>(SampleType::u16, 4, {0, 0, 0, 0},
+                              {65534, 65534, 65534, 65534, 65534, 65534, 65534, 65534});
+}
+
 // ---- bitmaps -----------------------------------------------------------------------------------------------------
 
 struct Size {

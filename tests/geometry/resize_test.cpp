@@ -399,6 +399,24 @@ TEST(Resize, AttachmentsFollowOrNothingHappens) {
         EXPECT_EQ(bm->Width, answer == 1 ? 7 : 20);
         EXPECT_EQ(static_cast<void*>(bm->pRgnInfo), answer == 1 ? static_cast<void*>(&g_asked) : &g_thing);
     }
+    static int32_t s_nOverlays;
+    bodies.copyOverlays = [](BITMAPRECORD& dst, const BITMAPRECORD&) noexcept {
+        dst.pOverlays = &g_answer;
+        return 1;
+    };
+    bodies.sizeOverlays = [](BITMAPRECORD&, int32_t, int32_t) noexcept { return s_nOverlays; };
+    rv::registerAttachments(bodies);
+    for (const uint32_t uFlags : {0, int(RSZ_RESAMPLE), int(RSZ_BICUBIC)})
+        for (const int32_t answer : {-1, 1}) {
+            Bitmap bm(8, 20, 10);
+            bm->pRgnInfo = reinterpret_cast<RavoRgn*>(&g_thing);
+            bm->pOverlays = &g_thing;
+            s_nOverlays = answer;
+            EXPECT_EQ(R_SizeBitmap(&bm, 7, 13, uFlags), answer);
+            EXPECT_EQ(bm->Width, answer == 1 ? 7 : 20);
+            EXPECT_EQ(static_cast<void*>(bm->pRgnInfo), answer == 1 ? static_cast<void*>(&g_asked) : &g_thing);
+            EXPECT_EQ(bm->pOverlays, answer == 1 ? static_cast<void*>(&g_answer) : &g_thing);
+        }
     rv::registerAttachments(old);
 }
 

@@ -304,7 +304,7 @@ TEST(ResizedRows, TablesBeforeAndAfter) {
     bm->LowBit = bm->PhysicalLowBit = 2, bm->HighBit = bm->PhysicalHighBit = 9;
     for (const bool b16 : {false, true}) {
         bm->LUTLength = bm->LUT16Length = 256;
-        bm->pLUT = static_cast<RGBQUAD*>(R_GlobalAllocInit(1, 256 * 4, 0, ""));
+        if (!b16) bm->pLUT = static_cast<RGBQUAD*>(R_GlobalAllocInit(1, 256 * 4, 0, ""));
         if (b16) bm->pLUT16 = static_cast<RGBQUAD64*>(R_GlobalAllocInit(1, 256 * 8, 0, ""));
         ASSERT_TRUE(bm->pLUT);
         for (const auto& [i, b] : {std::pair{10, 100}, {21, 50}, {15, 7}}) {

@@ -256,6 +256,35 @@ TEST(Rotate90, whatStopsOrFailsLeavesTheBitmap) {
             }
 }
 
+// What was begun on a bitmap before it is turned, or for the turn, ends with it: copies of its callbacks, a dither.
+TEST(Rotate90, whatWasBegunEnds) {
+    const Turn kSlanted = [](BITMAPRECORD& bm) { return R_RotateBitmap(&bm, 4500, 0, 0); };
+    for (const Turn turn : {kQuarter, kSlanted}) {
+        Bitmap bm(24, 20, 20);
+        int nBegun = 0;
+        BITMAPDATACALLBACKS callbacks{};
+        callbacks.uStructSize = sizeof callbacks;
+        callbacks.pUserData = &nBegun;
+        callbacks.pfnBeginCopy = [](BITMAPRECORD*, int32_t, BITMAPALLOCATEINFO*, BITMAPDATACALLBACKS*, void* p) {
+            return ++*static_cast<int*>(p), 2;
+        };
+        callbacks.pfnEndCopy = [](BITMAPRECORD*, int32_t, void* p, BITMAPDATACALLBACKS*) {
+            return --*static_cast<int*>(p), 1;
+        };
+        const long nBlocks = faults::liveBlocks();
+        ASSERT_EQ(R_StartDithering(&bm, nullptr, 256), 1);
+        R_SetBitmapDataCallbacks(&bm, &callbacks);
+        {
+            const Listener stop(2);
+            EXPECT_EQ(turn(bm.record), -100);
+        }
+        EXPECT_EQ(nBegun, 0);
+        EXPECT_EQ(turn(bm.record), 1);
+        EXPECT_EQ(nBegun, 0);
+        EXPECT_EQ(faults::liveBlocks(), nBlocks);
+    }
+}
+
 // Hooks of a test: what they were asked, and whether the overlays refuse.
 std::vector<int32_t> g_asked;
 int32_t g_nOverlays = 1;

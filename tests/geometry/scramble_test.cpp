@@ -69,6 +69,10 @@ TEST(Scramble, TheRectangleIsOfThePictureAsItIsSeen) {
     EXPECT_EQ(R_ScrambleBitmap(&bm, -3, -1, 4, 11, 77, SCR_DECRYPT | SCR_CLIP), 1);
     EXPECT_EQ(contents(bm.record), was);
     EXPECT_EQ(R_ScrambleBitmap(&bm, 1, 1, INT32_MAX, INT32_MAX, 77, SCR_DECRYPT | SCR_CLIP), 1);
+    // From the far left to column 1; the mirrored right edge would be past all numbers.
+    bm->ViewPerspective = TOP_RIGHT;
+    EXPECT_EQ(R_ScrambleBitmap(&bm, INT32_MIN + 3, 0, INT32_MAX, 4, 77, SCR_ENCRYPT | SCR_CLIP), 1);
+    EXPECT_EQ(R_ScrambleBitmap(&bm, INT32_MIN + 3, 0, INT32_MAX, 4, 77, SCR_ENCRYPT), -13);
 }
 
 TEST(Scramble, RefusedShortOfMemoryAndStopped) {

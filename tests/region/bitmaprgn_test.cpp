@@ -273,11 +273,11 @@ TEST(BitmapRgn, ShapesAndStatuses) {
          {R_SetBitmapRgnRect(&bm, nullptr, &box, 7), R_SetBitmapRgnRect(&bm, nullptr, nullptr, 1),
           R_SetBitmapRgnHandle(&bm, nullptr, RVHANDLE(UINTPTR_MAX), 1), R_SetBitmapRgnHandle(&bm, nullptr, other.h, 1),
           R_SetBitmapRgnHandle(nullptr, nullptr, h.h, 1), R_SetBitmapRgnData(&bm, nullptr, -1, nullptr, 1),
-          R_FreeBitmapRgn(nullptr), R_GetBitmapRgnArea(&bm, nullptr), R_GetBitmapRgnHandle(&bm, nullptr, nullptr),
-          R_GetResizedRgnHandle(&bm, &box, nullptr, &out, &bOwned), R_GetBitmapRgnData(&bm, nullptr, -1, nullptr),
-          R_CopyBitmapRgn(&bm, nullptr, 0, 0), R_SetBitmapRgnFromMask(&bm, nullptr, &ways[0].record, 1),
-          R_GetBitmapClipSegments(&bm, 0, nullptr, &n), R_IntShearBitmapRgn(&bm, 9000),
-          R_CreateMaskFromBitmapRgn(&bm, nullptr, sizeof bm.record)})
+          R_FreeBitmapRgn(nullptr), R_SetBitmapRgn(&bm, nullptr, bm->pRgnInfo, 1), R_GetBitmapRgnArea(&bm, nullptr),
+          R_GetBitmapRgnHandle(&bm, nullptr, nullptr), R_GetResizedRgnHandle(&bm, &box, nullptr, &out, &bOwned),
+          R_GetBitmapRgnData(&bm, nullptr, -1, nullptr), R_CopyBitmapRgn(&bm, nullptr, 0, 0),
+          R_SetBitmapRgnFromMask(&bm, nullptr, &ways[0].record, 1), R_GetBitmapClipSegments(&bm, 0, nullptr, &n),
+          R_IntShearBitmapRgn(&bm, 9000), R_CreateMaskFromBitmapRgn(&bm, nullptr, sizeof bm.record)})
         EXPECT_EQ(status, -13);
     for (const int32_t status :
          {R_SetBitmapRgn(nullptr, nullptr, nullptr, 1), R_SetBitmapRgnRect(nullptr, nullptr, &box, 1),
@@ -309,6 +309,13 @@ TEST(BitmapRgn, MemoryRunsOut) {
         [&](BITMAPRECORD& bm) { return R_SetBitmapRgnFromMask(&bm, nullptr, &mask, RGN_MODE_SET); },
         [&](BITMAPRECORD& bm) { return R_OffsetBitmapRgn(&bm, 3, 3); },
         [&](BITMAPRECORD& bm) { return R_IntRotateBitmapRgn(&bm, 44, 21, 1234); },
+        [&](BITMAPRECORD& bm) {
+            RVHANDLE h = nullptr;
+            int32_t bOwned = 0;
+            const int32_t n = R_GetResizedRgnHandle(&bm, &box, &box, &h, &bOwned);
+            if (h) DeleteObject(h);
+            return n;
+        },
         [&](BITMAPRECORD& bm) {
             RVHANDLE h = nullptr;
             const int32_t n = R_GetBitmapRgnHandle(&bm, &turned, &h);

@@ -86,11 +86,11 @@ TEST(FollowRegion, MaskAfterAnOperationIsTheOperationOnTheMask) {
     uint32_t seed = 0;
     for (const auto& [what, operate] : operations())
         for (int32_t nView = 1; nView <= 8; ++nView)
-            for (const int32_t nBits : {1, 8, 24})
+            for (const int32_t nBits : {1, 8})
                 for (const Holding holding : holdingsOf(nBits)) {
                     if (holding != Holding::conventional && nView % 8 != int32_t(what.size()) % 8) continue;
-                    if (nBits == 24 && holding != Holding::super) continue;
-                    const bool bSquare = ++seed % 4 == 0;
+                    if (++seed % 8 && holding == Holding::super) continue;  // slow
+                    const bool bSquare = seed % 4 == 0;
                     Bitmap bm(nBits, bSquare ? 29 : 43, 29, holding);
                     ASSERT_EQ(bm.nStatus, 1);
                     SCOPED_TRACE(what + ", view " + std::to_string(nView) + ", " + std::to_string(nBits) + " bits, " +

@@ -87,6 +87,7 @@ extern "C" {
 int32_t R_SetBitmapRgn(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, RavoRgn* pRgn, uint32_t uMode) noexcept {
     if (!pBitmap) return -2;                                    // Invalid image
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
+    if (pRgn && pRgn == pBitmap->pRgnInfo) return -13;          // Invalid parameter passed
     RegionOwner rgn(pRgn);
     if (rgn.get()) return setRegion(*pBitmap, pMapping, rgn, uMode);
     replaceBitmapRegion(*pBitmap, nullptr);

@@ -71,12 +71,9 @@ int32_t inSteps(int32_t nTotal, int32_t nMost, Step&& step) noexcept {
 
 // ---- top to bottom -----------------------------------------------------------------------------------------------
 
-// The middle row of an odd height is a pair, too, of which nothing moves.
-int32_t pairsOf(const BITMAPRECORD& bm) noexcept { return bm.Height - bm.Height / 2; }
-
 int32_t flipFlat(BITMAPRECORD& bm) noexcept {
     const RowExchange exchange = bestExchange();
-    return inSteps(pairsOf(bm), 1, [&](int32_t y, int32_t) {
+    return inSteps(rowPairs(bm), 1, [&](int32_t y, int32_t) {
         const int32_t nOther = bm.Height - 1 - y;
         if (y != nOther) exchange(flatRow(bm, y), flatRow(bm, nOther), bm.BytesPerLine);
         return 1;
@@ -92,7 +89,7 @@ int32_t flipRunLists(BITMAPRECORD& bm) noexcept {
         const uint64_t nRecord = kRecordHead + mostRuns(uint32_t(bm.Width));
         if (!first.allocate(nRecord) || !second.allocate(nRecord) || !work.allocate(bm.BytesPerLine)) return -1;
     }
-    return inSteps(pairsOf(bm), 1, [&](int32_t y, int32_t) {
+    return inSteps(rowPairs(bm), 1, [&](int32_t y, int32_t) {
         const int32_t nOther = bm.Height - 1 - y;
         if ((bm.Flags & BMF_COMPRESSED) && swapRunLists(bm, y, nOther)) return 1;
         int32_t n = R_GetBitmapRowCompressed(&bm, work.get(), first.get(), y, 1);
@@ -123,10 +120,8 @@ public:
     }
     // From the last row to the first.
     int32_t writeFlipped(int32_t nFirst, int32_t nRows) noexcept {
-        for (int32_t k = 0; k < nRows; ++k) {
-            const int32_t n = R_PutBitmapRow(&m_bm, row(nRows - 1 - k), nFirst + k, m_bm.BytesPerLine);
-            if (n != int32_t(m_bm.BytesPerLine)) return n < 0 ? n : -1;
-        }
+        for (int32_t k = 0; k < nRows; ++k)
+            if (const int32_t n = putWholeRow(m_bm, row(nRows - 1 - k), nFirst + k); n != 1) return n;
         return 1;
     }
 };
@@ -136,7 +131,7 @@ int32_t flipBands(BITMAPRECORD& bm) noexcept {
     const int32_t nRows = std::max(int32_t(kBandBytes / bm.BytesPerLine) / nLeast * nLeast, nLeast);
     Band top(bm, nRows), bottom(bm, nRows);
     if (!top || !bottom) return -1;
-    return inSteps(pairsOf(bm), nRows, [&](int32_t y, int32_t nPairs) {
+    return inSteps(rowPairs(bm), nRows, [&](int32_t y, int32_t nPairs) {
         if (y + nPairs > bm.Height / 2) --nPairs;
         const int32_t nOther = bm.Height - y - nPairs;
         // Of strips, that of the top is still open when it is written.

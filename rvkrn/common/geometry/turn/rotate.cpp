@@ -319,9 +319,7 @@ public:
             if (const int32_t n = turnBlock(nTop, nRows); n != 1) return n;
             for (int32_t i = 0; i < nRows; ++i) {
                 if (m_rows)
-                    if (const int32_t n = R_PutBitmapRow(&m_dst, place(nTop, i), nTop + i, m_dst.BytesPerLine);
-                        n != int32_t(m_dst.BytesPerLine))
-                        return n < 0 ? n : -1;
+                    if (const int32_t n = putWholeRow(m_dst, place(nTop, i), nTop + i); n != 1) return n;
                 if (const int32_t n = progress.step(); n != 1) return n;
             }
         }
@@ -380,19 +378,13 @@ int32_t turnBitmap(BITMAPRECORD& bm, const Turn& turn, const Request& request) n
     if (nStatus == 1) nStatus = attachments().rotateOverlays(fresh, bm.Width, bm.Height, request.nAngle);
     if (nStatus != 1) {
         R_FreeDuplicateBitmap(&fresh, kDuplicate);
+        R_IntEndCopyBitmap(&bm, 0);
         return nStatus;
     }
     if (fresh.Flags & BMF_COMPRESSED) R_TrimBitmapHeap(&fresh, 0);
     R_StopDithering(&bm);
     replaceBitmap(bm, fresh, false);
     return 1;
-}
-
-int32_t tellStartAndEnd(int32_t nStart, int32_t nEnd) noexcept {
-    void* pUser = nullptr;
-    const STATUSCALLBACK pfn = R_GetStatusCallBack(&pUser);
-    const int32_t n = pfn ? pfn(nStart, pUser) : 1;
-    return pfn && n == 1 && nEnd != nStart ? pfn(nEnd, pUser) : n;
 }
 
 // The views that are turned or mirrored become 1, or 4 with its rows from bottom to top, and more of an angle.
@@ -412,7 +404,7 @@ int32_t turnBy(BITMAPRECORD& bm, int32_t nAngle, const Request& request, Center 
     const bool bGrow = request.uFlags & (ROT_RESIZE | ROT_CENTER);
     if (!(request.uFlags & ROT_CENTER)) {
         if (nAngle == 18000) return rotate180(bm, request.nStart, request.nEnd);
-        if (nAngle == 0) return tellStartAndEnd(request.nStart, request.nEnd);
+        if (nAngle == 0) return tellNothingToDo(request.nStart, request.nEnd);
         if (nAngle % 9000 == 0 && (bGrow || bm.Width == bm.Height))
             return R_RotateBitmap90(&bm, nAngle == 27000, request.nStart, request.nEnd);
         center = {float(bm.Width) / 2, float(bm.Height) / 2};

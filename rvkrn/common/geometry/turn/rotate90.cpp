@@ -131,11 +131,10 @@ public:
     // Stores n rows from number i on. 1, or a status.
     int32_t write(int32_t i, int32_t n) noexcept {
         if (m_bFlat) return 1;
-        const uint32_t nLine = m_bm.BytesPerLine;
         for (int32_t k = 0; k < n; ++k) {
             const int32_t nRow = m_bUp ? m_bm.Height - 1 - i - k : i + k;
-            const int32_t nPut = R_PutBitmapRow(&m_bm, m_buffer.get() + size_t(nLine) * size_t(k), nRow, nLine);
-            if (nPut != int32_t(nLine)) return nPut < 0 ? nPut : -1;
+            const uint8_t* const p = m_buffer.get() + size_t(m_bm.BytesPerLine) * size_t(k);
+            if (const int32_t nStatus = putWholeRow(m_bm, p, nRow); nStatus != 1) return nStatus;
         }
         return 1;
     }

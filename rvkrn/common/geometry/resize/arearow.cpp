@@ -81,6 +81,25 @@ void alphaMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, const 
     alphaMeans<T, SumOf<T>>(pSpans, nCount, nWeights, src, dst);
 }
 
+// The same of areas so long that a sum passes 64 bits.
+template <class T>
+void longMeans(const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, size_t nSamples, bool bAlphaWeighted,
+               const T* src, T* dst) noexcept {
+    for (size_t i = 0; i < nCount; ++i)
+        for (size_t c = 0; c < nSamples; ++c) {
+            const T* const p = src + size_t(pSpans[i].nFirst) * nSamples;
+            LongSum sum{};
+            uint64_t nWeight = 0;
+            eachOf(pSpans[i], nWeights, [&](int32_t j, uint32_t w) {
+                const T* const q = p + size_t(j) * nSamples;
+                const uint64_t v = bAlphaWeighted && c < 3 ? alphaWeight<T>(uint64_t(q[3]), uint64_t(w)) : w;
+                sum.add(v, q[c]);
+                nWeight += v;
+            });
+            *dst++ = sum.mean<T>(nWeight);
+        }
+}
+
 }  // namespace
 
 void areaRow(const WorkFormat& format, const AreaSpan* pSpans, size_t nCount, uint32_t nWeights, bool bAlphaWeighted,
@@ -88,6 +107,10 @@ void areaRow(const WorkFormat& format, const AreaSpan* pSpans, size_t nCount, ui
     visitSample(format.type, [&]<class T>(T*) {
         const T* const src = static_cast<const T*>(pSrc);
         T* const dst = static_cast<T*>(pDst);
+        // Areas are of much the same length.
+        if constexpr (std::is_unsigned_v<T>)
+            if (nCount && needsLongSum<T>(pSpans[nCount / 2].weight(nWeights), bAlphaWeighted))
+                return longMeans(pSpans, nCount, nWeights, size_t(format.nSamples), bAlphaWeighted, src, dst);
         if (bAlphaWeighted) return alphaMeans<T>(pSpans, nCount, nWeights, src, dst);
         visitSamples(format.nSamples,
                      [&](auto samples) { plainMeans<T, samples>(pSpans, nCount, nWeights, src, dst); });

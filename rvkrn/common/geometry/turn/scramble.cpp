@@ -4,6 +4,7 @@
 
 #include <algorithm>
 
+#include "internal/mirror.h"
 #include "internal/opening.h"
 #include "internal/pixels.h"
 #include "internal/progress.h"
@@ -101,11 +102,12 @@ extern "C" int32_t R_ScrambleBitmap(BITMAPRECORD* pBitmap, int32_t nLeft, int32_
     if (!isFlagPattern(uFlags)) return -13;                     // Invalid parameter passed
     BITMAPRECORD& bm = *pBitmap;
     RECT r{nLeft, nTop, edge(nLeft, nWidth), edge(nTop, nHeight)};
-    if (const int32_t n = R_RectToBitmap(&bm, TOP_LEFT, &r); n != 1) return n;
-    if (uFlags & SCR_CLIP) {
-        const RECT whole{0, 0, bm.Width, bm.Height};
+    if (uFlags & SCR_CLIP) {  // as it is seen: past the picture a coordinate could wrap on its way to the bitmap
+        const bool bColumns = seesColumns(bm.ViewPerspective);
+        const RECT whole{0, 0, bColumns ? bm.Height : bm.Width, bColumns ? bm.Width : bm.Height};
         R_Rect_Intersect(&r, &r, &whole);
     }
+    if (const int32_t n = R_RectToBitmap(&bm, TOP_LEFT, &r); n != 1) return n;
     if (r.left < 0 || r.top < 0 || r.right > bm.Width || r.bottom > bm.Height) return -13;
     if (r.left >= r.right || r.top >= r.bottom) return -13;
 

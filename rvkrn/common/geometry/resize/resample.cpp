@@ -371,19 +371,20 @@ int32_t resampleInto(BITMAPRECORD* pSource, BITMAPRECORD* pDest, uint32_t nStruc
 
 // ---- in place ----------------------------------------------------------------------------------------------------
 
-// The rows, and what follows the size; the region while bm has the old one.
+// The rows, and what follows the size: the copy's own overlays, and last, since it is the caller's, the region.
 int32_t resampleDuplicate(BITMAPRECORD& fresh, BITMAPRECORD& bm, const Method& method) noexcept {
     if (const int32_t n = resampleInto(&bm, &fresh, bm.uStructSize, method); n != 1) return n;
-    if (const int32_t n = attachments().sizeRegion(bm, fresh.Width, fresh.Height); n != 1) return n;
+    if (const int32_t n = attachments().sizeOverlays(fresh, bm.Width, bm.Height); n != 1) return n;
+    const int32_t n = attachments().sizeRegion(bm, fresh.Width, fresh.Height);
     fresh.pRgnInfo = bm.pRgnInfo;
-    return attachments().sizeOverlays(fresh, bm.Width, bm.Height);
+    return n;
 }
 
 int32_t resampleInPlace(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, const Method& method) noexcept {
     if (!isAllocated(pBitmap)) return -2;                       // Invalid image
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
     BITMAPRECORD& bm = *pBitmap;
-    constexpr uint32_t kDupFlags = DUP_ALLOCATE | DUP_BEGIN_REPLACE;
+    constexpr uint32_t kDupFlags = DUP_ALLOCATE | DUP_OVERLAYS | DUP_BEGIN_REPLACE;
     const bool bToColor = bm.Order == ORDER_GRAY && (bm.Flags & BMF_NONLINEAR_LUT);
     BITMAPRECORD fresh{};
     const int32_t nBits = bToColor ? 24 : bm.BitsPerPixel;
@@ -397,7 +398,7 @@ int32_t resampleInPlace(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, 
     }
     R_StopDithering(&bm);
     bm.pRgnInfo = nullptr;
-    bm.pOverlays = nullptr;
+    if (bm.pOverlays) attachments().freeOverlays(bm);
     replaceBitmap(bm, fresh, !bToColor);  // the tables of grey end with it where the colours are new
     return 1;
 }

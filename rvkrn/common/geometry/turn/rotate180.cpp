@@ -19,8 +19,6 @@ constexpr uint64_t kBlockBytes = 1 << 20;  // of rows from each end
 
 constexpr int32_t kAngle = 18000;
 
-int32_t pairsOf(const BITMAPRECORD& bm) noexcept { return bm.Height / 2 + bm.Height % 2; }
-
 class HalfTurn {
     BITMAPRECORD& m_bm;
     const MirrorKernel m_mirror;
@@ -43,11 +41,6 @@ class HalfTurn {
 
     uint8_t* bufferRow(int32_t i) const noexcept { return m_buffer.get() + m_nLine * size_t(i); }
 
-    int32_t put(const uint8_t* p, int32_t nRow) noexcept {
-        const int32_t n = R_PutBitmapRow(&m_bm, p, nRow, uint32_t(m_nLine));
-        return n == int32_t(m_nLine) ? 1 : n < 0 ? n : -1;
-    }
-
     // Pairs from number i on, through buffers: n rows from the top and, as far as they are others, from the bottom.
     int32_t exchangeBlock(int32_t i, int32_t n) noexcept {
         const int32_t nBottom = std::max(lastRow() - i - n + 1, i + n), nRows = n + lastRow() - i - nBottom + 1;
@@ -57,9 +50,9 @@ class HalfTurn {
         std::memset(m_row.get(), 0, m_nLine);
         for (int32_t k = 0; k < nRows; ++k) {
             m_mirror(bufferRow(nRows - 1 - k), m_row.get(), size_t(m_bm.Width));
-            const int32_t nStatus = put(m_row.get(), rowOf(k));
+            const int32_t nStatus = putWholeRow(m_bm, m_row.get(), rowOf(k));
             if (nStatus == 1) continue;
-            for (; k >= 0; --k) put(bufferRow(k), rowOf(k));
+            for (; k >= 0; --k) putWholeRow(m_bm, bufferRow(k), rowOf(k));
             return nStatus;
         }
         return 1;
@@ -89,7 +82,7 @@ public:
 
     bool allocate() noexcept {
         return m_row.allocate(m_nLine) &&
-               (m_bFlat || m_buffer.allocate(2 * m_nLine * uint64_t(uint32_t(std::min(m_nBlock, pairsOf(m_bm))))));
+               (m_bFlat || m_buffer.allocate(2 * m_nLine * uint64_t(uint32_t(std::min(m_nBlock, rowPairs(m_bm))))));
     }
     int32_t block() const noexcept { return m_nBlock; }
 
@@ -106,7 +99,7 @@ public:
 int32_t turnInPlace(BITMAPRECORD& bm, int32_t nStart, int32_t nEnd) noexcept {
     HalfTurn turn(bm);
     if (!turn.allocate()) return -1;
-    const int32_t nPairs = pairsOf(bm), nBlock = turn.block();
+    const int32_t nPairs = rowPairs(bm), nBlock = turn.block();
     ProgressStepper progress(nPairs, nStart, nEnd);
     int32_t nStatus = progress.start(), nDone = 0;
     while (nStatus == 1 && nDone < nPairs) {
@@ -136,14 +129,14 @@ int32_t turnStrips(BITMAPRECORD& bm, int32_t nStart, int32_t nEnd) noexcept {
         RowReader from(bm, nLine);
         Buffer<uint8_t> row;
         if (from.status() != 1 || !row.allocateCleared(nLine)) return -1;
-        ProgressShare progress(pairsOf(bm), bm.Height, nStart, nEnd);
+        ProgressShare progress(rowPairs(bm), bm.Height, nStart, nEnd);
         int32_t nStatus = progress.start();
         for (int32_t y = 0; y < bm.Height && nStatus == 1; ++y) {
             const uint8_t* p = from.read(bm.Height - 1 - y);
             if (!p) return from.status();
             mirror(p, row.get(), size_t(bm.Width));
-            const int32_t n = R_PutBitmapRow(&turned, row.get(), y, nLine);
-            nStatus = n == int32_t(nLine) ? progress.done(y + 1) : n < 0 ? n : -1;
+            nStatus = putWholeRow(turned, row.get(), y);
+            if (nStatus == 1) nStatus = progress.done(y + 1);
         }
         return nStatus;
     });
