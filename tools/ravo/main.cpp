@@ -43,9 +43,9 @@ void printHelp() {
     std::printf(
         "\n"
         "Coordinates are those of the picture as seen, from its top left corner. Neighbouring --bits, --order\n"
-        "and --palette are one conversion; naming one of them again starts the next. An existing OUT is replaced\n"
-        "only by a complete one. Without a region every pixel is inside. --size is for files of bare samples, which "
-        "have no header.\n"
+        "and --palette are one conversion; naming one of them again starts the next. A region follows the\n"
+        "picture; without one every pixel is inside. An existing OUT is replaced only by a complete one.\n"
+        "--size is for files of bare samples, which have no header.\n"
         "\n"
         "Files:\n");
     for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);
