@@ -61,10 +61,7 @@ struct Shear {
 };
 
 // The stored row that stands still is the lowest one as it is seen, or the rightmost.
-bool startsAtRow0(const BITMAPRECORD& bm) noexcept {
-    const int32_t n = bm.ViewPerspective;
-    return n == TOP_RIGHT || n == BOTTOM_LEFT || n == LEFT_TOP || n == RIGHT_BOTTOM;
-}
+bool startsAtRow0(const BITMAPRECORD& bm) noexcept { return isMirrored(bm); }
 
 int32_t moveRows(BITMAPRECORD& src, BITMAPRECORD& dst, const Shear& shear) noexcept {
     RowReader reader(src, src.BytesPerLine);
