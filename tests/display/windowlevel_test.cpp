@@ -97,17 +97,11 @@ TEST(FillLut, AgreesWithAModelOfOneSample) {
     int nTaken[3] = {};
     for (int nRun = 0; nRun < 30000; ++nRun) {
         const int64_t nLength = nRun % 3 ? pick(1, 9) : pick(10, 90), nFar = nRun % 7 ? nLength : INT32_MAX - 1;
-        Call c{Form(nRun % 3),
-               nLength,
-               pick(-nFar, nFar),
-               0,
-               nRun % 5 ? 0 : pick(0, 6) * pick(0, 6),
-               pick(-nLength, nLength),
-               0,
-               int32_t(pick(0, 3) ? pick(-60, 60) : pick(-9000, 9000)),
-               0,
-               0,
-               0};
+        Call c{};
+        c.form = Form(nRun % 3), c.nLength = nLength, c.nLow = pick(-nFar, nFar);
+        c.nLowBit = nRun % 5 ? 0 : pick(0, 6) * pick(0, 6);
+        c.nFactor = int32_t(pick(0, 3) ? pick(-60, 60) : pick(-9000, 9000));
+        c.nMin = pick(-nLength, nLength);
         c.nHigh = pick(0, 4) ? pick(c.nLow, nFar) : std::min(c.nLow + pick(0, 2), nFar);
         c.nMax = pick(c.nMin, nLength);
         if (pick(0, 1)) c.nMin = INT32_MIN, c.nMax = INT32_MAX;

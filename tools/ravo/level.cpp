@@ -15,17 +15,6 @@ namespace {
 
 constexpr int32_t kUsualFactor = 20;
 
-std::vector<std::string> splitAtCommas(const std::string& text) {
-    std::vector<std::string> parts(1);
-    for (const char c : text) {
-        if (c == ',')
-            parts.emplace_back();
-        else
-            parts.back() += c;
-    }
-    return parts;
-}
-
 uint32_t parseCurve(const std::string& name) {
     static constexpr std::pair<const char*, uint32_t> kCurves[] = {
         {"linear", FILLLUT_LINEAR}, {"exp", FILLLUT_EXP}, {"log", FILLLUT_LOG}, {"sigmoid", FILLLUT_SIGMOID}};
@@ -38,7 +27,7 @@ uint32_t parseCurve(const std::string& name) {
 }  // namespace
 
 Window parseWindow(const std::string& text) {
-    const auto parts = splitAtCommas(text);
+    const auto parts = split(text, ',');
     if (parts.size() != 2) throw Failure("'" + text + "' is no window: CENTER,WIDTH is expected");
     const int32_t nCenter = parseNumber(parts[0]), nWidth = parseNumber(parts[1]);
     if (nWidth < 2) throw Failure("a window is at least 2 wide");
@@ -47,7 +36,7 @@ Window parseWindow(const std::string& text) {
 }
 
 Window parseLevel(const std::string& text) {
-    const auto parts = splitAtCommas(text);
+    const auto parts = split(text, ',');
     if (parts.size() < 2 || parts.size() > 4)
         throw Failure("'" + text + "' is no level: LOW,HIGH, a curve and its factor are expected");
     const Window window{parseNumber(parts[0]), parseNumber(parts[1]),
