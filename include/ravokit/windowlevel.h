@@ -77,7 +77,8 @@ enum {
 /// - logarithmic: s + trunc(log((i - nLow) x / n + 1) (e - s) / log(x + 1) + 0.000005);
 /// - sigmoid, c = (nLow + nHigh) / 2, k = nFactor / 5, g(v) = 1 / (exp((v - c) k / n) + 1):
 ///   s + trunc((g(i) - g(nLow)) (e - s) / (g(nHigh) - g(nLow)) + 0.000005).
-/// A sole entry is clamped to its range. Where nHigh is nLow, or a quotient is not a number, s stands.
+/// The value is clamped to the range of a sample, which only a sole entry outside of the window leaves, and factors in
+/// the thousands. Where nHigh is nLow, or a quotient is not a number, s stands.
 ///
 /// uLowBit and uHighBit are checked only. Returns 1, or -13: a null table, one without entries, flags other than those
 /// above, a negative factor of FILLLUT_LOG, uLowBit above uHighBit, nMinValue above nMaxValue, nLow above nHigh.

@@ -56,8 +56,7 @@ std::optional<int64_t> modelled(const Call& c, int64_t i, int nChannel) {
     const auto cut = [&](int64_t n) { return shifted(std::clamp(std::clamp(n, c.nMin, c.nMax), nFirst, nLast)); };
     const int64_t low = shifted(c.nLow), high = shifted(c.nHigh), L = cut(c.nLow), H = cut(c.nHigh);
     const auto drawn = [&](int64_t at, int64_t from, int64_t to) {
-        const int64_t n = curveAt(c, double(at), double(low), double(high), from, to);
-        return L == H ? std::clamp<int64_t>(n, 0, nFull) : n & nFull;
+        return std::clamp<int64_t>(curveAt(c, double(at), double(low), double(high), from, to), 0, nFull);
     };
     if (bInside) {
         if (i >= L && i <= H) return drawn(i, s, e);

@@ -130,7 +130,8 @@ public:
     }
 };
 
-// Factors may carry a curve out of the numbers.
+// A sample outside of the window, or a factor in the thousands, may carry a curve out of the numbers; inside of it and
+// else the value stays between both colours.
 int64_t truncated(double d) noexcept {
     constexpr double kMost = 1e15;
     return std::isnan(d) ? 0 : int64_t(std::clamp(d, -kMost, kMost));
@@ -153,7 +154,7 @@ void drawCurve(const Table<Entry>& table, const Ask& ask, const Span& span, cons
                     continue;
                 }
                 const int64_t n = start[c] + at(end[c] - start[c]);
-                s[c] = int32_t(span.nFrom == span.nTo ? std::clamp<int64_t>(n, 0, kFull<Entry>) : n);
+                s[c] = int32_t(std::clamp<int64_t>(n, 0, kFull<Entry>));
             }
             table[i] = entryOf<Entry>(s);
         }
