@@ -130,8 +130,7 @@ public:
     }
 };
 
-// A sample outside of the window, or a factor in the thousands, may carry a curve out of the numbers; inside of it and
-// else the value stays between both colours.
+// A sample outside of the window, or a factor in the thousands, may carry a curve out of what an integer holds.
 int64_t truncated(double d) noexcept {
     constexpr double kMost = 1e15;
     return std::isnan(d) ? 0 : int64_t(std::clamp(d, -kMost, kMost));
