@@ -8,6 +8,12 @@ namespace rv {
 
 inline bool hasRowsAsColumns(const BITMAPRECORD& bm) noexcept { return bm.ViewPerspective >= LEFT_TOP; }
 
+// Whether a view is mirrored: what it sees turn clockwise turns the other way in the store.
+inline bool isMirrored(const BITMAPRECORD& bm) noexcept {
+    const int32_t n = bm.ViewPerspective;
+    return n == TOP_RIGHT || n == BOTTOM_LEFT || n == LEFT_TOP || n == RIGHT_BOTTOM;
+}
+
 // The size of the picture as it is seen.
 inline SIZE seenSize(const BITMAPRECORD& bm) noexcept {
     return hasRowsAsColumns(bm) ? SIZE{bm.Height, bm.Width} : SIZE{bm.Width, bm.Height};
