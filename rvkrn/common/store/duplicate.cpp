@@ -87,7 +87,10 @@ void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
         std::memcpy(dst.pPaintLUT, src.pPaintLUT, 256);
         carry();
     }
-    if (hasWideFields(dst) && hasWideFields(src) && dst.pPaintLUT16 && src.pPaintLUT16) {
+    if (!hasWideFields(dst) || !hasWideFields(src) || !src.pPaintLUT16) return;
+    const bool bSameKind = dst.BitsPerPixel == src.BitsPerPixel && dst.Order == src.Order;
+    if (bSameKind && !dst.pPaintLUT16) dst.pPaintLUT16 = newBlock<uint16_t>(65536);
+    if (dst.pPaintLUT16) {
         std::memcpy(dst.pPaintLUT16, src.pPaintLUT16, 65536 * sizeof(uint16_t));
         carry();
     }
