@@ -13,6 +13,7 @@
 #include "progress.h"
 #include "space.h"
 #include "storage.h"
+#include "underlay.h"
 
 namespace ravo {
 
@@ -189,6 +190,8 @@ void fill(Chain& chain, const std::string& argument) {
     }
 }
 
+void underlay(Chain& chain, const std::string& argument) { underlayPicture(chain.picture, argument); }
+
 // Stored rows turn round, and the view tells it, so that the picture stays as it is.
 void invertView(Chain& chain, const std::string&) {
     check(R_IntFlipBitmap(chain.picture.get()), "R_IntFlipBitmap");
@@ -286,6 +289,8 @@ constexpr Step kSteps[] = {
      When::now, "set"},
     {"--premultiply", nullptr, "multiply the colours by their alpha", premultiply},
     {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
+    {"--underlay", "FILE[,stretch]", "brighter and darker by the greys of a picture, repeated or resized to fit",
+     underlay},
     {"--invert-view", nullptr, "store the rows in the other order; the picture stays as it is", invertView},
     {"--resize", "WxH|N%", "another size", resize, When::late},
     {"--filter", "NAME", "of resizing: nearest, resample, coarse, bicubic or favor-black (1 bit)", setFilter,
