@@ -108,7 +108,7 @@ TEST(Underlay, StretchesTheTexture) {
 // Grey 128 leaves every pixel of colours that differ in their top five bits; black darkens those of the region alone.
 TEST(Underlay, DithersPaletteDepths) {
     for (int32_t bits = 1; bits <= 5; ++bits)
-        for (const uint8_t gray : {128, 0}) {
+        for (const int32_t gray : {128, 0}) {
             Bitmap bm(bits, kWidth, kHeight, bits == 1 ? Holding::compressed : Holding::disk);
             for (uint32_t i = 0; i < bm->nColors; ++i)
                 bm->pPalette[i] = {uint8_t(i * 255 / (bm->nColors - 1)), uint8_t(~i * 7), uint8_t(i * 3), 0};
@@ -116,7 +116,7 @@ TEST(Underlay, DithersPaletteDepths) {
             const RECT box{10, 3, 50, 9};
             R_SetBitmapRgnRect(&bm, nullptr, &box, RGN_MODE_SET);
             Texture flat(1, 1);
-            setContents(flat.record, {gray, 0, 0, 0});
+            setContents(flat.record, {uint8_t(gray), 0, 0, 0});
             ASSERT_EQ(R_UnderlayBitmap(&bm, &flat, UNDERLAY_TILE), 1);
             const Bytes after = contents(bm.record);
             int64_t nDarker = 0;
