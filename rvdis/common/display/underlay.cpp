@@ -193,10 +193,17 @@ public:
     }
 };
 
+// Whether indices are greys already.
+bool isGrayRamp(const BITMAPRECORD& bm) noexcept {
+    return bm.BitsPerPixel == 8 && bm.nColors == 256 && bm.pPalette &&
+           R_IsGrayScalePalette(bm.pPalette, bm.nColors) == GRAYKIND_ASCENDING;
+}
+
 // The underlay as grey in the bitmap's view, and of its size where it is stretched.
 int32_t makeTexture(const BITMAPRECORD& bm, BITMAPRECORD& underlay, uint32_t uMode, BITMAPRECORD& texture) noexcept {
     if (const int32_t n = R_CopyBitmap(&texture, &underlay, sizeof texture); n != 1) return n;
-    if (const int32_t n = R_GrayScaleBitmap(&texture, 8); n != 1) return n;
+    if (!isGrayRamp(texture))
+        if (const int32_t n = R_GrayScaleBitmap(&texture, 8); n != 1) return n;
     if (texture.ViewPerspective != bm.ViewPerspective)
         if (const int32_t n = R_ChangeBitmapViewPerspective(nullptr, &texture, sizeof texture, bm.ViewPerspective);
             n != 1)
