@@ -400,6 +400,26 @@ TEST(RavoSteps, SettingsReachAStepFromBehind) {
     EXPECT_NE(run({{"--rotate", "20"}, {"--background", "red"}}), run({{"--rotate", "20"}}));
 }
 
+TEST(RavoSteps, UnderlayTakesAFile) {
+    const TemporaryDirectory directory;
+    Picture texture(2, 1, 8, ORDER_RGB, grayPalette(8));
+    {
+        const Access lock(texture);
+        putRow(texture, Bytes{128, 138, 0, 0}.data(), 0);
+    }
+    savePicture(texture, directory / "t.png");
+    const auto run = [&](const std::string& argument) {
+        Picture black(8, 1, 24, ORDER_BGR);
+        Chain chain = chainOf(std::move(black));
+        step(chain, "--underlay", directory / argument);
+        return pixelsOf(chain.picture);
+    };
+    const uint64_t a = 0, b = 0x0A0A0A;
+    EXPECT_EQ(run("t.png"), (std::vector<uint64_t>{a, b, a, b, a, b, a, b}));
+    EXPECT_EQ(run("t.png,stretch"), (std::vector<uint64_t>{a, a, a, a, b, b, b, b}));
+    EXPECT_THROW(run("none.png"), Failure);
+}
+
 // A grey ramp keeps its brightness in every depth that grey has, up and down.
 TEST(RavoSteps, GrayKeepsItsBrightnessThroughAllDepths) {
     for (const int32_t nFrom : {8, 12, 16, 32}) {

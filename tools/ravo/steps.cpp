@@ -15,6 +15,7 @@
 #include "progress.h"
 #include "space.h"
 #include "storage.h"
+#include "underlay.h"
 
 namespace ravo {
 
@@ -170,6 +171,7 @@ void fill(Chain& chain, const std::string& argument) {
     fillRect(picture, parseRect(argument.substr(nComma + 1)), color);
 }
 
+void underlay(Chain& chain, const std::string& argument) { underlayPicture(chain.picture, argument); }
 void combine(Chain& chain, const std::string& argument) { combineFile(chain.picture, argument, chain.uDither); }
 
 // Stored rows turn round, and the view tells it, so that the picture stays as it is.
@@ -296,6 +298,8 @@ constexpr Step kSteps[] = {
      When::now, [](const std::string& first) { return first == "set" ? 1 : 0; }},
     {"--premultiply", nullptr, "multiply the colours by their alpha", premultiply},
     {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
+    {"--underlay", "FILE[,stretch]", "brighter and darker by the greys of a picture, repeated or resized to fit",
+     underlay},
     {"--combine", "FILE,OP[,X,Y]",
      "combine the samples of a file with those that are there: copy, and, or,\n"
      "                                 xor, add, subtract, min, max, multiply, divide or average",
@@ -306,7 +310,7 @@ constexpr Step kSteps[] = {
      setMode},
     {"--fill-rule", "nonzero|evenodd", "of polygons from here on", setFillRule},
     {"--region", "KIND ARGUMENT",
-     "what --fill, --combine and --alpha set VALUE keep inside of:\n"
+     "what --fill, --underlay, --combine and --alpha set VALUE keep inside of:\n"
      "                                 rect or ellipse X,Y,WxH; polygon 'X,Y;X,Y;...'; color COLOR;\n"
      "                                 range COLOR,COLOR, the least and the largest samples;\n"
      "                                 wand X,Y[,TOLERANCE], the area around a pixel of its colour;\n"
