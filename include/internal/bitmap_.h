@@ -31,10 +31,14 @@ bool storeDataSize(BITMAPRECORD& bm, uint64_t nBytes) noexcept;
 // R_AllocateBitmap with the palette that allocation callbacks are shown.
 int32_t allocateBitmap(BITMAPRECORD& bm, uint32_t uMemoryFlags, const RGBQUAD* pPalette) noexcept;
 
-// Puts a bitmap that was built anew under its caller's record: the old one's locks are released, its storage is freed
-// and the new record is copied over it. What both share (palette, tables, region, overlays) is unlinked from the old
-// one first when bShared. Cannot fail.
+// Puts a bitmap that was built anew under its caller's record: the old one's dither ends, its locks are released, its
+// storage is freed and the new record is copied over it. What both share (palette, tables, region, overlays) is
+// unlinked from the old one first when bShared. Cannot fail.
 void replaceBitmap(BITMAPRECORD& old, const BITMAPRECORD& fresh, bool bShared) noexcept;
+
+// Undoes a duplicate that was made of src with uFlags and that will not be used: R_FreeDuplicateBitmap, and with
+// DUP_BEGIN_REPLACE the end of the copy that src's callbacks were told of, as replaceBitmap tells them of it.
+void dropDuplicate(BITMAPRECORD& fresh, BITMAPRECORD& src, uint32_t uFlags) noexcept;
 
 // Takes from a record what belongs to another bitmap too, so that freeing the record leaves it alone.
 void unlinkShared(BITMAPRECORD& bm) noexcept;

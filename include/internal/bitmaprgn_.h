@@ -3,18 +3,13 @@
 
 #include "internal/opening.h"
 #include "internal/region_.h"
+#include "internal/views_.h"
 #include "ravokit/bitmaprgn.h"
 
 namespace rv {
 
 inline RECT wholeOf(const BITMAPRECORD& bm) noexcept { return {0, 0, bm.Width, bm.Height}; }
 inline bool isClipped(const BITMAPRECORD& bm) noexcept { return !(bm.Flags & BMF_RGN_NOCLIP); }
-
-// Whether a view is mirrored, so that what it sees turn clockwise turns the other way in the store.
-inline bool isMirrored(const BITMAPRECORD& bm) noexcept {
-    const int32_t n = bm.ViewPerspective;
-    return n == TOP_RIGHT || n == BOTTOM_LEFT || n == LEFT_TOP || n == RIGHT_BOTTOM;
-}
 
 // Whether a mapping has a view and two fractions.
 bool isMapping(const RgnMapping& mapping) noexcept;

@@ -110,6 +110,14 @@ struct RgnBuilder {
         p[1] = nRight;
         RowWords += 2;
     }
+    // A span that may be empty, or touch the one before it.
+    void addTouching(int32_t nLeft, int32_t nRight) noexcept {
+        if (nLeft == nRight) return;
+        if (RowWords && next()[-1] == nLeft)
+            next()[-1] = nRight;
+        else
+            add(nLeft, nRight);
+    }
 };
 
 // Starts a region inside a box. A row may take the words that spans which don't touch need in the box's width, or
@@ -198,13 +206,24 @@ int32_t combineRegions(RavoRgn** ppResult, const RavoRgn& a, const RavoRgn& b, R
 // The row with the pixels that one of two rows has alone, into dst; its end. No word past that is touched.
 int32_t* exclusiveRow(int32_t* dst, std::span<const int32_t> a, std::span<const int32_t> b) noexcept;
 
+// What rectangles cover, or with bParity what an odd number of them does. They come by their tops, none empty. Work
+// goes by their number and by what the region holds, however many lie upon each other. 1 or -1.
+int32_t coverRegion(RavoRgn** ppRgn, const RECT* pRects, size_t nRects, bool bParity) noexcept;
+
+// Going through all rectangles of a row, row by row, is quicker where few lie upon each other. Whether that has looked
+// at more of them than what it wrote explains.
+inline bool isTooDeep(uint64_t nLookedAt, const RgnBuilder& builder) noexcept {
+    return nLookedAt > (1u << 22) + 2 * uint64_t(builder.pRgn->SpanDataSize);
+}
+
 // A region with the bounds of another, and tables of the same sizes that hold nothing yet. 1 or -1.
 int32_t newShape(RavoRgn** ppRgn, const RavoRgn& like) noexcept;
 // A copy of the shape alone. 1 or -1.
 int32_t copyShape(RavoRgn** ppRgn, const RavoRgn& rgn) noexcept;
 
-// Mirrors left to right within a raster of nWidth columns: the spans of a row, as they stand in the table.
-void reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept;
+// Mirrors left to right within a raster of nWidth columns: the spans of a row, as they stand in the table. 1, or -13 a
+// place that 32 bits don't hold.
+int32_t reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept;
 
 // True for one span from left to right of the bounds on every row, and for an empty region.
 bool RgnIsRectangle(const RavoRgn& rgn) noexcept;

@@ -4,7 +4,6 @@
 #include "internal/bitmap_.h"
 #include "internal/rvclasses_.h"
 #include "ravokit/copy.h"
-#include "ravokit/dither.h"
 #include "ravokit/rotate.h"
 
 namespace rv {
@@ -38,11 +37,9 @@ int32_t replaceByTurned(BITMAPRECORD& turned, BITMAPRECORD& bm, int32_t nRegionA
     int32_t nStatus = fillLocked();
     if (nStatus == 1) nStatus = turnAttachments(turned, bm, nRegionAngle, nOverlayAngle);
     if (nStatus != 1) {
-        R_FreeDuplicateBitmap(&turned, kDuplicateShared);
-        R_IntEndCopyBitmap(&bm, 0);
+        dropDuplicate(turned, bm, kDuplicateShared);
         return nStatus;
     }
-    R_StopDithering(&bm);
     replaceBitmap(bm, turned, true);
     return 1;
 }

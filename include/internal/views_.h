@@ -8,6 +8,13 @@ namespace rv {
 
 inline bool hasRowsAsColumns(const BITMAPRECORD& bm) noexcept { return bm.ViewPerspective >= LEFT_TOP; }
 
+// Whether what is seen is mirrored, so that what turns clockwise there turns the other way in the store.
+inline bool isMirrored(const BITMAPRECORD& bm) noexcept {
+    const int32_t n = bm.ViewPerspective;
+    return n == TOP_RIGHT || n == BOTTOM_LEFT || n == LEFT_TOP || n == RIGHT_BOTTOM;
+}
+static_assert(TOP_RIGHT == 2 && BOTTOM_LEFT == 4 && LEFT_TOP == 5 && RIGHT_BOTTOM == 7);
+
 // The size of the picture as it is seen.
 inline SIZE seenSize(const BITMAPRECORD& bm) noexcept {
     return hasRowsAsColumns(bm) ? SIZE{bm.Height, bm.Width} : SIZE{bm.Width, bm.Height};

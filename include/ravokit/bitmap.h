@@ -248,10 +248,10 @@ RV_API int32_t R_GetBitmapDataCallbacks(const BITMAPRECORD* pBitmap, BITMAPDATAC
 RV_API int32_t R_SetAllocateBitmapCallback(ALLOCATEBITMAPCALLBACK pfn, void* pUser, ALLOCATEBITMAPCALLBACK* ppfnOld,
                                            void** ppUserOld) RV_NOEXCEPT;
 
-/// Asks the source's pfnBeginCopy, telling it pDst's geometry. Where it answers 1, pDst takes the callbacks that it gives
-/// and *puMemoryFlags the flags that it leaves in the record; where it answers 2, nothing changes.
-/// Returns 1 (also without a callback), or: -13 null flags or bitmap, the callback's status, that of
-/// R_SetBitmapDataCallbacks.
+/// Asks the source's pfnBeginCopy, telling it pDst's geometry. Where it answers 1, pDst takes the callbacks that it
+/// gives and *puMemoryFlags the flags that it leaves in the record; where it answers 2, nothing changes. Returns 1
+/// (also without a callback), or: -13 null flags or bitmap, the callback's status, that of R_SetBitmapDataCallbacks,
+/// after pfnEndCopy was called: only a begin that gave 1 waits for R_IntEndCopyBitmap.
 RV_API int32_t R_IntBeginCopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, int32_t bFlag,
                                     uint32_t* puMemoryFlags) RV_NOEXCEPT;
 /// Calls pfnEndCopy and returns its status; 1 if there is none.

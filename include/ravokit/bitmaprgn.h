@@ -48,7 +48,7 @@ RV_API int32_t R_IntSetBitmapRgnRect(BITMAPRECORD* pBitmap, const RgnMapping* pM
 /// Sets an ellipse in a box. The low three bits of uMode are the mode. Without RGN_ELLIPSE_HANDLE the polygon of the
 /// ellipse is filled, with the height of the box as an absolute value and an empty region for an empty box. With it the
 /// region is that of CreateEllipticRgn, and an empty box removes the bitmap's region.
-/// Returns 1, or: -2 (-13 with the bit), -789, -13 a null box, those of R_SetBitmapRgn; -1.
+/// Returns 1, or: -2, -789, -13 a null box (with the bit -13 a null bitmap or box, -789), those of R_SetBitmapRgn; -1.
 RV_API int32_t R_SetBitmapRgnEllipse(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, const RECT* pRect,
                                      uint32_t uMode) RV_NOEXCEPT;
 /// Sets a polygon, as R_SegmentsToRegion fills it. A count of 0 removes the bitmap's region, and pPoints may be null.
@@ -148,8 +148,8 @@ RV_API int32_t R_OffsetBitmapRgn(BITMAPRECORD* pBitmap, int32_t nRowOffset, int3
 /// those of R_ScaleRavoRgn. The two names are one function.
 RV_API int32_t R_SizeBitmapRgn(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight) RV_NOEXCEPT;
 RV_API int32_t R_KrnSizeBitmapRgn(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight) RV_NOEXCEPT;
-/// Mirror the region left to right, or top to bottom, in stored columns and rows. Return 1, or: -2, -789, and of the
-/// flip -13 a place that 32 bits don't hold.
+/// Mirror the region left to right, or top to bottom, in stored columns and rows. Return 1, or: -2, -789, -13 a place
+/// that 32 bits don't hold.
 RV_API int32_t R_ReverseBitmapRgn(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 RV_API int32_t R_FlipBitmapRgn(BITMAPRECORD* pBitmap) RV_NOEXCEPT;
 /// Gives pDest, which is another bitmap, a copy of the region of pSource, moved, and cut unless BMF_RGN_NOCLIP is set

@@ -21,7 +21,8 @@ enum {
 /// Makes pDst a bitmap that resembles pSrc, with other dimensions or depth: flags, view, resolution, order, palette,
 /// gray parameters, playback fields, region, overlays, paint tables, extra data. Returns 1, or: -13 null, or a source
 /// without storage; -789 unknown size, the source's or uStructSize; those of R_InitBitmap, of the callbacks, of
-/// R_AllocateBitmap; -1 no memory. On failure nothing is left behind.
+/// R_AllocateBitmap; -1 no memory. On failure nothing is left behind, and a copy that began has ended. Who drops the
+/// duplicate instead of putting it in the source's place calls R_IntEndCopyBitmap(pSrc, 0).
 RV_API int32_t R_DupBitmapNewDim(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, int32_t Width,
                                  int32_t Height, int32_t BitsPerPixel, uint32_t uFlags) RV_NOEXCEPT;
 /// Undoes a duplicate made with uFlags: what it shares is unlinked, what it owns is freed.

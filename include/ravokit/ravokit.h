@@ -28,6 +28,7 @@
 #include "objects.h"
 #include "optpal.h"
 #include "overlay.h"
+#include "paintsettings.h"
 #include "palette.h"
 #include "pixel.h"
 #include "redirect.h"

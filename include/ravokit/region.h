@@ -7,7 +7,7 @@
 //
 // Statuses: 1, -13 for a null pointer that is wanted or a bad mode, -1 when memory is short. A call that fails leaves
 // regions, handles and out pointers as they were, except where it says otherwise. A region is not tested further: only
-// what these calls made is given to them. Results beyond 32-bit coordinates wrap around.
+// what these calls made is given to them.
 #pragma once
 
 #include "bitmap.h"
@@ -94,9 +94,9 @@ RV_API int32_t CombineRavoRgn(RavoRgn** ppResult, const RavoRgn* pA, const RavoR
 /// Reduces the region to a rectangle. One that holds the whole region changes nothing. Returns 1, -13 or -1.
 RV_API int32_t R_ClipRavoRgnRect(RavoRgn* pRgn, const RECT* pRect) RV_NOEXCEPT;
 RV_API int32_t ClipRavoRgnRect(RavoRgn* pRgn, const RECT* pRect) RV_NOEXCEPT;
-/// Moves the region. Returns 1 or -13.
+/// Moves the region. Returns 1, or: -13 null, -13 a move past 32-bit coordinates.
 RV_API int32_t R_OffsetRavoRgn(RavoRgn* pRgn, int32_t dx, int32_t dy) RV_NOEXCEPT;
-/// Mirrors the region top to bottom within a raster of nHeight rows. Returns 1 or -13.
+/// Mirrors the region top to bottom within a raster of nHeight rows. Returns 1 or -13, as R_OffsetRavoRgn.
 RV_API int32_t R_FlipRavoRgn(RavoRgn* pRgn, int32_t nHeight) RV_NOEXCEPT;
 /// Turns what the region has of a raster of nSrcWidth x nSrcHeight clockwise with it; nAngle in hundredths of a
 /// degree, a multiple of 9000. Where the two sizes differ the raster is turned whole; where they are the same it turns

@@ -30,8 +30,7 @@ void replaceRegion(MEMHANDLE& h, RavoRgn* pRgn) noexcept {
     const RegionOwner old(static_cast<RavoRgn*>(std::exchange(h.pBlock, pRgn)));
 }
 
-// ---- regions that a handle gave up, kept where a leak checker sees them
-// ----------------------------------------------
+// ---- regions that a handle gave up, kept where a leak checker sees them ------------------------------------------
 
 struct Kept {
     RavoRgn* pRgn;
@@ -46,8 +45,7 @@ void keep(RavoRgn* pRgn) noexcept {
     while (!g_pKept.compare_exchange_weak(p->pNext, p, std::memory_order_release, std::memory_order_relaxed)) continue;
 }
 
-// ---- lists of rectangles
-// ---------------------------------------------------------------------------------------------
+// ---- lists of rectangles -----------------------------------------------------------------------------------------
 
 // Toward zero, and to the nearest that 32 bits hold; 0 for what is no number.
 int32_t truncated(float f) noexcept {
@@ -120,7 +118,9 @@ int32_t unionOf(RavoRgn** ppRgn, const RECT* pRects, size_t nRects) noexcept {
     RgnBuilder builder;
     if (!crossed.rects.allocate(nRects)) return -1;
     if (const int32_t n = RgnBuilderBegin(builder, box, uint32_t(2 * nRects)); n != 1) return n;
+    uint64_t nLookedAt = 0;
     for (size_t iNext = 0; crossed.n || iNext < nRects;) {
+        if (isTooDeep(nLookedAt += crossed.n, builder)) return coverRegion(ppRgn, pRects, nRects, false);
         const int32_t y = crossed.n ? builder.CurrentY : pRects[iNext].top;
         const size_t iFirst = iNext;
         while (iNext < nRects && pRects[iNext].top == y) ++iNext;

@@ -6,6 +6,7 @@
 #include "support/bitmaps.h"
 #include "support/directory.h"
 #include "support/faults.h"
+#include "support/progress.h"
 
 using namespace test;
 
@@ -125,20 +126,7 @@ void expectGray(Bitmap& bm, int32_t nDst) {
     R_FreeBitmap(&before);
 }
 
-struct Progress {
-    std::vector<int32_t> heard;
-    int nLeft;
-    explicit Progress(int nCalls = 1000) : nLeft(nCalls) {
-        R_SetStatusCallBack(
-            [](int32_t nPercent, void* p) -> int32_t {
-                auto& self = *static_cast<Progress*>(p);
-                self.heard.push_back(nPercent);
-                return self.nLeft-- > 0 ? 1 : -777;
-            },
-            this, nullptr, nullptr);
-    }
-    ~Progress() { R_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr); }
-};
+using test::Progress;
 
 }  // namespace
 

@@ -186,6 +186,20 @@ TEST(Combine, EveryHoldingWithItselfAndWithAnother) {
         }
 }
 
+TEST(Combine, SegmentsOfARowAreReadBeforeTheyAreWritten) {
+    for (const int32_t bits : kDepths)
+        for (const int32_t off : {-13, -6, 6, 13})
+            for (const uint32_t flags : kSome) {
+                Bitmap bm(bits, 45, 9);
+                fillRandom(bm.record, 1);
+                const Call call{off < 0 ? -off : 0, 0, 45 - std::abs(off), 9, off < 0 ? 0 : off, 0};
+                const FakeRegion region;
+                const Seen want = call.expect(bm.record, Seen(bm.record), flags, true);
+                ASSERT_EQ(call.run(&bm, &bm, flags), 1);
+                ASSERT_EQ(Seen(bm.record), want) << bits << " " << off << " " << flags;
+            }
+}
+
 TEST(Combine, ViewsAreOfWhatIsSeen) {
     for (int32_t to = TOP_LEFT; to <= LEFT_BOTTOM; ++to)
         for (int32_t from = TOP_LEFT; from <= LEFT_BOTTOM; ++from) {

@@ -7,6 +7,7 @@
 #include "internal/rvclasses_.h"
 #include "support/bitmaps.h"
 #include "support/faults.h"
+#include "support/progress.h"
 
 using namespace test;
 
@@ -153,20 +154,7 @@ std::string name(int32_t nBits, Holding h, int32_t nAngle, uint32_t uFlags) {
            std::to_string(uFlags);
 }
 
-struct Progress {
-    std::vector<int32_t> heard;
-    int nLeft;
-    explicit Progress(int nCalls = 1000) : nLeft(nCalls) {
-        R_SetStatusCallBack(
-            [](int32_t nPercent, void* p) -> int32_t {
-                auto& self = *static_cast<Progress*>(p);
-                self.heard.push_back(nPercent);
-                return self.nLeft-- > 0 ? 1 : -777;
-            },
-            this, nullptr, nullptr);
-    }
-    ~Progress() { R_SetStatusCallBack(nullptr, nullptr, nullptr, nullptr); }
-};
+using test::Progress;
 
 }  // namespace
 

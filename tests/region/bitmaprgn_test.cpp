@@ -125,6 +125,7 @@ TEST(BitmapRgn, MappingsLeadInAndOut) {
                    {2000000001, 3, 4, 1500000001, 1500000000},
                    {INT32_MIN, 7, 1, INT32_MIN, INT32_MIN},
                    {INT32_MAX, 9, -1, INT32_MIN, INT32_MIN},
+                   {-INT32_MAX, 1, -1, INT32_MAX, INT32_MAX},
                    {46341, 46341, 46341, 46341, 46341}};
     for (const auto& v : kValues) {
         EXPECT_EQ(RgnMapValue(v.value, v.num, v.den, true), v.up) << v.value;
@@ -232,6 +233,7 @@ TEST(BitmapRgn, MasksComeBack) {
 
 TEST(BitmapRgn, ShapesAndStatuses) {
     Bitmap bm(8, 40, 25), ways[] = {Bitmap(), Bitmap()};
+    BITMAPRECORD unknown{};  // its size
     const RECT box{4, 2, 24, 20}, upside{4, 2, 24, -16};
     ASSERT_EQ(R_SetBitmapRgnEllipse(&bm, nullptr, &box, RGN_MODE_SET), 1);
     const Plane ellipse = planeOf(*bm->pRgnInfo);
@@ -241,6 +243,8 @@ TEST(BitmapRgn, ShapesAndStatuses) {
     EXPECT_TRUE(R_BitmapHasRgn(&bm) && !bm->pRgnInfo->RowTableSize);
     EXPECT_EQ(R_SetBitmapRgnEllipse(nullptr, nullptr, &box, 8), -13);
     EXPECT_EQ(R_SetBitmapRgnEllipse(nullptr, nullptr, &box, 0), -2);
+    EXPECT_EQ(R_SetBitmapRgnEllipse(&unknown, nullptr, nullptr, 8), -13);
+    EXPECT_EQ(R_SetBitmapRgnEllipse(&unknown, nullptr, nullptr, 0), -789);
     const POINT triangle[] = {{0, 0}, {10, 0}, {0, 10}};
     ASSERT_EQ(R_SetBitmapRgnPolygon(&bm, nullptr, triangle, 3, 0, RGN_MODE_OR), 1);
     EXPECT_TRUE(R_IsPtInBitmapRgn(&bm, 1, 1) && !R_IsPtInBitmapRgn(&bm, 9, 9));

@@ -67,19 +67,22 @@ Pixels filled(const Points& points, const Types& types, int32_t nFillMode) {
     return out;
 }
 
-Points randomPoints(std::mt19937& random, size_t n, int32_t nFrom, int32_t nSize) {
+Points randomPoints(std::mt19937& random, size_t n, int32_t nFrom, int32_t nSize, int32_t nHeight) {
     Points out(n);
-    for (POINT& p : out) p = {nFrom + int32_t(random() % unsigned(nSize)), nFrom + int32_t(random() % unsigned(nSize))};
+    for (POINT& p : out)
+        p = {nFrom + int32_t(random() % unsigned(nSize)), nFrom + int32_t(random() % unsigned(nHeight))};
     return out;
 }
 
 TEST(Outlines, FillWhatAnEdgeWalkForEachPixelFills) {
     std::mt19937 random(7);
     for (int nCase = 0; nCase < 400; ++nCase) {
-        const size_t n = 1 + random() % 12;
+        const bool bCrowd = nCase >= 396;  // edges that change places by the thousand
+        const size_t n = bCrowd ? 300 : 1 + random() % 12;
         // Small boxes have many vertices on rows, edges along rows and columns, and points twice.
         const int32_t nFrom = nCase % 4 == 0 ? -40 : nCase % 4 == 1 ? 100010 : -3;
-        const Points points = randomPoints(random, n, nFrom, nCase % 3 ? 8 : 35);
+        const int32_t nSize = nCase % 3 ? 8 : 35;
+        const Points points = randomPoints(random, n, nFrom, bCrowd ? 200 : nSize, nSize);
         Types types;
         if (nCase % 2) {
             for (size_t i = 0; i < n; ++i) types.push_back(uint32_t(random() % 3));
@@ -103,6 +106,7 @@ TEST(Outlines, RectanglesComeBackAsTheSameRegion) {
         Points corners;
         Types types;
         Pixels all, odd;
+        std::vector<RECT> rects;
         for (size_t i = 0, n = random() % 9; i < n; ++i) {
             const POINT a{int32_t(random() % 30) - 9, int32_t(random() % 30) - 9};
             const POINT b{a.x + int32_t(random() % 9), a.y + int32_t(random() % 9)};
@@ -111,6 +115,7 @@ TEST(Outlines, RectanglesComeBackAsTheSameRegion) {
             else
                 corners.insert(corners.end(), {a, {b.x, a.y}, b, {a.x, b.y}});
             types.insert(types.end(), {0, 1, 1, 1});
+            if (a.x < b.x && a.y < b.y) rects.push_back({a.x, a.y, b.x, b.y});
             for (int32_t y = a.y; y < b.y; ++y)
                 for (int32_t x = a.x; x < b.x; ++x)
                     all.insert({y, x}), odd.count({y, x}) ? odd.erase({y, x}) : odd.insert({y, x}).second;
@@ -122,6 +127,13 @@ TEST(Outlines, RectanglesComeBackAsTheSameRegion) {
         ASSERT_EQ(R_SegmentsToRegion(&parity.p, corners.data(), types.data(), n, 1), 1);
         ASSERT_EQ(pixelsOf(*whole.p), all);
         ASSERT_EQ(pixelsOf(*parity.p), odd);
+        std::sort(rects.begin(), rects.end(), [](const RECT& a, const RECT& b) { return a.top < b.top; });
+        for (const bool bParity : {false, true}) {
+            Region covered;
+            ASSERT_EQ(rv::coverRegion(&covered.p, rects.data(), rects.size(), bParity), 1);
+            ASSERT_TRUE(rv::isWellFormed(*covered.p));
+            ASSERT_EQ(pixelsOf(*covered.p), bParity ? odd : all) << nCase;
+        }
 
         POINT* pPoints = nullptr;
         uint32_t* pTypes = nullptr;
@@ -225,6 +237,38 @@ TEST(Outlines, ExtremesEndWithAStatus) {
         R_FreeRegionSegments(&pPoints, &pTypes);
     }
     EXPECT_EQ(faults::liveBlocks(), nBlocks);
+}
+
+// Minutes for whoever goes through all rectangles, or all edges of a row, for each row or edge.
+TEST(Outlines, AreMadeInTimeOfRectanglesInRectanglesAndManyEdges) {
+    constexpr int32_t kDeep = 200000;
+    std::vector<RECT> list(2);
+    Points corners;
+    Types types;
+    for (int32_t i = 0; i < kDeep; ++i) {
+        const RECT r{i, i, 2 * kDeep - i, 2 * kDeep - i};
+        list.push_back(r);
+        corners.insert(corners.end(), {{r.left, r.top}, {r.right, r.top}, {r.right, r.bottom}, {r.left, r.bottom}});
+        types.insert(types.end(), {0, 1, 1, 1});
+    }
+    const RGNDATA header{32, 1, kDeep, 16 * kDeep, {}};
+    std::memcpy(list.data(), &header, sizeof header);
+    RVHANDLE h = ExtCreateRegion(nullptr, uint32_t(list.size() * 16), reinterpret_cast<const RGNDATA*>(list.data()));
+    RECT box{};
+    EXPECT_EQ(GetRgnBox(h, &box), 2);
+    EXPECT_EQ(box.right, 2 * kDeep);
+    DeleteObject(h);
+    Region whole, crowd;
+    ASSERT_EQ(R_SegmentsToRegion(&whole.p, corners.data(), types.data(), 4 * kDeep, 0), 1);
+    EXPECT_TRUE(rv::RgnIsRectangle(*whole.p) && whole.p->rcBounds.bottom == 2 * kDeep);
+    SEGMENTLINES lines;
+    ASSERT_EQ(R_SegmentsToLines(corners.data(), 4 * kDeep, &lines), 1);
+    EXPECT_TRUE(lines.nContours == 1 && lines.pPointsPerContour[0] == 4);
+    R_FreeSegmentLines(&lines);
+    std::mt19937 random(9);
+    const Points many = randomPoints(random, 400000, 0, 1 << 22, 4);
+    ASSERT_EQ(R_SegmentsToRegion(&crowd.p, many.data(), nullptr, int32_t(many.size()), 1), 1);
+    EXPECT_TRUE(rv::isWellFormed(*crowd.p));
 }
 
 // The point of a Bézier span.

@@ -179,6 +179,7 @@ TEST(Region, StatusesAndEdges) {
     EXPECT_EQ(R_ScaleRavoRgn(rgn.get(), 1, 1, 1, 0), -13);
     EXPECT_EQ(R_OffsetRavoRgn(rgn.get(), INT32_MAX, 0), -13);  // out of 32 bits
     EXPECT_EQ(R_FlipRavoRgn(rgn.get(), INT32_MIN), -13);
+    EXPECT_EQ(reverseRegion(*rgn, INT32_MIN), -13);
     for (const int32_t status :
          {R_DeleteRavoRgn(nullptr), R_ClipRavoRgnRect(nullptr, &box), R_ClipRavoRgnRect(rgn.get(), nullptr),
           R_OffsetRavoRgn(nullptr, 1, 1), R_FlipRavoRgn(nullptr, 1), R_RotateRavoRgn(nullptr, 1, 1, 1, 1, 9000),
@@ -190,7 +191,7 @@ TEST(Region, StatusesAndEdges) {
 
     EXPECT_EQ(R_OffsetRavoRgn(empty.get(), 5, 5), 1);
     EXPECT_EQ(R_FlipRavoRgn(empty.get(), 5), 1);
-    reverseRegion(*empty, 5);
+    EXPECT_EQ(reverseRegion(*empty, 5), 1);
     EXPECT_TRUE(isWellFormed(*empty));
 
     // The cache stays while the shape does, and a copy has its own, without the view.

@@ -40,6 +40,14 @@ TEST(RavoCommand, RunsAChain) {
     EXPECT_EQ(pixelAt(a, 1, 0), pixelAt(picture, 11, 5));
     EXPECT_EQ(b->BitsPerPixel, 8);
 
+    EXPECT_EQ(ravo((directory / "b.png") + " --warp 0,0 29,0 29,19 0,19 --region rect 1,2,3x4 --save-region " +
+                   (directory / "region"))
+                  .nExit,
+              0)
+        << "a chain may end with its region";
+    const Result region = ravo("info " + (directory / "b.png") + " --region-file " + (directory / "region"));
+    EXPECT_TRUE(has(region.output, "12 pixels within 1,2,3x4")) << region.output;
+
     const Result info = ravo("info " + (directory / "b.png"));
     EXPECT_EQ(info.nExit, 0);
     for (const char* pPart : {"30 x 20", "8 bits", "256 entries", "TOP_LEFT", "640, 32 a row"})
@@ -62,6 +70,10 @@ TEST(RavoCommand, FailuresNameTheFileTheStepAndTheStatusAndLeaveNothing) {
           {in, "--crop 0,0,-3x4", "R_CopyBitmapRect", "-11", "Invalid width or height"});
     fails(cut + " -o " + out, 1, {cut, "damaged"});
     fails(in + " --alpha set", 2, {"--alpha set needs one more"});
+    fails(in + " --warp 0,0 9,0", 2, {"--warp 0,0 9,0 needs 2 more"});
+    fails(in + " --region rect", 2, {"--region rect needs one more"});
+    fails(in + " --region none --mask " + (directory / "out.gif"), 2, {"out.gif"});
+    fails(in + " --region-file " + in + " -o " + out, 1, {"--region-file", "damaged"});
     fails(in + " --palette " + in + " -o " + out, 1, {"--palette", "no palette"});
     fails(in + " --alpha set " + in + "x -o " + out, 1, {"--alpha set", "No such file"});
     fails(in + " --gray 9 -o " + out, 1, {"--gray 9"});
@@ -90,9 +102,12 @@ TEST(RavoCommand, HelpTellsEveryStep) {
     const Result help = ravo("--help");
     EXPECT_EQ(help.nExit, 0);
     size_t nAt = 0;
-    for (const char* pStep : {"--crop X,Y,WxH", "--trim", "--bits N", "--order", "--palette", "--gray [8|",
-                              "--colors N", "--dither", "clustered", "--alpha", "--premultiply", "--fill",
-                              "--invert-view", "--copy", "--tile-size", "--storage", "--space", "-o OUT"}) {
+    for (const char* pStep :
+         {"--crop X,Y,WxH", "--trim",        "--bits N",      "--order",       "--palette",     "--gray [8|",
+          "--colors N",     "--dither",      "clustered",     "--alpha",       "--premultiply", "--fill",
+          "--combine",      "--mode",        "--region KIND", "--region-file", "--mask",        "--outline",
+          "--save-region",  "--invert-view", "--shear",       "--warp",        "--copy",        "--tile-size",
+          "--storage",      "--space",       "-o OUT"}) {
         const size_t nFound = help.output.find(pStep, nAt);
         ASSERT_NE(nFound, std::string::npos) << pStep;
         nAt = nFound;

@@ -71,6 +71,30 @@ inline Picture randomPicture(int32_t nWidth, int32_t nHeight, int32_t nBits, int
     return picture;
 }
 
+/// The inverse of readPixel.
+inline void writePixel(uint8_t* pRow, int32_t x, int32_t nBits, uint64_t nValue) noexcept {
+    if (nBits < 8) {
+        const size_t nBit = size_t(x) * size_t(nBits);
+        uint8_t* p = pRow + (nBit >> 3);
+        const uint32_t nShift = 16 - uint32_t(nBit & 7) - uint32_t(nBits);
+        const uint32_t nMask = ((1u << nBits) - 1) << nShift;
+        const uint32_t nWord = uint32_t(nValue) << nShift;
+        p[0] = uint8_t((p[0] & ~(nMask >> 8)) | nWord >> 8);
+        if (nMask & 0xFF) p[1] = uint8_t((p[1] & ~nMask) | (nWord & 0xFF));
+    } else if (nBits == 12) {
+        uint8_t* p = pRow + size_t(x >> 1) * 3;
+        if (x & 1) {
+            p[1] = uint8_t((p[1] & 0x0F) | (nValue & 15) << 4);
+            p[2] = uint8_t(nValue >> 4);
+        } else {
+            p[0] = uint8_t(nValue);
+            p[1] = uint8_t((p[1] & 0xF0) | (nValue >> 8 & 15));
+        }
+    } else {
+        std::memcpy(pRow + size_t(x) * size_t(nBits / 8), &nValue, size_t(nBits / 8));
+    }
+}
+
 /// A pixel as stored.
 inline uint64_t pixelAt(Picture& picture, int32_t x, int32_t y) {
     Row row(picture->BytesPerLine);

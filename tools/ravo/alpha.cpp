@@ -1,6 +1,7 @@
 #include "alpha.h"
 
 #include <ravokit/alpha.h>
+#include <ravokit/bitmaprgn.h>
 
 #include <string>
 
@@ -44,6 +45,12 @@ void setAlpha(Picture& picture, Picture alpha) {
 
 void setAlpha(Picture& picture, uint32_t nAlpha) {
     prepare(picture);
+    if (R_BitmapHasRgn(picture.get())) {   // the call that takes values takes whole rows
+        Picture alpha = alphaOf(picture);  // with the region
+        check(R_FillBitmap(alpha.get(), nAlpha * 0x010101), "R_FillBitmap");
+        check(R_SetBitmapAlpha(picture.get(), alpha.get()), "R_SetBitmapAlpha");
+        return;
+    }
     check(R_SetBitmapAlphaValues(picture.get(), picture->BitsPerPixel == 64 ? nAlpha * 257 : nAlpha),
           "R_SetBitmapAlphaValues");
 }

@@ -1,5 +1,6 @@
 #include "convert.h"
 
+#include <ravokit/bitmaprgn.h>
 #include <ravokit/colorres.h>
 #include <ravokit/convert.h>
 #include <ravokit/dither.h>
@@ -116,6 +117,7 @@ Picture nearestColors(Picture& picture, const Form& form) {
     Picture result(picture->Width, picture->Height, form.nBits, form.nOrder, form.palette, picture->ViewPerspective);
     result->XResolution = picture->XResolution;
     result->YResolution = picture->YResolution;
+    check(R_CopyBitmapRgn(result.get(), picture.get(), 0, 0), "R_CopyBitmapRgn");
     const RowConverter converter(picture, form);
     Row row(std::max(converter.bufferBytes(), size_t(result->BytesPerLine)));
     const Access lockFrom(picture), lockTo(result);

@@ -1,9 +1,12 @@
 #include "info.h"
 
+#include <ravokit/bitmaprgn.h>
+
 #include <cinttypes>
 #include <cstdio>
 #include <string>
 
+#include "failure.h"
 #include "formats.h"
 #include "storage.h"
 
@@ -56,6 +59,15 @@ void printInfo(const std::string& path, const Picture& picture) {
     }
     if (bm.Flags & BMF_PREMULTIPLIED) std::printf("  alpha       colour is multiplied by it\n");
     std::printf("  view        %s\n", viewName(bm.ViewPerspective));
+    if (R_BitmapHasRgn(&bm)) {
+        const RgnMapping asSeen{TOP_LEFT, 1, 1, 1, 1, 0, 0};
+        RECT box;
+        uint32_t nPixels = 0;
+        check(R_GetBitmapRgnBounds(&bm, &asSeen, &box), "R_GetBitmapRgnBounds");
+        check(R_GetBitmapRgnArea(&bm, &nPixels), "R_GetBitmapRgnArea");
+        std::printf("  region      %u pixels within %d,%d,%dx%d\n", nPixels, box.left, box.top, box.right - box.left,
+                    box.bottom - box.top);
+    }
     std::printf("  resolution  %d x %d dots per inch\n", bm.XResolution, bm.YResolution);
     std::printf("  storage     %s\n", storageText(bm).c_str());
     std::printf("  bytes       %" PRIu64 ", %u a row\n", uint64_t(bm.BytesPerLine) * uint32_t(bm.Height),

@@ -1,7 +1,6 @@
 // The command: reads its arguments, runs the chain, tells failures.
 
 #include <cstdio>
-#include <cstring>
 #include <new>
 #include <string>
 #include <utility>
@@ -44,8 +43,9 @@ void printHelp() {
     std::printf(
         "\n"
         "Coordinates are those of the picture as seen, from its top left corner. Neighbouring --bits, --order\n"
-        "and --palette are one conversion; naming one of them again starts the next. An existing OUT is replaced\n"
-        "only by a complete one. --size is for files of bare samples, which have no header.\n"
+        "and --palette are one conversion; naming one of them again starts the next. A region follows the\n"
+        "picture; without one every pixel is inside. An existing OUT is replaced only by a complete one.\n"
+        "--size is for files of bare samples, which have no header.\n"
         "\n"
         "Files:\n");
     for (const Format* pFormat : formats()) std::printf("  %-8s%s\n", pFormat->pName, pFormat->pExtensions);
@@ -66,10 +66,14 @@ std::string takeArgument(const std::vector<std::string>& arguments, size_t& i, c
     const bool bEnds = i + 1 == arguments.size();
     if (bOptional && (bEnds || arguments[i + 1].starts_with("-"))) return {};
     if (bEnds) throw Misuse{arguments[i] + " needs an argument: " + step.pArgument};
-    const std::string& argument = arguments[++i];
-    if (!step.pPrefix || argument != step.pPrefix) return argument;
-    if (i + 1 == arguments.size()) throw Misuse{std::string(step.pName) + " " + argument + " needs one more argument"};
-    return argument + " " + arguments[++i];
+    std::string argument = arguments[++i];
+    for (int32_t nMore = step.more ? step.more(argument) : 0; nMore > 0; --nMore) {
+        if (i + 1 == arguments.size())
+            throw Misuse{std::string(step.pName) + " " + argument + " needs " +
+                         (nMore == 1 ? "one more argument" : std::to_string(nMore) + " more arguments")};
+        argument += " " + arguments[++i];
+    }
+    return argument;
 }
 
 // Names of steps and of formats, and missing arguments, are judged before a file is touched.
@@ -79,7 +83,7 @@ std::vector<Call> parseCalls(const std::vector<std::string>& arguments, size_t n
         const Step* pStep = findStep(arguments[i]);
         if (!pStep) throw Misuse{"there is no step '" + arguments[i] + "'"};
         calls.push_back({pStep, takeArgument(arguments, i, *pStep)});
-        if (std::strcmp(pStep->pName, "-o") == 0) checkName(calls.back().argument);
+        if (pStep->output == Output::picture) checkName(calls.back().argument);
     }
     return calls;
 }
@@ -99,8 +103,8 @@ int run(const std::vector<std::string>& arguments) {
         const bool bSized = nFile + 1 < arguments.size() && arguments[nFile + 1] == "--size";
         if (bSized && nFile + 2 == arguments.size()) throw Misuse{"--size needs an argument: WxH"};
         const std::vector<Call> calls = parseCalls(arguments, nFile + (bSized ? 3 : 1));
-        if (!bInfo && (calls.empty() || std::strcmp(calls.back().pStep->pName, "-o") != 0))
-            throw Misuse{"a chain ends with -o OUT, or its result is lost"};
+        if (!bInfo && (calls.empty() || calls.back().pStep->output == Output::none))
+            throw Misuse{"a chain ends with -o OUT, or a region that is written, or its result is lost"};
         where = arguments[nFile];
         Chain chain;
         chain.picture = loadPicture(where, bSized ? parseSize(arguments[nFile + 2]) : SIZE{});

@@ -7,8 +7,6 @@
 #include <cmath>
 #include <iterator>
 
-#include "failure.h"
-
 namespace ravo {
 
 namespace {
@@ -99,6 +97,27 @@ RECT parseRect(const std::string& text) {
     const int32_t w = parseNumber(text.substr(nSecond + 1, nCross - nSecond - 1));
     const int32_t h = parseNumber(text.substr(nCross + 1));
     return {x, y, x + w, y + h};
+}
+
+std::vector<std::string> split(const std::string& text, char cSeparator) {
+    std::vector<std::string> parts(1);
+    for (const char c : text) {
+        if (c == cSeparator)
+            parts.emplace_back();
+        else
+            parts.back() += c;
+    }
+    return parts;
+}
+
+std::vector<POINT> parsePoints(const std::string& text, char cSeparator) {
+    std::vector<POINT> points;
+    for (const std::string& part : split(text, cSeparator)) {
+        const std::vector<std::string> xy = split(part, ',');
+        if (xy.size() != 2) throw Failure("'" + part + "' is no point: X,Y is expected");
+        points.push_back({parseNumber(xy[0]), parseNumber(xy[1])});
+    }
+    return points;
 }
 
 Color parseColor(const std::string& text) {

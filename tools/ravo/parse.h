@@ -4,6 +4,10 @@
 #include <ravokit/types.h>
 
 #include <string>
+#include <utility>
+#include <vector>
+
+#include "failure.h"
 
 namespace ravo {
 
@@ -21,6 +25,22 @@ uint32_t parseKey(const std::string& text);
 int32_t parseAngle(const std::string& text);
 /// WxH, or N% of a size; at least 1 x 1.
 SIZE parseScale(const std::string& text, SIZE of);
+
+/// The parts between separators, one at least.
+std::vector<std::string> split(const std::string& text, char cSeparator);
+/// X,Y with separators between.
+std::vector<POINT> parsePoints(const std::string& text, char cSeparator);
+
+/// The value that a table has for a name; pWhat tells what it has names of.
+template <class T, size_t N>
+T byName(const std::pair<const char*, T> (&table)[N], const std::string& name, const char* pWhat) {
+    std::string names;
+    for (const auto& [pName, value] : table) {
+        if (name == pName) return value;
+        names += std::string(" ") + pName;
+    }
+    throw Failure("'" + name + "' is no " + pWhat + "; there are" + names);
+}
 
 struct Color {
     COLORREF cr;

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "alpha.h"
+#include "compose.h"
 #include "failure.h"
 #include "formats.h"
 #include "parse.h"
@@ -154,17 +155,6 @@ void premultiply(Chain& chain, const std::string&) {
 
 // ---- pixels ------------------------------------------------------------------------------------------------------
 
-// A pixel of this colour as the picture stores it: the value that a one-pixel bitmap of the same form gets.
-uint64_t storedColor(Picture& picture, Color color) {
-    Picture pixel;
-    check(R_CopyBitmapRect(pixel.get(), picture.get(), sizeof(BITMAPRECORD), 0, 0, 1, 1), "R_CopyBitmapRect");
-    check(R_FillBitmap2(pixel.get(), color.cr, color.nAlpha), "R_FillBitmap2");
-    Row row(pixel->BytesPerLine);
-    const Access lock(pixel);
-    getRow(pixel, row.data(), 0);
-    return readPixel(row.data(), 0, pixel->BitsPerPixel);
-}
-
 void fill(Chain& chain, const std::string& argument) {
     Picture& picture = chain.picture;
     const size_t nComma = argument.find(',');
@@ -173,21 +163,10 @@ void fill(Chain& chain, const std::string& argument) {
         check(R_FillBitmap2(picture.get(), color.cr, color.nAlpha), "R_FillBitmap2");
         return;
     }
-    const SIZE size = viewedSize(*picture);
-    RECT rect = parseRect(argument.substr(nComma + 1));
-    rect = {std::max(rect.left, 0), std::max(rect.top, 0), std::min(rect.right, size.width),
-            std::min(rect.bottom, size.height)};
-    if (rect.left >= rect.right || rect.top >= rect.bottom) throw Failure("the rectangle lies outside the picture");
-    rect = storedRect(*picture, rect);
-    const uint64_t nValue = storedColor(picture, color);
-    Row row(picture->BytesPerLine);
-    const Access lock(picture);
-    for (int32_t y = rect.top; y < rect.bottom; ++y) {
-        getRow(picture, row.data(), y);
-        for (int32_t x = rect.left; x < rect.right; ++x) writePixel(row.data(), x, picture->BitsPerPixel, nValue);
-        putRow(picture, row.data(), y);
-    }
+    fillRect(picture, parseRect(argument.substr(nComma + 1)), color);
 }
+
+void combine(Chain& chain, const std::string& argument) { combineFile(chain.picture, argument, chain.uDither); }
 
 // Stored rows turn round, and the view tells it, so that the picture stays as it is.
 void invertView(Chain& chain, const std::string&) {
@@ -210,12 +189,7 @@ void setFilter(Chain& chain, const std::string& argument) {
                                                                     {"coarse", RSZ_RESAMPLE_COARSE},
                                                                     {"bicubic", RSZ_BICUBIC},
                                                                     {"favor-black", RSZ_FAVOUR_BLACK}};
-    for (const auto& [pName, uFilter] : kFilters) {
-        if (argument != pName) continue;
-        chain.geometry.uFilter = uFilter;
-        return;
-    }
-    throw Failure("the filters are nearest, resample, coarse, bicubic and favor-black");
+    chain.geometry.uFilter = byName(kFilters, argument, "filter");
 }
 
 void weighByAlpha(Chain& chain, const std::string&) { chain.geometry.bAlphaWeighted = true; }
@@ -229,6 +203,24 @@ void turnBilinear(Chain& chain, const std::string&) { chain.geometry.uTurn |= RO
 void turnBicubic(Chain& chain, const std::string&) { chain.geometry.uTurn |= ROT_BICUBIC; }
 void resizeCanvas(Chain& chain, const std::string&) { chain.geometry.uTurn |= ROT_RESIZE; }
 void setBackground(Chain& chain, const std::string& argument) { chain.geometry.background = parseColor(argument); }
+
+void shear(Chain& chain, const std::string& argument) {
+    const std::vector<std::string> parts = split(argument, ',');
+    const int32_t nAngle = parseAngle(parts[0]);
+    if (parts.size() > 2) throw Failure("an angle is expected, and h or v");
+    if (nAngle < -8999 || nAngle > 8999) throw Failure("the angle is less than 90 degrees");
+    static constexpr std::pair<const char*, bool> kDirections[] = {{"h", true}, {"v", false}};
+    const bool bHorizontal = parts.size() == 1 || byName(kDirections, parts[1], "direction");
+    chain.waiting = [=](Chain& c) { shearPicture(c.picture, nAngle, bHorizontal, c.geometry); };
+}
+
+void warp(Chain& chain, const std::string& argument) {
+    const std::vector<POINT> points = parsePoints(argument, ' ');
+    std::array<POINT, 4> corners;
+    if (points.size() != corners.size()) throw Failure("four points are expected");
+    std::copy(points.begin(), points.end(), corners.begin());
+    chain.waiting = [=](Chain& c) { warpPicture(c.picture, corners, c.geometry); };
+}
 
 void flip(Chain& chain, const std::string&) { flipPicture(chain.picture); }
 void mirror(Chain& chain, const std::string&) { mirrorPicture(chain.picture); }
@@ -247,6 +239,18 @@ void scramble(Chain& chain, const std::string& argument) {
 void unscramble(Chain& chain, const std::string& argument) {
     scramblePicture(chain.picture, parseKey(argument), SCR_DECRYPT);
 }
+
+// ---- regions -----------------------------------------------------------------------------------------------------
+
+void setMode(Chain& chain, const std::string& argument) { chain.region.uMode = parseMode(argument); }
+void setFillRule(Chain& chain, const std::string& argument) { chain.region.nFillMode = parseFillMode(argument); }
+void region(Chain& chain, const std::string& argument) { setRegion(chain.picture, argument, chain.region); }
+void regionFile(Chain& chain, const std::string& argument) { setRegionOfFile(chain.picture, argument, chain.region); }
+void writeMask(Chain& chain, const std::string& argument) { saveMask(chain.picture, argument); }
+void writeOutline(Chain& chain, const std::string& argument) { saveOutline(chain.picture, argument); }
+void writeRegion(Chain& chain, const std::string& argument) { saveRegion(chain.picture, argument); }
+
+// ---- storage and files -------------------------------------------------------------------------------------------
 
 void copy(Chain& chain, const std::string&) {
     const Progress progress("copying");
@@ -283,19 +287,46 @@ constexpr Step kSteps[] = {
      "                                 stevenson, jarvis, ordered or clustered",
      setDither},
     {"--alpha", "extract|set FILE|VALUE", "go on with the alpha; or set it: a picture's greys, or 0 to 255", alpha,
-     When::now, "set"},
+     When::now, [](const std::string& first) { return first == "set" ? 1 : 0; }},
     {"--premultiply", nullptr, "multiply the colours by their alpha", premultiply},
     {"--fill", "COLOR[,X,Y,WxH]", "fill all, or a rectangle; #RRGGBB, #RRGGBBAA or a name", fill},
+    {"--combine", "FILE,OP[,X,Y]",
+     "combine the samples of a file with those that are there: copy, and, or,\n"
+     "                                 xor, add, subtract, min, max, multiply, divide or average",
+     combine},
+    {"--mode", "NAME",
+     "how a region joins the one that is there, from here on: set, and, or, xor or\n"
+     "                                 minus; not takes all but the region",
+     setMode},
+    {"--fill-rule", "nonzero|evenodd", "of polygons from here on", setFillRule},
+    {"--region", "KIND ARGUMENT",
+     "what --fill, --combine and --alpha set VALUE keep inside of:\n"
+     "                                 rect or ellipse X,Y,WxH; polygon 'X,Y;X,Y;...'; color COLOR;\n"
+     "                                 range COLOR,COLOR, the least and the largest samples;\n"
+     "                                 wand X,Y[,TOLERANCE], the area around a pixel of its colour;\n"
+     "                                 border X,Y,COLOR[,TOLERANCE], the area up to samples of a colour;\n"
+     "                                 mask FILE, its white pixels; none",
+     region, When::now, argumentsOfKind},
+    {"--region-file", "FILE", "a region that --save-region wrote", regionFile},
+    {"--mask", "OUT", "write the region as a picture, white inside", writeMask, When::now, nullptr, Output::picture},
+    {"--outline", "OUT", "write the region's contours as SVG", writeOutline, When::now, nullptr, Output::other},
+    {"--save-region", "OUT", "write the region for --region-file", writeRegion, When::now, nullptr, Output::other},
     {"--invert-view", nullptr, "store the rows in the other order; the picture stays as it is", invertView},
     {"--resize", "WxH|N%", "another size", resize, When::late},
     {"--filter", "NAME", "of resizing: nearest, resample, coarse, bicubic or favor-black (1 bit)", setFilter,
      When::setting},
     {"--alpha-weighted", nullptr, "resizing counts colours by their alpha", weighByAlpha, When::setting},
     {"--rotate", "DEGREES", "turn clockwise about the middle", rotate, When::late},
-    {"--bilinear", nullptr, "turning blends neighbours", turnBilinear, When::setting},
+    {"--shear", "DEGREES[,h|v]", "move rows to the right, or columns upwards; the canvas grows", shear, When::late},
+    {"--warp", "X,Y X,Y X,Y X,Y",
+     "draw the picture between four corners, clockwise from the top left one,\n"
+     "                                 on a canvas of its size; the region stays where it is",
+     warp, When::late, [](const std::string& first) { return first.find(' ') == std::string::npos ? 3 : 0; }},
+    {"--bilinear", nullptr, "turning and warping blend neighbours", turnBilinear, When::setting},
     {"--bicubic", nullptr, "turning takes a spline of 4 by 4 pixels", turnBicubic, When::setting},
     {"--resize-canvas", nullptr, "turning keeps the whole picture in sight", resizeCanvas, When::setting},
-    {"--background", "COLOR", "of what a turn uncovers; white if none is told", setBackground, When::setting},
+    {"--background", "COLOR", "of what turns, shears and warps uncover; white if none is told", setBackground,
+     When::setting},
     {"--flip", nullptr, "mirror top to bottom", flip},
     {"--mirror", nullptr, "mirror left to right", mirror},
     {"--view", "N", "store the picture for a view of 1 to 8; it stays as it is", view},
@@ -307,7 +338,8 @@ constexpr Step kSteps[] = {
     {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},
     {"--space", "MODEL", "print the least, mean and largest samples as rgb, yuv, cmyk, hsv, hls, yiq or cmy",
      tellSpace},
-    {"-o", "OUT", "write the picture as it is here; the name tells the format", write},
+    {"-o", "OUT", "write the picture as it is here; the name tells the format", write, When::now, nullptr,
+     Output::picture},
 };
 
 }  // namespace

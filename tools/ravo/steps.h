@@ -7,6 +7,7 @@
 
 #include "convert.h"
 #include "picture.h"
+#include "region.h"
 #include "turn.h"
 
 namespace ravo {
@@ -18,7 +19,8 @@ struct Chain {
     uint32_t uDither = 0;     // DITHER_ method for steps that reduce colours from here on
     uint32_t nTileBytes = 0;  // for tiled storage from here on; 0 is the library's choice
     GeometrySettings geometry{};
-    std::function<void(Chain&)> waiting{};  // a resize or a turn, until the settings that follow it are read
+    RegionSettings region{};
+    std::function<void(Chain&)> waiting{};  // a resize, a turn or the like, until the settings that follow it are read
 };
 
 /// When a step is done.
@@ -29,13 +31,18 @@ enum class When {
     setting  // holds for the late step before it, and for those to come
 };
 
+/// What a step writes to the file that its argument names.
+enum class Output { none, picture, other };
+
 struct Step {
     const char* pName;
     const char* pArgument;  // its form, in brackets if it may be left out, or null for a step without one
     const char* pHelp;
     void (*run)(Chain& chain, const std::string& argument);
     When when = When::now;
-    const char* pPrefix = nullptr;  // an argument of this word goes on with the next one, after a space
+    // How many arguments follow the first one, to which they are joined by spaces.
+    int32_t (*more)(const std::string& first) = nullptr;
+    Output output = Output::none;
 };
 
 std::span<const Step> steps() noexcept;

@@ -1,5 +1,7 @@
 #include "turn.h"
 
+#include <ravokit/combine.h>
+
 #include "failure.h"
 #include "progress.h"
 
@@ -16,6 +18,11 @@ void turnPicture(Picture& picture, int32_t nAngle, const GeometrySettings& setti
     const Progress progress("turning");
     if (picture->ViewPerspective >= LEFT_TOP) storeForView(picture, TOP_LEFT);  // the canvas keeps its stored shape
     check(R_RotateBitmap(picture.get(), nAngle, settings.uTurn, settings.background.cr), "R_RotateBitmap");
+}
+
+void shearPicture(Picture& picture, int32_t nAngle, bool bHorizontal, const GeometrySettings& settings) {
+    const Progress progress("shearing");
+    check(R_ShearBitmap(picture.get(), nAngle, bHorizontal, settings.background.cr), "R_ShearBitmap");
 }
 
 void flipPicture(Picture& picture) {

@@ -23,6 +23,8 @@ struct GeometrySettings {
 void resizePicture(Picture& picture, SIZE size, const GeometrySettings& settings);
 /// Clockwise, in hundredths of a degree.
 void turnPicture(Picture& picture, int32_t nAngle, const GeometrySettings& settings);
+/// Rows of the picture as seen move, or columns, in hundredths of a degree, -8999 to 8999.
+void shearPicture(Picture& picture, int32_t nAngle, bool bHorizontal, const GeometrySettings& settings);
 void flipPicture(Picture& picture);
 void mirrorPicture(Picture& picture);
 /// Stores the picture for another view; it looks as before.

@@ -106,7 +106,8 @@ int32_t R_IntSetBitmapRgnRect(BITMAPRECORD* pBitmap, const RgnMapping* pMapping,
 int32_t R_SetBitmapRgnEllipse(BITMAPRECORD* pBitmap, const RgnMapping* pMapping, const RECT* pRect,
                               uint32_t uMode) noexcept {
     const bool bHandle = uMode & RGN_ELLIPSE_HANDLE;
-    if (!pBitmap) return bHandle ? -13 : -2;
+    if (bHandle && (!pBitmap || !pRect)) return -13;
+    if (!pBitmap) return -2;
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;
     if (!pRect) return -13;
     uMode &= kModeBits;

@@ -100,10 +100,7 @@ int32_t R_KrnSizeBitmapRgn(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeigh
 }
 
 int32_t R_ReverseBitmapRgn(BITMAPRECORD* pBitmap) noexcept {
-    return changeRegion(pBitmap, [](const BITMAPRECORD& bm, RavoRgn& rgn) {
-        reverseRegion(rgn, bm.Width);
-        return 1;
-    });
+    return changeRegion(pBitmap, [](const BITMAPRECORD& bm, RavoRgn& rgn) { return reverseRegion(rgn, bm.Width); });
 }
 
 int32_t R_FlipBitmapRgn(BITMAPRECORD* pBitmap) noexcept {

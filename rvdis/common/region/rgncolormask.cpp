@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "internal/bitplaces.h"
 #include "internal/pixelmasks.h"
 #include "internal/pixels.h"
 #include "internal/planes.h"
@@ -70,30 +71,6 @@ void maskBytes(const uint8_t* pRow, uint64_t* pMask, size_t n, const ByteTest& t
 
 void maskWords16(const uint8_t* pRow, uint64_t* pMask, size_t n, const WordTest& test) noexcept {
     maskBy(pMask, n, [&](size_t i) { return test.passes(loadLittle<uint16_t>(pRow + i * 2)); });
-}
-
-// The places of the 1-bits of a word, counted on from nBase. A few at a time cost less than a branch that is guessed
-// wrong, but go past the last one.
-constexpr size_t kBatch = 4;
-template <bool bBatch>
-[[gnu::always_inline]] inline int32_t* writePlaces(int32_t* p, uint64_t v, size_t nBase) noexcept {
-    const auto place = [&] {
-        const auto n = int32_t(nBase + size_t(std::countr_zero(v)));
-        v &= v - 1;
-        return n;
-    };
-    if constexpr (bBatch) {
-        int32_t* const pEnd = p + std::popcount(v);
-        do {
-            for (size_t i = 0; i < kBatch; ++i) p[i] = place();
-            p += kBatch;
-        } while (p < pEnd);
-        return pEnd;
-    } else {
-        do *p++ = place();
-        while (v);
-        return p;
-    }
 }
 
 // Left and right are the places where a bit differs from the one before. Whole words go by batches: those of a word

@@ -79,7 +79,7 @@ int32_t makePrivate(RVHANDLE* ph, int32_t* pbOwned) noexcept {
 
 // The bitmap or a part of it, shown in a rectangle.
 int32_t sizedHandle(const BITMAPRECORD& bm, const RECT& dst, RVHANDLE* ph, int32_t* pbOwned) noexcept {
-    const bool bTurned = bm.ViewPerspective >= LEFT_TOP;
+    const bool bTurned = hasRowsAsColumns(bm);
     const RgnMapping mapping{TOP_LEFT,
                              int32_t(uint32_t(dst.right) - uint32_t(dst.left)),
                              bTurned ? bm.Height : bm.Width,

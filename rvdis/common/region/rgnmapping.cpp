@@ -10,14 +10,9 @@ namespace {
 bool isView(int32_t n) noexcept { return n >= TOP_LEFT && n <= LEFT_BOTTOM; }
 
 int32_t changeView(const BITMAPRECORD& bm, int32_t nFromView, RavoRgn& rgn) noexcept {
-    int32_t bFlip = 0, nAngle = 0;
-    if (const int32_t n = R_GetChangeViewPerspectiveParams(nFromView, bm.ViewPerspective, &bFlip, &nAngle); n != 1)
-        return n;
-    const bool bOdd = nAngle % 180 != 0;
-    const int32_t nWidth = bOdd ? bm.Height : bm.Width, nHeight = bOdd ? bm.Width : bm.Height;
-    if (bFlip)
-        if (const int32_t n = R_FlipRavoRgn(&rgn, nHeight); n != 1) return n;
-    return R_RotateRavoRgn(&rgn, nWidth, nHeight, bm.Width, bm.Height, nAngle * 100);
+    const bool bOdd = (nFromView >= LEFT_TOP) != hasRowsAsColumns(bm);
+    return UpdateRegionViewPerspective(&rgn, nFromView, bm.ViewPerspective, bOdd ? bm.Height : bm.Width,
+                                       bOdd ? bm.Width : bm.Height);
 }
 
 int32_t moved(int32_t n, int32_t nBy) noexcept { return int32_t(uint32_t(n) + uint32_t(nBy)); }
@@ -41,7 +36,7 @@ int32_t RgnMapValue(int32_t nValue, int32_t nNum, int32_t nDen, bool bRoundUp) n
     if (!nValue) return 0;
     const int64_t nMore = bRoundUp ? int64_t(nDen) - 1 : 0;
     if (INT32_MAX / std::abs(int64_t(nValue)) >= std::abs(int64_t(nNum)))
-        return int32_t((int64_t(nValue) * nNum + nMore) / nDen);
+        return int32_t(std::clamp<int64_t>((int64_t(nValue) * nNum + nMore) / nDen, INT32_MIN, INT32_MAX));
     const double d = (double(nValue) * nNum + double(nMore)) / nDen;
     return int32_t(std::clamp(std::trunc(d), double(INT32_MIN), double(INT32_MAX)));
 }

@@ -8,6 +8,7 @@
 
 #include "internal/bitmap_.h"
 #include "internal/contours_.h"
+#include "internal/coverage.h"
 #include "internal/region_.h"
 #include "internal/rvclasses_.h"
 
@@ -170,18 +171,61 @@ int32_t Tracer::write(SEGMENTLINES& lines) {
     return 1;
 }
 
-// The stretches that the rectangles of a band cover, which are sorted by their left sides.
-void cover(const std::vector<RECT>& rects, Band& band) {
-    band.clear();
-    for (const RECT& r : rects) {
-        if (!band.empty() && r.left <= band.back().x) {
-            band.back().x = std::max(band.back().x, r.right);
+// The stretches that rectangles cover, from band to band. All those of a band are gone through for as long as few lie
+// upon each other.
+class Bands {
+    const std::vector<RECT>& m_rects;  // by their tops
+    std::vector<RECT> m_active;        // by their left sides
+    std::vector<RECT> m_ending;        // by their bottoms; once too many lie upon each other
+    Coverage m_coverage;
+    size_t m_nNext = 0, m_nEnd = 0;
+    uint64_t m_nLookedAt = 0, m_nTold = 0;
+
+    static void add(Band& band, int32_t nLeft, int32_t nRight) {
+        if (!band.empty() && nLeft <= band.back().x) {
+            band.back().x = std::max(band.back().x, nRight);
         } else {
-            band.push_back({r.left, true, 0});
-            band.push_back({r.right, false, 0});
+            band.push_back({nLeft, true, 0});
+            band.push_back({nRight, false, 0});
         }
     }
-}
+    bool goDeep(int32_t y) {
+        if (!m_coverage.prepare(m_rects.data(), m_rects.size(), false)) return false;
+        m_ending = m_rects;
+        std::sort(m_ending.begin(), m_ending.end(), [](const RECT& a, const RECT& b) { return a.bottom < b.bottom; });
+        while (m_ending[m_nEnd].bottom < y) ++m_nEnd;
+        for (const RECT& r : m_active) m_coverage.come(r);
+        return true;
+    }
+    void nextShallow(int32_t y, Band& below) {
+        std::erase_if(m_active, [y](const RECT& r) { return r.bottom <= y; });
+        for (; m_nNext < m_rects.size() && m_rects[m_nNext].top == y; ++m_nNext) {
+            const auto place = std::upper_bound(m_active.begin(), m_active.end(), m_rects[m_nNext],
+                                                [](const RECT& a, const RECT& b) { return a.left < b.left; });
+            m_nLookedAt += size_t(m_active.end() - place) / 16;  // moved as one block
+            m_active.insert(place, m_rects[m_nNext]);
+        }
+        for (const RECT& r : m_active) add(below, r.left, r.right);
+        m_nLookedAt += m_active.size();
+        m_nTold += below.size();
+    }
+    void nextDeep(int32_t y, Band& below) {
+        while (m_nEnd < m_nNext && m_ending[m_nEnd].bottom == y) m_coverage.go(m_ending[m_nEnd++]);
+        while (m_nNext < m_rects.size() && m_rects[m_nNext].top == y) m_coverage.come(m_rects[m_nNext++]);
+        m_coverage.forEachPiece([&](int32_t nLeft, int32_t nRight) { add(below, nLeft, nRight); });
+    }
+
+public:
+    explicit Bands(const std::vector<RECT>& rects) noexcept : m_rects(rects) {}
+
+    // The band that starts at y, the next row at which rectangles start or end. 1 or -1.
+    int32_t next(int32_t y, Band& below) {
+        below.clear();
+        if (m_ending.empty() && m_nLookedAt > (1u << 22) + 8 * m_nTold && !goDeep(y)) return -1;
+        m_ending.empty() ? nextShallow(y, below) : nextDeep(y, below);
+        return 1;
+    }
+};
 
 int32_t traceUnion(const POINT* pPoints, size_t nRects, SEGMENTLINES& lines) {
     std::vector<RECT> rects;
@@ -200,16 +244,9 @@ int32_t traceUnion(const POINT* pPoints, size_t nRects, SEGMENTLINES& lines) {
 
     Tracer tracer;
     Band above, below;
-    std::vector<RECT> active;
-    size_t nNext = 0;
+    Bands bands(rects);
     for (const int32_t y : seams) {
-        std::erase_if(active, [y](const RECT& r) { return r.bottom <= y; });
-        for (; nNext < rects.size() && rects[nNext].top == y; ++nNext) {
-            const auto place = std::upper_bound(active.begin(), active.end(), rects[nNext],
-                                                [](const RECT& a, const RECT& b) { return a.left < b.left; });
-            active.insert(place, rects[nNext]);
-        }
-        cover(active, below);
+        if (bands.next(y, below) != 1) return -1;  // Not enough memory available
         tracer.seam(y, above, below);
         above.swap(below);
     }

@@ -25,8 +25,8 @@ struct Edge {
     POINT from;  // its points in the order of the outline
     POINT to;
     int32_t nTop, nBottom;
-    int32_t nWinding;  // 1 downward, -1 upward
-    int32_t x;
+    int32_t nWinding;                  // 1 downward, -1 upward
+    int32_t x;                         // of row nTop at first
     int32_t nStep, nRem, nAcc, nRows;  // by quotient and remainder; nRows is 0 for numbers beyond the exact ones
 
     double crossing(int32_t y) const noexcept {
@@ -41,7 +41,6 @@ struct Edge {
     void start() noexcept {
         const POINT &upper = nWinding > 0 ? from : to, &lower = nWinding > 0 ? to : from;
         const double dx = double(lower.x) - upper.x, dy = double(lower.y) - upper.y;
-        x = upper.x;
         nRows = nStep = nRem = nAcc = 0;
         if (std::abs(dx) > kExact || dy > kExact || std::abs(double(x)) > kExact) return;
         nRows = lower.y - upper.y;
@@ -75,12 +74,14 @@ class EdgeTable {
         e.nTop = std::min(a.y, b.y);
         e.nBottom = std::max(a.y, b.y);
         e.nWinding = b.y > a.y ? 1 : -1;
+        e.x = e.nWinding > 0 ? a.x : b.x;
     }
 
 public:
     int32_t prepare(uint64_t nCount) noexcept { return m_edges.allocate(nCount) ? 1 : -1; }
 
     void addPolygon(const POINT* p, size_t n) noexcept {
+        if (n < 3) return;  // there and back, perhaps over hundreds of millions of rows
         for (size_t i = 0; i + 1 < n; ++i) add(p[i], p[i + 1]);
         add(p[n - 1], p[0]);
     }
@@ -90,64 +91,67 @@ public:
         add({std::max(a.x, b.x), nBottom}, {std::max(a.x, b.x), nTop});
     }
 
-    int32_t scan(RavoRgn** ppRgn, const RECT& box, bool bWinding) noexcept;
+    // 1, -1, or for rectangles kTooDeep, when another way is quicker.
+    int32_t scan(RavoRgn** ppRgn, const RECT& box, bool bWinding, bool bRectangles) noexcept;
 };
 
-// Sorted from row to row by insertion: crossings seldom change places.
-inline void insert(Edge* p, uint32_t i, const Edge& e) noexcept {
+constexpr int32_t kTooDeep = 0;
+
+// Sorted from row to row by insertion: crossings seldom change places. How many others moved.
+inline uint32_t insert(Edge* p, uint32_t i, const Edge& e) noexcept {
+    const uint32_t nFrom = i;
     for (; i > 0 && p[i - 1].x > e.x; --i) p[i] = p[i - 1];
     p[i] = e;
+    return nFrom - i;
 }
 
-// Writes spans that may touch as one.
-class RowSpans {
-    RgnBuilder& m_builder;
+// Takes the edges from pFrom to pTo, which are in order, in among those of p; how many there are then.
+uint32_t mergeIn(Edge* p, uint32_t n, const Edge* pFrom, const Edge* pTo) noexcept {
+    const uint32_t nAll = n + uint32_t(pTo - pFrom);
+    for (Edge* pOut = p + nAll; pTo != pFrom;) *--pOut = n > 0 && p[n - 1].x > pTo[-1].x ? p[--n] : *--pTo;
+    return nAll;
+}
 
-public:
-    explicit RowSpans(RgnBuilder& builder) noexcept : m_builder(builder) {}
-    void add(int32_t nLeft, int32_t nRight) noexcept {
-        if (nLeft == nRight) return;
-        if (m_builder.RowWords && m_builder.next()[-1] == nLeft)
-            m_builder.next()[-1] = nRight;
-        else
-            m_builder.add(nLeft, nRight);
-    }
-};
-
-int32_t EdgeTable::scan(RavoRgn** ppRgn, const RECT& box, bool bWinding) noexcept {
+int32_t EdgeTable::scan(RavoRgn** ppRgn, const RECT& box, bool bWinding, bool bRectangles) noexcept {
     RgnBuilder builder;
     if (const int32_t n = RgnBuilderBegin(builder, box, m_nEdges); n != 1) return n;
     const Buffer<Edge> active(m_nEdges);
     if (!active) return -1;
     Edge* const pEdges = m_edges.get();
-    std::sort(pEdges, pEdges + m_nEdges, [](const Edge& a, const Edge& b) { return a.nTop < b.nTop; });
+    std::sort(pEdges, pEdges + m_nEdges,
+              [](const Edge& a, const Edge& b) { return a.nTop != b.nTop ? a.nTop < b.nTop : a.x < b.x; });
     Edge* const p = active.get();
     uint32_t nActive = 0, nNext = 0;
+    uint64_t nLookedAt = 0;
     for (int32_t y = box.top; nActive || nNext < m_nEdges; ++y) {
         if (!nActive) y = pEdges[nNext].nTop;
+        if (isTooDeep(nLookedAt += nActive, builder) && bRectangles) return kTooDeep;
         uint32_t nKept = 0;
+        uint64_t nMoved = 0;
+        const uint64_t nMayMove = 16 * uint64_t(nActive);
         for (uint32_t i = 0; i < nActive; ++i) {
             if (p[i].nBottom == y) continue;
             p[i].advance(y);
-            if (nKept < i || (i > 0 && p[i - 1].x > p[i].x)) insert(p, nKept, Edge(p[i]));
+            if (nMoved > nMayMove)
+                p[nKept] = p[i];
+            else if (nKept < i || (i > 0 && p[i - 1].x > p[i].x))
+                nMoved += insert(p, nKept, Edge(p[i]));
             ++nKept;
         }
-        for (; nNext < m_nEdges && pEdges[nNext].nTop == y; ++nNext) {
-            pEdges[nNext].start();
-            insert(p, nKept++, pEdges[nNext]);
-        }
-        nActive = nKept;
+        if (nMoved > nMayMove) std::sort(p, p + nKept, [](const Edge& a, const Edge& b) { return a.x < b.x; });
+        const uint32_t nFirst = nNext;
+        for (; nNext < m_nEdges && pEdges[nNext].nTop == y; ++nNext) pEdges[nNext].start();
+        nActive = mergeIn(p, nKept, pEdges + nFirst, pEdges + nNext);
         if (!nActive) continue;
 
         RgnBuilderSkipTo(builder, y);
-        RowSpans spans(builder);
         if (!bWinding) {
-            for (uint32_t i = 0; i + 1 < nActive; i += 2) spans.add(p[i].x, p[i + 1].x);
+            for (uint32_t i = 0; i + 1 < nActive; i += 2) builder.addTouching(p[i].x, p[i + 1].x);
         } else {
             int32_t nWinding = 0;
             for (uint32_t i = 0; i + 1 < nActive; ++i) {
                 nWinding += p[i].nWinding;
-                if (nWinding) spans.add(p[i].x, p[i + 1].x);
+                if (nWinding) builder.addTouching(p[i].x, p[i + 1].x);
             }
         }
         if (const int32_t n = RgnBuilderEndRow(builder); n != 1) return n;
@@ -173,6 +177,22 @@ bool isRectangle(const POINT* p, size_t n) noexcept {
            (p[0].x == p[1].x && p[1].y == p[2].y && p[2].x == p[3].x && p[3].y == p[0].y);
 }
 
+// The same region where so many rectangles lie upon each other that all edges of each row are too many.
+int32_t deepRectangles(RavoRgn** ppRgn, const POINT* pPoints, const uint32_t* pTypes, size_t nCount,
+                       bool bParity) noexcept {
+    const Buffer<RECT> rects(nCount / 4);
+    if (!rects) return -1;  // Not enough memory available
+    RECT* pEnd = rects.get();
+    eachPolygon(pPoints, pTypes, nCount, [&](const POINT* p, size_t) {
+        const RECT r{std::min(p[0].x, p[2].x), std::min(p[0].y, p[2].y), std::max(p[0].x, p[2].x),
+                     std::max(p[0].y, p[2].y)};
+        if (!isEmptyBox(r)) *pEnd++ = r;
+        return true;
+    });
+    std::sort(rects.get(), pEnd, [](const RECT& a, const RECT& b) { return a.top < b.top; });
+    return coverRegion(ppRgn, rects.get(), size_t(pEnd - rects.get()), bParity);
+}
+
 }  // namespace
 }  // namespace rv
 
@@ -189,14 +209,15 @@ int32_t R_SegmentsToRegion(RavoRgn** ppRgn, const POINT* pPoints, const uint32_t
         box = {std::min(box.left, p.x), std::min(box.top, p.y), std::max(box.right, p.x), std::max(box.bottom, p.y)};
     }
     EdgeTable table;
-    if (isEmptyBox(box)) return table.scan(ppRgn, {}, false);
+    if (isEmptyBox(box)) return table.scan(ppRgn, {}, false, false);
     if (table.prepare(n) != 1) return -1;  // Not enough memory available
     const bool bRectangles = eachPolygon(pPoints, pTypes, n, isRectangle);
     eachPolygon(pPoints, pTypes, n, [&](const POINT* p, size_t nPoints) {
         bRectangles ? table.addRectangle(p[0], p[2]) : table.addPolygon(p, nPoints);
         return true;
     });
-    return table.scan(ppRgn, box, nFillMode == 0);
+    const int32_t nStatus = table.scan(ppRgn, box, nFillMode == 0, bRectangles);
+    return nStatus == kTooDeep ? deepRectangles(ppRgn, pPoints, pTypes, n, nFillMode != 0) : nStatus;
 }
 
 }  // extern "C"

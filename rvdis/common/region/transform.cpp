@@ -96,6 +96,21 @@ bool moveEdges(int32_t& nFrom, int32_t& nTo, int64_t nBy) noexcept {
 }
 
 }  // namespace
+
+int32_t reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept {
+    if (!rgn.RowTableSize) return 1;
+    RECT box = rgn.rcBounds;
+    if (!moveEdges(box.left, box.right, int64_t(nWidth) - box.right - box.left)) return -13;
+    releaseDisplayHandles(rgn);
+    rgn.rcBounds = box;
+    for (uint32_t i = 0; i < rowCount(rgn); ++i) {
+        int32_t* const p = rgn.pSpans + rgn.pRows[i].SpanOffset / sizeof(int32_t);
+        std::reverse(p, p + rgn.pRows[i].SpanWords);
+        for (uint32_t k = 0; k < rgn.pRows[i].SpanWords; ++k) p[k] = int32_t(int64_t(nWidth) - p[k]);
+    }
+    return 1;
+}
+
 }  // namespace rv
 
 using namespace rv;

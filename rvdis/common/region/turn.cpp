@@ -95,8 +95,7 @@ int32_t quarterTurn(RavoRgn** ppResult, const RavoRgn& rgn, const Turn& turn) no
 
 int32_t halfTurn(RavoRgn& rgn, int32_t nWidth, int32_t nHeight) noexcept {
     if (const int32_t n = R_FlipRavoRgn(&rgn, nHeight); n != 1) return n;
-    reverseRegion(rgn, nWidth);
-    return 1;
+    return reverseRegion(rgn, nWidth);
 }
 
 constexpr int64_t halfDown(int64_t n) noexcept { return n >> 1; }
@@ -134,19 +133,6 @@ int32_t rotateRegion(RavoRgn& rgn, SIZE src, SIZE dst, int32_t nAngle) noexcept 
 }
 
 }  // namespace
-
-void reverseRegion(RavoRgn& rgn, int32_t nWidth) noexcept {
-    if (!rgn.RowTableSize) return;
-    releaseDisplayHandles(rgn);
-    const auto mirrored = [&](int32_t x) { return int32_t(uint32_t(nWidth) - uint32_t(x)); };
-    for (uint32_t i = 0; i < rowCount(rgn); ++i) {
-        int32_t* const p = rgn.pSpans + rgn.pRows[i].SpanOffset / sizeof(int32_t);
-        std::reverse(p, p + rgn.pRows[i].SpanWords);
-        for (uint32_t k = 0; k < rgn.pRows[i].SpanWords; ++k) p[k] = mirrored(p[k]);
-    }
-    rgn.rcBounds.left = std::exchange(rgn.rcBounds.right, mirrored(rgn.rcBounds.left));
-    rgn.rcBounds.left = mirrored(rgn.rcBounds.left);
-}
 
 }  // namespace rv
 

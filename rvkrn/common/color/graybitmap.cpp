@@ -8,7 +8,6 @@
 #include "internal/grayrows.h"
 #include "internal/progress.h"
 #include "ravokit/copy.h"
-#include "ravokit/dither.h"
 
 namespace rv {
 namespace {
@@ -166,7 +165,6 @@ int32_t fillTarget(BITMAPRECORD& dst, BITMAPRECORD& src) noexcept {
 
 // The bitmap's place is taken: what travels on goes to the new one. Cannot fail.
 void takePlace(BITMAPRECORD& bm, BitmapOwner& fresh) noexcept {
-    R_StopDithering(&bm);
     fresh.record.pRgnInfo = std::exchange(bm.pRgnInfo, nullptr);
     fresh.record.pOverlays = std::exchange(bm.pOverlays, nullptr);
     fresh.record.pExtraData = std::exchange(bm.pExtraData, nullptr);

@@ -8,6 +8,7 @@
 #include "internal/pixels.h"
 #include "internal/storage_.h"
 #include "internal/threaddata.h"
+#include "ravokit/dither.h"
 #include "ravokit/palette.h"
 
 namespace rv {
@@ -109,6 +110,7 @@ void releaseAll(BITMAPRECORD& bm) noexcept {
 void replaceBitmap(BITMAPRECORD& old, const BITMAPRECORD& fresh, bool bShared) noexcept {
     if (bShared) unlinkShared(old);
     R_IntEndCopyBitmap(&old, 0);
+    R_StopDithering(&old);  // its rows are gone
     releaseAll(old);
     R_FreeBitmap(&old);
     std::memcpy(&old, &fresh, old.uStructSize);

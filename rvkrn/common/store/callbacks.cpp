@@ -61,7 +61,9 @@ int32_t R_IntBeginCopyBitmap(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, int32_t bFl
     if (nStatus != 1 && nStatus != 2) return nStatus;
     if (nStatus == 2) return 1;
     *puMemoryFlags = info.uMemoryFlags;
-    return R_SetBitmapDataCallbacks(pDst, &fresh);
+    const int32_t nSet = R_SetBitmapDataCallbacks(pDst, &fresh);
+    if (nSet != 1) R_IntEndCopyBitmap(pSrc, bFlag);
+    return nSet;
 }
 
 int32_t R_IntEndCopyBitmap(BITMAPRECORD* pBitmap, int32_t bFlag) noexcept {

@@ -7,6 +7,7 @@ namespace rv {
 namespace {
 
 constexpr uint32_t kCompressionFlags = BMF_COMPRESSED | BMF_SUPERCOMPRESSED;
+constexpr uint32_t kDuplicateFlags = DUP_ALLOCATE | DUP_BEGIN_REPLACE;
 constexpr uint32_t kClassFlags[] = {0, BMF_COMPRESSED, BMF_SUPERCOMPRESSED};
 
 int32_t compressionOf(const BITMAPRECORD& bm) noexcept {
@@ -24,8 +25,8 @@ bool isDepthOf(int32_t nCompression, int32_t nBits) noexcept {
 int32_t duplicateAs(BITMAPRECORD& fresh, BITMAPRECORD& bm, int32_t nCompression) noexcept {
     const uint32_t uOwn = bm.Flags & kCompressionFlags;
     bm.Flags = (bm.Flags & ~kCompressionFlags) | kClassFlags[nCompression];
-    const int32_t nStatus = R_DupBitmapNewDim(&fresh, &bm, bm.uStructSize, bm.Width, bm.Height, bm.BitsPerPixel,
-                                              DUP_ALLOCATE | DUP_BEGIN_REPLACE);
+    const int32_t nStatus =
+        R_DupBitmapNewDim(&fresh, &bm, bm.uStructSize, bm.Width, bm.Height, bm.BitsPerPixel, kDuplicateFlags);
     bm.Flags = (bm.Flags & ~kCompressionFlags) | uOwn;
     return nStatus;
 }
@@ -47,9 +48,7 @@ int32_t R_ChangeBitmapCompression(BITMAPRECORD* pBitmap, int32_t nCompression) n
     BITMAPRECORD fresh;
     if (const int32_t n = duplicateAs(fresh, bm, nCompression); n != 1) return n;
     if (const int32_t n = R_CopyBitmapData(&fresh, &bm); n != 1) {
-        unlinkShared(fresh);
-        releaseAll(fresh);
-        R_FreeBitmap(&fresh);
+        dropDuplicate(fresh, bm, kDuplicateFlags);
         return n;
     }
     replaceBitmap(bm, fresh, true);

@@ -74,15 +74,15 @@ int32_t duplicateInto(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize
         R_DupBitmapNewDim(&dst, &src, uStructSize, nWidth, nHeight, src.BitsPerPixel, kDuplicateBelongings);
     if (nStatus != 1) return nStatus;
     nStatus = R_IntBeginCopyBitmap(&dst, &src, !bReplace, &uMemoryFlags);
-    if (nStatus == 1) {
-        if (!bReplace) R_IntEndCopyBitmap(&src, 1);
-        nStatus = R_AllocateBitmap(&dst, uMemoryFlags);
+    if (nStatus != 1) {
+        R_FreeDuplicateBitmap(&dst, kDuplicateBelongings);
+        return nStatus;
     }
-    if (nStatus == 1) {
-        copyPaintTables(dst, src);
-        if (bReplace) nStatus = copyLockCount(dst, src);
-    }
-    if (nStatus != 1) R_FreeDuplicateBitmap(&dst, kDuplicateBelongings);
+    if (!bReplace) R_IntEndCopyBitmap(&src, 1);
+    nStatus = R_AllocateBitmap(&dst, uMemoryFlags);
+    if (nStatus == 1) copyPaintTables(dst, src);
+    if (nStatus == 1 && bReplace) nStatus = copyLockCount(dst, src);
+    if (nStatus != 1) dropDuplicate(dst, src, kDuplicateBelongings | (bReplace ? uint32_t(DUP_BEGIN_REPLACE) : 0));
     return nStatus;
 }
 
@@ -184,8 +184,7 @@ int32_t copyRect(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStructSize, i
     if (nStatus != 1) return nStatus;
     nStatus = cropInto(dst, *pSrc, nCol, nRow, intersect(*pSrc, nCol, nRow, nWidth, nHeight));
     if (nStatus != 1) {
-        releaseAll(dst);
-        R_FreeBitmap(&dst);
+        dropDuplicate(dst, *pSrc, bInPlace ? kDuplicateInPlace : kDuplicateAll);
     } else if (bInPlace) {
         replaceBitmap(*pSrc, dst, false);
     }

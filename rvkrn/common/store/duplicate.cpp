@@ -30,11 +30,8 @@ uint32_t memoryFlagsOf(const BITMAPRECORD& src) noexcept {
     return src.Flags & BMF_DISK ? BMMEM_DISK : BMMEM_CONVENTIONAL;
 }
 
-// The callbacks' part in a duplicate, then its storage and locks.
-int32_t allocateLike(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uFlags) noexcept {
-    uint32_t uMemory = memoryFlagsOf(src);
-    if (uFlags & DUP_BEGIN_REPLACE)
-        if (const int32_t n = R_IntBeginCopyBitmap(&dst, &src, 0, &uMemory); n != 1) return n;
+// The callbacks' part in a duplicate after its begin, then its storage and locks.
+int32_t allocateLike(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uMemory, uint32_t uFlags) noexcept {
     if (uFlags & DUP_BEGIN_COPY) {
         if (const int32_t n = R_IntBeginCopyBitmap(&dst, &src, 1, &uMemory); n != 1) return n;
         R_IntEndCopyBitmap(&src, 1);
@@ -90,10 +87,18 @@ void copyPaintTables(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept {
         std::memcpy(dst.pPaintLUT, src.pPaintLUT, 256);
         carry();
     }
-    if (hasWideFields(dst) && hasWideFields(src) && dst.pPaintLUT16 && src.pPaintLUT16) {
+    if (!hasWideFields(dst) || !hasWideFields(src) || !src.pPaintLUT16) return;
+    const bool bSameKind = dst.BitsPerPixel == src.BitsPerPixel && dst.Order == src.Order;
+    if (bSameKind && !dst.pPaintLUT16) dst.pPaintLUT16 = newBlock<uint16_t>(65536);
+    if (dst.pPaintLUT16) {
         std::memcpy(dst.pPaintLUT16, src.pPaintLUT16, 65536 * sizeof(uint16_t));
         carry();
     }
+}
+
+void dropDuplicate(BITMAPRECORD& fresh, BITMAPRECORD& src, uint32_t uFlags) noexcept {
+    R_FreeDuplicateBitmap(&fresh, uFlags);
+    if (uFlags & DUP_BEGIN_REPLACE) R_IntEndCopyBitmap(&src, 0);
 }
 
 }  // namespace rv
@@ -109,9 +114,15 @@ int32_t R_DupBitmapNewDim(BITMAPRECORD* pDst, BITMAPRECORD* pSrc, uint32_t uStru
     if (!isKnownRecordSize(pSrc->uStructSize) || !isKnownRecordSize(uStructSize)) return -789;
     if (const int32_t n = R_InitBitmap(pDst, uStructSize, Width, Height, BitsPerPixel); n != 1) return n;
     carryGeometry(*pDst, *pSrc);
-    int32_t nStatus = allocateLike(*pDst, *pSrc, uFlags);
+    uint32_t uMemory = memoryFlagsOf(*pSrc);
+    if (uFlags & DUP_BEGIN_REPLACE)
+        if (const int32_t n = R_IntBeginCopyBitmap(pDst, pSrc, 0, &uMemory); n != 1) {
+            R_FreeDuplicateBitmap(pDst, uFlags);
+            return n;
+        }
+    int32_t nStatus = allocateLike(*pDst, *pSrc, uMemory, uFlags);
     if (nStatus == 1) nStatus = copyBelongings(*pDst, *pSrc, uFlags);
-    if (nStatus != 1) R_FreeDuplicateBitmap(pDst, uFlags);
+    if (nStatus != 1) dropDuplicate(*pDst, *pSrc, uFlags);
     return nStatus;
 }
 

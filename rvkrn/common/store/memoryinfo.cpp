@@ -102,12 +102,16 @@ int32_t rebuild(BITMAPRECORD& bm, uint32_t uMemory, const Wanted& wanted) noexce
     int32_t nStatus = R_DupBitmapNewDim(&fresh, &bm, bm.uStructSize, bm.Width, bm.Height, bm.BitsPerPixel, 0);
     if (nStatus != 1) return nStatus;
     nStatus = R_IntBeginCopyBitmap(&fresh, &bm, 0, &uMemory);
-    if (nStatus == 1) nStatus = allocateFresh(fresh, bm, uMemory, wanted);
+    if (nStatus != 1) {
+        R_FreeDuplicateBitmap(&fresh, 0);
+        return nStatus;
+    }
+    nStatus = allocateFresh(fresh, bm, uMemory, wanted);
     if (nStatus == 1) nStatus = fillFresh(fresh, bm, wanted);
     if (nStatus == 1)
         replaceBitmap(bm, fresh, true);
     else
-        R_FreeDuplicateBitmap(&fresh, DUP_BEGIN_REPLACE);  // what it shares with the old one is the old one's
+        dropDuplicate(fresh, bm, DUP_BEGIN_REPLACE);
     return nStatus;
 }
 

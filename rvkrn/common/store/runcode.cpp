@@ -7,6 +7,7 @@
 #include <cassert>
 #include <cstring>
 
+#include "internal/bitplaces.h"
 #include "internal/runs.h"
 #include "internal/simd.h"
 
@@ -95,31 +96,6 @@ inline uint64_t reverseBits(uint64_t v) noexcept {
     v = (v >> 2 & 0x3333333333333333) | (v & 0x3333333333333333) << 2;
     v = (v >> 4 & 0x0F0F0F0F0F0F0F0F) | (v & 0x0F0F0F0F0F0F0F0F) << 4;
     return __builtin_bswap64(v);
-}
-
-constexpr uint32_t kBatch = 4;
-
-// Writes the places of the 1-bits of a word, first bit first, counted on from nBase. With bBatch it writes a few at a
-// time, which costs less than a branch that is guessed wrong, but goes past the last one.
-template <bool bBatch>
-[[gnu::always_inline]] inline uint16_t* writePlaces(uint16_t* p, uint64_t v, uint32_t nBase) noexcept {
-    const auto place = [&] {
-        const auto n = uint16_t(nBase + uint32_t(std::countr_zero(v)));
-        v &= v - 1;
-        return n;
-    };
-    if constexpr (bBatch) {
-        uint16_t* const pEnd = p + std::popcount(v);
-        do {
-            for (uint32_t i = 0; i < kBatch; ++i) p[i] = place();
-            p += kBatch;
-        } while (p < pEnd);
-        return pEnd;
-    } else {
-        do *p++ = place();
-        while (v);
-        return p;
-    }
 }
 
 // The most pixels at a time: their places fit a value.

@@ -392,11 +392,9 @@ int32_t resampleInPlace(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, 
         return n;
     const int32_t nStatus = resampleDuplicate(fresh, bm, method);
     if (nStatus != 1) {
-        R_FreeDuplicateBitmap(&fresh, kDupFlags);
-        R_IntEndCopyBitmap(&bm, 0);
+        dropDuplicate(fresh, bm, kDupFlags);
         return nStatus;
     }
-    R_StopDithering(&bm);
     bm.pRgnInfo = nullptr;
     if (bm.pOverlays) attachments().freeOverlays(bm);
     replaceBitmap(bm, fresh, !bToColor);  // the tables of grey end with it where the colours are new

@@ -12,6 +12,7 @@
 #include "internal/rotate_.h"
 #include "internal/rowaccess.h"
 #include "internal/runlists_.h"
+#include "internal/views_.h"
 
 namespace rv {
 namespace {
@@ -175,12 +176,6 @@ int32_t duplicateTurned(BITMAPRECORD& turned, BITMAPRECORD& bm, bool bExpand) no
     return 1;
 }
 
-bool isTurnedOtherWay(int32_t nViewPerspective) noexcept {
-    return nViewPerspective == TOP_RIGHT || nViewPerspective == BOTTOM_LEFT || nViewPerspective == LEFT_TOP ||
-           nViewPerspective == RIGHT_BOTTOM;
-}
-static_assert(TOP_RIGHT == 2 && BOTTOM_LEFT == 4 && LEFT_TOP == 5 && RIGHT_BOTTOM == 7);
-
 }  // namespace
 
 int32_t turnAttachments(BITMAPRECORD& turned, BITMAPRECORD& bm, int32_t nRegionAngle, int32_t nOverlayAngle) noexcept {
@@ -207,7 +202,7 @@ int32_t R_RotateBitmap90(BITMAPRECORD* pBitmap, int32_t bClockwise, int32_t nSta
     BITMAPRECORD& bm = *pBitmap;
     const bool bExpand =
         (bm.Flags & BMF_COMPRESSED) && uint64_t(bm.BytesPerLine) * uint32_t(bm.Height) <= kMostExpanded;
-    const bool bUp = (bClockwise != 0) != isTurnedOtherWay(bm.ViewPerspective);
+    const bool bUp = (bClockwise != 0) != isMirrored(bm);
     BITMAPRECORD turned;
     int32_t nStatus = duplicateTurned(turned, bm, bExpand);
     if (nStatus != 1 && bExpand) nStatus = duplicateTurned(turned, bm, false);

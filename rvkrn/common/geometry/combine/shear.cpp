@@ -60,12 +60,6 @@ struct Shear {
     int32_t cosine() const noexcept { return R_CosValue(std::abs(nAngle)); }
 };
 
-// The stored row that stands still is the lowest one as it is seen, or the rightmost.
-bool startsAtRow0(const BITMAPRECORD& bm) noexcept {
-    const int32_t n = bm.ViewPerspective;
-    return n == TOP_RIGHT || n == BOTTOM_LEFT || n == LEFT_TOP || n == RIGHT_BOTTOM;
-}
-
 int32_t moveRows(BITMAPRECORD& src, BITMAPRECORD& dst, const Shear& shear) noexcept {
     RowReader reader(src, src.BytesPerLine);
     RowEditor editor(dst);
@@ -74,10 +68,11 @@ int32_t moveRows(BITMAPRECORD& src, BITMAPRECORD& dst, const Shear& shear) noexc
     fillRow(dst, fillPixel(dst, shear.crFill, 255), fill.get());
     const auto nWidth = uint32_t(src.Width), nAll = uint32_t(dst.Width);
     Slope slope(shear.sine(), shear.cosine());
+    const bool bFromRow0 = isMirrored(src);  // so that what is seen shears the same way in every view
     ProgressStepper progress(src.Height, shear.nFirst, shear.nLast);
     int32_t nStatus = progress.start();
     for (int32_t k = 0; k < src.Height && nStatus == 1; ++k, slope.next()) {
-        const int32_t y = startsAtRow0(src) ? k : src.Height - 1 - k;
+        const int32_t y = bFromRow0 ? k : src.Height - 1 - k;
         const uint8_t* pFrom = reader.read(y);
         if (!pFrom) return reader.status();
         uint8_t* pTo = editor.place(y);
@@ -124,7 +119,7 @@ int32_t shearStored(BITMAPRECORD& bm, const Shear& shear) noexcept {
     int32_t nStatus = buildSheared(bm, fresh, shear);
     if (nStatus == 1) nStatus = shearRegion(fresh, bm.Width, shear.nAngle);
     if (nStatus != 1) {
-        R_FreeDuplicateBitmap(&fresh, kShearedDup);
+        dropDuplicate(fresh, bm, kShearedDup);
         return nStatus;
     }
     if (fresh.Flags & BMF_COMPRESSED) R_TrimBitmapHeap(&fresh, 0);
@@ -147,7 +142,7 @@ int32_t shearColumns(BITMAPRECORD& bm, const Shear& shear) noexcept {
     if (nStatus == 1) nStatus = quietly([&] { return R_RotateBitmap(&work, -9000, ROT_RESIZE, shear.crFill); });
     if (nStatus == 1) nStatus = tell(100);
     if (nStatus != 1) {
-        R_FreeDuplicateBitmap(&work, kWorkDup);
+        dropDuplicate(work, bm, kWorkDup);
         return nStatus;
     }
     replaceBitmap(bm, work, false);

@@ -109,12 +109,10 @@ int32_t sizeByCopy(BITMAPRECORD& bm, int32_t nWidth, int32_t nHeight, bool bToGr
     if (const int32_t n = R_DupBitmapNewDim(&fresh, &bm, bm.uStructSize, nWidth, nHeight, nBits, kDupFlags); n != 1)
         return n;
     const int32_t nStatus = sizeInto(fresh, bm, bToGray, uFlags);
-    if (nStatus == 1) {
+    if (nStatus == 1)
         replaceBitmap(bm, fresh, false);
-    } else {
-        R_FreeDuplicateBitmap(&fresh, kDupFlags);
-        R_IntEndCopyBitmap(&bm, 0);
-    }
+    else
+        dropDuplicate(fresh, bm, kDupFlags);
     return nStatus;
 }
 

@@ -15,7 +15,6 @@
 #include "internal/storage_.h"
 #include "ravokit/compressed.h"
 #include "ravokit/copy.h"
-#include "ravokit/dither.h"
 #include "ravokit/grayscale.h"
 
 namespace rv {
@@ -377,12 +376,10 @@ int32_t turnBitmap(BITMAPRECORD& bm, const Turn& turn, const Request& request) n
     if (nStatus == 1) nStatus = attachments().rotateRegion(fresh, bm.Width, bm.Height, request.nAngle);
     if (nStatus == 1) nStatus = attachments().rotateOverlays(fresh, bm.Width, bm.Height, request.nAngle);
     if (nStatus != 1) {
-        R_FreeDuplicateBitmap(&fresh, kDuplicate);
-        R_IntEndCopyBitmap(&bm, 0);
+        dropDuplicate(fresh, bm, kDuplicate);
         return nStatus;
     }
     if (fresh.Flags & BMF_COMPRESSED) R_TrimBitmapHeap(&fresh, 0);
-    R_StopDithering(&bm);
     replaceBitmap(bm, fresh, false);
     return 1;
 }

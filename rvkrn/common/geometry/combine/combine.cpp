@@ -50,9 +50,13 @@ class Combine {
         const RECT &to = m_areas.dst, &from = m_areas.src;
         const uint8_t* s = nullptr;
         uint8_t* d = nullptr;
-        for (uint32_t i = 0; i + 1 < nWords; i += 2) {
-            const auto nLeft = uint32_t(std::max<int64_t>(m_words[i], to.left)),
-                       nRight = uint32_t(std::min<int64_t>(m_words[i + 1], to.right));
+        // Within one row a segment is written only after those that it is a source of.
+        const bool bLeftward = from.left < to.left;
+        const uint32_t nSegments = nWords / 2;
+        for (uint32_t i = 0; i < nSegments; ++i) {
+            const uint32_t* const p = m_words.get() + 2 * (bLeftward ? nSegments - 1 - i : i);
+            const auto nLeft = uint32_t(std::max<int64_t>(p[0], to.left)),
+                       nRight = uint32_t(std::min<int64_t>(p[1], to.right));
             if (nLeft >= nRight) continue;
             if (!d) {
                 const int32_t ySrc = m_areas.bFlip ? from.bottom - 1 - (y - to.top) : from.top + (y - to.top);

@@ -1,7 +1,7 @@
 // The picture stored for another view: a flip and a turn of the stored pixels, which look the same then.
 #include <utility>
 
-#include "internal/opening.h"
+#include "internal/bitmap_.h"
 #include "internal/progress.h"
 #include "ravokit/copy.h"
 #include "ravokit/rotate.h"
@@ -18,7 +18,7 @@ int32_t copyPicture(BITMAPRECORD& dst, BITMAPRECORD& src, uint32_t uStructSize, 
         n != 1)
         return n;
     const int32_t n = R_CopyBitmapData(&dst, &src);
-    if (n != 1) R_FreeDuplicateBitmap(&dst, uCopyFlags);
+    if (n != 1) dropDuplicate(dst, src, uCopyFlags);
     return n;
 }
 
@@ -76,7 +76,7 @@ int32_t R_IntChangeBitmapViewPerspective(BITMAPRECORD* pDest, BITMAPRECORD* pSou
     if (!pDest || pDest == pSource) return movePicture(*pSource, nViewPerspective);
     if (const int32_t n = copyPicture(*pDest, *pSource, uStructSize, uCopyFlags); n != 1) return n;
     const int32_t n = movePicture(*pDest, nViewPerspective);
-    if (n != 1) R_FreeDuplicateBitmap(pDest, uCopyFlags);
+    if (n != 1) dropDuplicate(*pDest, *pSource, uCopyFlags);
     return n;
 }
 
