@@ -36,9 +36,13 @@ struct Attachments {
     // ---- overlays
     void (*freeOverlays)(BITMAPRECORD& bm) noexcept;
     int32_t (*copyOverlays)(BITMAPRECORD& dst, const BITMAPRECORD& src) noexcept;
-    void (*offsetOverlays)(BITMAPRECORD& bm, int32_t nX, int32_t nY) noexcept;
-    // With a picture of nOldWidth x nOldHeight that became bm: mirrored on either axis, resized, or turned by nAngle
-    // hundredths of a degree about the middle of both.
+    // The stored pixels of a picture of nOldWidth x nOldHeight went to columns nX and rows nY further, in bm.
+    void (*offsetOverlays)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight, int32_t nX, int32_t nY) noexcept;
+    // The stored pixels of bm, which were seen through nOldView, stay where they are.
+    void (*viewOverlays)(BITMAPRECORD& bm, int32_t nOldView) noexcept;
+    // With a picture of nOldWidth x nOldHeight that became bm: its stored rows were exchanged, or mirrored; it was
+    // resized, or turned by nAngle hundredths of a degree, clockwise as it is seen, about the middle of both. On
+    // failure overlays that were resized or turned are as before.
     int32_t (*flipOverlays)(BITMAPRECORD& bm) noexcept;
     int32_t (*reverseOverlays)(BITMAPRECORD& bm) noexcept;
     int32_t (*sizeOverlays)(BITMAPRECORD& bm, int32_t nOldWidth, int32_t nOldHeight) noexcept;

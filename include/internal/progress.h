@@ -68,17 +68,20 @@ public:
     }
 };
 
-// The thread's callback of operations is out of force for a scope.
-class StatusSetAside {
+// One of the thread's callbacks, that of operations or that of copies, is out of force for a scope.
+template <auto pfnSet>
+class CallbackSetAside {
     STATUSCALLBACK m_pfn = nullptr;
     void* m_pUser = nullptr;
 
 public:
-    StatusSetAside() noexcept { R_SetStatusCallBack(nullptr, nullptr, &m_pfn, &m_pUser); }
-    StatusSetAside(const StatusSetAside&) = delete;
-    StatusSetAside& operator=(const StatusSetAside&) = delete;
-    ~StatusSetAside() { R_SetStatusCallBack(m_pfn, m_pUser, nullptr, nullptr); }
+    CallbackSetAside() noexcept { pfnSet(nullptr, nullptr, &m_pfn, &m_pUser); }
+    CallbackSetAside(const CallbackSetAside&) = delete;
+    CallbackSetAside& operator=(const CallbackSetAside&) = delete;
+    ~CallbackSetAside() { pfnSet(m_pfn, m_pUser, nullptr, nullptr); }
 };
+using StatusSetAside = CallbackSetAside<R_SetStatusCallBack>;
+using CopyStatusSetAside = CallbackSetAside<R_SetCopyStatusCallBack>;
 
 // What an operation that finds nothing to do tells the thread's callback: the first percent, and the last one if it is
 // another. Its status, which is 1 without one.

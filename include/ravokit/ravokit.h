@@ -27,6 +27,7 @@
 #include "numeric.h"
 #include "objects.h"
 #include "optpal.h"
+#include "overlay.h"
 #include "paintsettings.h"
 #include "palette.h"
 #include "pixel.h"

@@ -1,7 +1,8 @@
-// What the lower floors hear of regions: registered when the library starts.
+// What the lower floors hear of regions and overlays: registered when the library starts.
 #include "internal/attachments.h"
 
 #include "internal/bitmaprgn_.h"
+#include "internal/overlay_.h"
 
 namespace rv {
 namespace {
@@ -58,6 +59,7 @@ void closeRegionHandle(MEMHANDLE& h) noexcept {
         a.clipSegments = clipSegments;
         a.isInRegion = isInRegion;
         a.closeRegionHandle = closeRegionHandle;
+        setOverlayBodies(a);
         return a;
     }();
     registerAttachments(bodies);

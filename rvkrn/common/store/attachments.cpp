@@ -35,16 +35,17 @@ int32_t copyOverlays(BITMAPRECORD& dst, const BITMAPRECORD&) noexcept {
     dst.pOverlays = nullptr;
     return 1;
 }
-void offsetOverlays(BITMAPRECORD&, int32_t, int32_t) noexcept {}
+void offsetOverlays(BITMAPRECORD&, int32_t, int32_t, int32_t, int32_t) noexcept {}
+void viewOverlays(BITMAPRECORD&, int32_t) noexcept {}
 
 std::atomic<const Attachments*> g_bodies{&kNoAttachments};
 
 }  // namespace
 
-constexpr Attachments kNoAttachments{deleteRegion,   copyRegion,    sizeNothing,      mirrorNothing, mirrorNothing,
-                                     sizeNothing,    rotateNothing, shearNothing,      wholeBitmap,   wholeRowMax,
-                                     wholeRow,       isInBitmap,    closeRegionHandle, freeOverlays,  copyOverlays,
-                                     offsetOverlays, mirrorNothing, mirrorNothing,     sizeNothing,   rotateNothing};
+constexpr Attachments kNoAttachments{
+    deleteRegion, copyRegion,     sizeNothing,  mirrorNothing, mirrorNothing, sizeNothing,       rotateNothing,
+    shearNothing, wholeBitmap,    wholeRowMax,  wholeRow,      isInBitmap,    closeRegionHandle, freeOverlays,
+    copyOverlays, offsetOverlays, viewOverlays, mirrorNothing, mirrorNothing, sizeNothing,       rotateNothing};
 
 const Attachments& attachments() noexcept { return *g_bodies.load(std::memory_order_acquire); }
 void registerAttachments(const Attachments& bodies) noexcept { g_bodies.store(&bodies, std::memory_order_release); }

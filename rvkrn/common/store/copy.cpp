@@ -168,7 +168,7 @@ constexpr int32_t negated(int32_t n) noexcept { return n == INT32_MIN ? INT32_MA
 int32_t cropInto(BITMAPRECORD& dst, BITMAPRECORD& src, int32_t nCol, int32_t nRow, const Crop& crop) noexcept {
     if (dst.pRgnInfo)
         if (const int32_t n = attachments().offsetRegion(dst, negated(nCol), negated(nRow)); n != 1) return n;
-    if (dst.pOverlays) attachments().offsetOverlays(dst, negated(nCol), negated(nRow));
+    if (dst.pOverlays) attachments().offsetOverlays(dst, src.Width, src.Height, negated(nCol), negated(nRow));
     return withBothLocked(dst, src, [&] { return cropRows(dst, src, crop); });
 }
 

@@ -123,7 +123,8 @@ int32_t shearStored(BITMAPRECORD& bm, const Shear& shear) noexcept {
         return nStatus;
     }
     if (fresh.Flags & BMF_COMPRESSED) R_TrimBitmapHeap(&fresh, 0);
-    if (shear.nAngle < 0 && fresh.pOverlays) attachments().offsetOverlays(fresh, fresh.Width - bm.Width, 0);
+    if (fresh.pOverlays)
+        attachments().offsetOverlays(fresh, bm.Width, bm.Height, shear.nAngle < 0 ? fresh.Width - bm.Width : 0, 0);
     if (bm.pRgnInfo) attachments().deleteRegion(bm.pRgnInfo);
     replaceBitmap(bm, fresh, true);
     return 1;

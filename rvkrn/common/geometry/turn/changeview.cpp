@@ -45,7 +45,9 @@ int32_t movePicture(BITMAPRECORD& bm, int32_t nView) noexcept {
     if (const int32_t n = R_GetChangeViewPerspectiveParams(bm.ViewPerspective, nView, &bFlip, &nAngle); n != 1)
         return n;
     const StatusSetAside noStatus;
+    void* const pOverlays = std::exchange(bm.pOverlays, nullptr);  // they lie on what is seen, which stays
     const int32_t n = movePixels(bm, bFlip != 0, nAngle);
+    bm.pOverlays = pOverlays;
     if (n == 1) bm.ViewPerspective = nView;
     return n;
 }

@@ -384,6 +384,11 @@ int32_t turnBitmap(BITMAPRECORD& bm, const Turn& turn, const Request& request) n
     return 1;
 }
 
+void seeThrough(BITMAPRECORD& bm, int32_t nView) noexcept {
+    const int32_t nOld = std::exchange(bm.ViewPerspective, nView);
+    if (bm.pOverlays && nOld != nView) attachments().viewOverlays(bm, nOld);
+}
+
 // The views that are turned or mirrored become 1, or 4 with its rows from bottom to top, and more of an angle.
 int32_t normaliseView(BITMAPRECORD& bm) noexcept {
     static constexpr struct {
@@ -392,7 +397,7 @@ int32_t normaliseView(BITMAPRECORD& bm) noexcept {
                   {BOTTOM_LEFT, 9000}, {TOP_LEFT, 9000},     {BOTTOM_LEFT, 27000}, {TOP_LEFT, 27000}};
     if (bm.ViewPerspective < TOP_LEFT || bm.ViewPerspective > LEFT_BOTTOM) return 0;
     const auto& view = kViews[bm.ViewPerspective - TOP_LEFT];
-    bm.ViewPerspective = view.nView;
+    seeThrough(bm, view.nView);
     return view.nAngle;
 }
 
@@ -430,7 +435,7 @@ int32_t R_IntRotateBitmap(BITMAPRECORD* pBitmap, int32_t nAngle, uint32_t uFlags
     const auto nClockwise = int32_t((int64_t(nAngle) + normaliseView(*pBitmap)) % kWholeTurn);
     const int32_t nStatus = turnBy(*pBitmap, (kWholeTurn - nClockwise) % kWholeTurn,
                                    {nClockwise, uFlags, crFill, nStart, nEnd}, {fCenterX, fCenterY});
-    if (nStatus != 1) pBitmap->ViewPerspective = nView;
+    if (nStatus != 1) seeThrough(*pBitmap, nView);
     return nStatus;
 }
 

@@ -3,6 +3,7 @@
 
 #include <utility>
 
+#include "internal/attachments.h"
 #include "internal/mirror.h"
 #include "internal/opening.h"
 
@@ -19,7 +20,10 @@ constexpr bool isView(int32_t n) noexcept { return n >= TOP_LEFT && n <= LEFT_BO
 // Views that a table doesn't have stay as they are.
 int32_t seenThrough(BITMAPRECORD* pBitmap, const uint8_t (&table)[9]) noexcept {
     if (!pBitmap) return -13;
-    if (isView(pBitmap->ViewPerspective)) pBitmap->ViewPerspective = table[pBitmap->ViewPerspective];
+    const int32_t nOld = pBitmap->ViewPerspective;
+    if (!isView(nOld)) return 1;
+    pBitmap->ViewPerspective = table[nOld];
+    if (pBitmap->pOverlays) attachments().viewOverlays(*pBitmap, nOld);
     return 1;
 }
 
