@@ -188,6 +188,7 @@ TEST(Overlay, TurnsAboutTheMiddle) {
 }
 
 TEST(Overlay, BitmapsChangeHands) {
+    R_AllocThreadData(0);  // stays behind
     const long nBlocks = faults::liveBlocks();
     {
         Bitmap bm(8, 40, 25), source(1, 12, 9);
