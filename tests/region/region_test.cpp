@@ -342,7 +342,9 @@ TEST(Region, MemoryRunsOut) {
     const RECT half{0, 0, 100, 100};
     const std::vector<uint8_t> before = dataOf(rgn.get());
     const std::vector<RECT> list = listOf({{0, 0, 9, 9}, {3, 3, 5, 20}});
-    const auto made = [](int32_t status, RavoRgn* p) { return p ? R_DeleteRavoRgn(p), status : status; };
+    const auto made = [](int32_t status, RavoRgn*& p) {  // by reference: set while arguments are evaluated
+        return p ? R_DeleteRavoRgn(p), status : status;
+    };
     const std::function<int32_t(RavoRgn*)> operations[] = {
         [&](RavoRgn* p) {
             RavoRgn* r = nullptr;
