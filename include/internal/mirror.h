@@ -1,4 +1,4 @@
-// Rows in reverse, and views that turn them.
+// Rows in reverse.
 #pragma once
 
 #include <cstddef>
@@ -23,8 +23,5 @@ MirrorExchange mirrorExchange(int32_t nBits) noexcept;
 
 // Pairs of stored rows from both ends; the middle row of an odd height is one, too.
 constexpr int32_t rowPairs(const BITMAPRECORD& bm) noexcept { return bm.Height - bm.Height / 2; }
-
-// Whether a view sees stored rows as columns.
-constexpr bool seesColumns(int32_t nView) noexcept { return nView >= LEFT_TOP && nView <= LEFT_BOTTOM; }
 
 }  // namespace rv

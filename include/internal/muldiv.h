@@ -1,6 +1,8 @@
-// A product divided, as the platform call of that name does it.
+// Whole numbers that stay within 32 bits: a product divided, as the platform call of that name does it, and the nearest
+// number that fits.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
 
 namespace rv {
@@ -14,5 +16,7 @@ constexpr int32_t mulDiv(int32_t nNumber, int32_t nNumerator, int32_t nDenominat
     const int64_t nQuotient = (nProduct + (nProduct < 0 ? -nHalf : nHalf)) / nDivisor;
     return nQuotient == int32_t(nQuotient) ? int32_t(nQuotient) : -1;
 }
+
+constexpr int32_t saturated(int64_t n) noexcept { return int32_t(std::clamp<int64_t>(n, INT32_MIN, INT32_MAX)); }
 
 }  // namespace rv

@@ -20,6 +20,11 @@ constexpr uint32_t kStorageFlags = BMF_ALLOCATED | BMF_CONVENTIONAL | BMF_DISK |
                                    BMF_USER_DATA | BMF_GLOBAL | BMF_TILED | BMF_SUPERCOMPRESSED;
 static_assert(kStorageFlags == 0xD517);
 
+// Whether pixels have a whole sample of alpha.
+inline bool hasAlphaSample(const BITMAPRECORD& bm) noexcept {
+    return (bm.BitsPerPixel == 32 || bm.BitsPerPixel == 64) && bm.Order != ORDER_GRAY;
+}
+
 // Bytes of data, whichever form tells it.
 inline uint64_t dataSize(const BITMAPRECORD& bm) noexcept { return hasWideFields(bm) ? bm.Size64 : bm.Size; }
 

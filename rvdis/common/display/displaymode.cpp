@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "internal/muldiv.h"
 #include "ravokit/paintsettings.h"
 
 namespace rv {
@@ -41,8 +42,6 @@ int64_t offsetOf(uint32_t uAlign, int64_t nBox, int64_t nSize) noexcept {
     return (nRoom + (nRoom < 0 ? -1 : 1)) / 2;  // halves away from zero
 }
 
-int32_t coordinate(int64_t n) noexcept { return int32_t(std::clamp<int64_t>(n, INT32_MIN, INT32_MAX)); }
-
 }  // namespace
 }  // namespace rv
 
@@ -65,7 +64,7 @@ int32_t R_CalculatePaintModeRectangle(int32_t nWidth, int32_t nHeight, RECT* pRe
     const Extent size = fitted(uFit, nWidth, nHeight, nBoxWidth, nBoxHeight);
     const int64_t nLeft = pRect->left + offsetOf(uHorizontal, nBoxWidth, size.nWidth);
     const int64_t nTop = pRect->top + offsetOf(uVertical, nBoxHeight, size.nHeight);
-    *pRect = {coordinate(nLeft), coordinate(nTop), coordinate(nLeft + size.nWidth), coordinate(nTop + size.nHeight)};
+    *pRect = {saturated(nLeft), saturated(nTop), saturated(nLeft + size.nWidth), saturated(nTop + size.nHeight)};
     return 1;
 }
 

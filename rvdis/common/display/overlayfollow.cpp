@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "internal/bitmap_.h"
+#include "internal/muldiv.h"
 #include "internal/overlay_.h"
 #include "internal/progress.h"
 #include "internal/views_.h"
@@ -18,12 +19,6 @@ namespace {
 
 constexpr int32_t kWholeTurn = 36000;
 constexpr COLORREF kClear = 0x01000000;  // entry 0 of the palette
-
-int32_t saturated(int64_t n) noexcept { return int32_t(std::clamp<int64_t>(n, INT32_MIN, INT32_MAX)); }
-
-SIZE sizeThrough(int32_t nView, int32_t nWidth, int32_t nHeight) noexcept {
-    return nView >= LEFT_TOP ? SIZE{nHeight, nWidth} : SIZE{nWidth, nHeight};
-}
 
 // The place of stored pixels of bm as it is seen.
 RECT seenPlace(const BITMAPRECORD& bm, RECT place) noexcept {

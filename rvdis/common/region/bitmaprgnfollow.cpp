@@ -1,13 +1,12 @@
 // How the region follows its bitmap: moved, mirrored, scaled, sheared, copied. Turns are in rgnmask.cpp.
 #include "internal/bitmaprgn_.h"
+#include "internal/muldiv.h"
 #include "ravokit/rotate.h"
 
 namespace rv {
 namespace {
 
 constexpr int32_t kSteepest = 8999;  // hundredths of a degree
-
-int32_t saturated(int64_t n) noexcept { return int32_t(std::clamp<int64_t>(n, INT32_MIN, INT32_MAX)); }
 
 // Moves a region within a bitmap. What is cut is cut before the move, which fails first or not at all.
 int32_t moveInside(const BITMAPRECORD& bm, RavoRgn& rgn, int32_t dx, int32_t dy) noexcept {

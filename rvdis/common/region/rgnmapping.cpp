@@ -2,15 +2,14 @@
 #include <cmath>
 
 #include "internal/bitmaprgn_.h"
+#include "internal/muldiv.h"
 #include "ravokit/view.h"
 
 namespace rv {
 namespace {
 
-bool isView(int32_t n) noexcept { return n >= TOP_LEFT && n <= LEFT_BOTTOM; }
-
 int32_t changeView(const BITMAPRECORD& bm, int32_t nFromView, RavoRgn& rgn) noexcept {
-    const bool bOdd = (nFromView >= LEFT_TOP) != hasRowsAsColumns(bm);
+    const bool bOdd = seesColumns(nFromView) != hasRowsAsColumns(bm);
     return UpdateRegionViewPerspective(&rgn, nFromView, bm.ViewPerspective, bOdd ? bm.Height : bm.Width,
                                        bOdd ? bm.Width : bm.Height);
 }
@@ -36,7 +35,7 @@ int32_t RgnMapValue(int32_t nValue, int32_t nNum, int32_t nDen, bool bRoundUp) n
     if (!nValue) return 0;
     const int64_t nMore = bRoundUp ? int64_t(nDen) - 1 : 0;
     if (INT32_MAX / std::abs(int64_t(nValue)) >= std::abs(int64_t(nNum)))
-        return int32_t(std::clamp<int64_t>((int64_t(nValue) * nNum + nMore) / nDen, INT32_MIN, INT32_MAX));
+        return saturated((int64_t(nValue) * nNum + nMore) / nDen);
     const double d = (double(nValue) * nNum + double(nMore)) / nDen;
     return int32_t(std::clamp(std::trunc(d), double(INT32_MIN), double(INT32_MAX)));
 }

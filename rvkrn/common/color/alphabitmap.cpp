@@ -45,9 +45,6 @@ void giveAlphaBits(const uint8_t* src, uint8_t* dst, size_t n) noexcept {
 
 namespace {
 
-bool hasAlphaSample(const BITMAPRECORD& bm) noexcept {
-    return (bm.BitsPerPixel == 32 || bm.BitsPerPixel == 64) && bm.Order != ORDER_GRAY;
-}
 bool hasAlphaBit(const BITMAPRECORD& bm) noexcept {
     return bm.BitsPerPixel == 16 && (bm.Order == ORDER_RGB || bm.Order == ORDER_BGR);
 }

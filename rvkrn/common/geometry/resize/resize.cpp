@@ -116,10 +116,6 @@ int32_t sizeByCopy(BITMAPRECORD& bm, int32_t nWidth, int32_t nHeight, bool bToGr
     return nStatus;
 }
 
-bool hasAlpha(const BITMAPRECORD& bm) noexcept {
-    return (bm.BitsPerPixel == 32 && bm.Order != ORDER_GRAY) || bm.BitsPerPixel == 64;
-}
-
 // ---- into another bitmap
 
 bool areSeenAlike(int32_t a, int32_t b) noexcept {
@@ -162,7 +158,7 @@ int32_t R_SizeBitmap(BITMAPRECORD* pBitmap, int32_t nWidth, int32_t nHeight, uin
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
     BITMAPRECORD& bm = *pBitmap;
     if (bm.Width == nWidth && bm.Height == nHeight) return 1;
-    if ((uFlags & RSZ_ALPHA_WEIGHTED) && hasAlpha(bm))
+    if ((uFlags & RSZ_ALPHA_WEIGHTED) && hasAlphaSample(bm))
         if (const int32_t n = bleedColors(bm, bm.Width <= nWidth, bm.Height <= nHeight); n != 1) return n;
     const bool bToGray = settleGrayFlags(bm, uFlags);
     if (uFlags & (RSZ_RESAMPLE_COARSE | RSZ_RESAMPLE)) return R_ResampleBitmap(&bm, nWidth, nHeight, uFlags);

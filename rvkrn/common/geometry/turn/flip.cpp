@@ -11,6 +11,7 @@
 #include "internal/rowaccess.h"
 #include "internal/rowblocks.h"
 #include "internal/runlists_.h"
+#include "internal/views_.h"
 #include "ravokit/compressed.h"
 #include "ravokit/view.h"
 
@@ -190,7 +191,7 @@ extern "C" {
 int32_t R_FlipBitmap(BITMAPRECORD* pBitmap) noexcept {
     if (!isAllocated(pBitmap)) return -13;                      // Invalid parameter passed
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
-    return seesColumns(pBitmap->ViewPerspective) ? R_IntReverseBitmap(pBitmap) : R_IntFlipBitmap(pBitmap);
+    return hasRowsAsColumns(*pBitmap) ? R_IntReverseBitmap(pBitmap) : R_IntFlipBitmap(pBitmap);
 }
 
 int32_t R_IntFlipBitmap(BITMAPRECORD* pBitmap) noexcept {
@@ -201,7 +202,7 @@ int32_t R_IntFlipBitmap(BITMAPRECORD* pBitmap) noexcept {
 int32_t R_ReverseBitmap(BITMAPRECORD* pBitmap) noexcept {
     if (!pBitmap) return -13;
     if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;
-    return seesColumns(pBitmap->ViewPerspective) ? R_IntFlipBitmap(pBitmap) : R_IntReverseBitmap(pBitmap);
+    return hasRowsAsColumns(*pBitmap) ? R_IntFlipBitmap(pBitmap) : R_IntReverseBitmap(pBitmap);
 }
 
 int32_t R_IntReverseBitmap(BITMAPRECORD* pBitmap) noexcept {

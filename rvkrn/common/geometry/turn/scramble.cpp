@@ -2,13 +2,12 @@
 // whole bytes meanwhile, so that an index is all that finds one.
 #include "ravokit/scramble.h"
 
-#include <algorithm>
-
-#include "internal/mirror.h"
+#include "internal/muldiv.h"
 #include "internal/opening.h"
 #include "internal/pixels.h"
 #include "internal/progress.h"
 #include "internal/rowaccess.h"
+#include "internal/views_.h"
 #include "ravokit/view.h"
 
 namespace rv {
@@ -86,9 +85,7 @@ bool isFlagPattern(uint32_t uFlags) noexcept {
 }
 
 // A rectangle that reaches past all numbers ends there.
-int32_t edge(int32_t nStart, int32_t nLength) noexcept {
-    return int32_t(std::clamp<int64_t>(int64_t(nStart) + nLength, INT32_MIN, INT32_MAX));
-}
+int32_t edge(int32_t nStart, int32_t nLength) noexcept { return saturated(int64_t(nStart) + nLength); }
 
 }  // namespace
 }  // namespace rv
@@ -103,8 +100,8 @@ extern "C" int32_t R_ScrambleBitmap(BITMAPRECORD* pBitmap, int32_t nLeft, int32_
     BITMAPRECORD& bm = *pBitmap;
     RECT r{nLeft, nTop, edge(nLeft, nWidth), edge(nTop, nHeight)};
     if (uFlags & SCR_CLIP) {  // as it is seen: past the picture a coordinate could wrap on its way to the bitmap
-        const bool bColumns = seesColumns(bm.ViewPerspective);
-        const RECT whole{0, 0, bColumns ? bm.Height : bm.Width, bColumns ? bm.Width : bm.Height};
+        const SIZE seen = seenSize(bm);
+        const RECT whole{0, 0, seen.width, seen.height};
         R_Rect_Intersect(&r, &r, &whole);
     }
     if (const int32_t n = R_RectToBitmap(&bm, TOP_LEFT, &r); n != 1) return n;

@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "internal/attachments.h"
-#include "internal/mirror.h"
 #include "internal/opening.h"
+#include "internal/views_.h"
 
 namespace rv {
 namespace {
@@ -14,8 +14,6 @@ namespace {
 constexpr uint8_t kFlipped[] = {0, 4, 3, 2, 1, 8, 7, 6, 5};
 constexpr uint8_t kReversed[] = {0, 2, 1, 4, 3, 6, 5, 8, 7};
 constexpr uint8_t kTurned[] = {0, 6, 7, 8, 5, 2, 3, 4, 1};
-
-constexpr bool isView(int32_t n) noexcept { return n >= TOP_LEFT && n <= LEFT_BOTTOM; }
 
 // Views that a table doesn't have stay as they are.
 int32_t seenThrough(BITMAPRECORD* pBitmap, const uint8_t (&table)[9]) noexcept {
@@ -123,7 +121,7 @@ int32_t R_GetChangeViewPerspectiveParams(int32_t nOld, int32_t nNew, int32_t* pb
     constexpr int32_t kBack[] = {0, 0, 180, 180, 0, 90, 90, 270, 270};
     bool bFlip = kFrom[nOld].bFlip;
     int32_t nAngle = kFrom[nOld].nAngle - kBack[nNew];
-    if (nNew == TOP_RIGHT || nNew == BOTTOM_LEFT || nNew == LEFT_TOP || nNew == RIGHT_BOTTOM) {
+    if (isMirrored(nNew)) {
         bFlip = !bFlip;
         nAngle = -nAngle;
     }
