@@ -85,9 +85,12 @@ TEST(PaintSettings, StatusesAndMemory) {
     EXPECT_EQ(R_SetPaintContrast(&bm, 1001), -789);
     EXPECT_EQ(R_GetPaintContrast(&bm), -789);
     bm->uStructSize = sizeof(BITMAPRECORD);
-    {
-        faults::FailFromNthAllocation fail(0);
+    R_FreeGrayParams(&bm);  // both tables are to be made
+    for (const int n : {0, 2}) {
+        faults::FailFromNthAllocation fail(n);
         EXPECT_EQ(R_SetPaintContrast(&bm, 10), -1);
+        fail.stop();
+        EXPECT_TRUE(!bm->pPaintLUT && !bm->pPaintLUT16) << n;
     }
     EXPECT_EQ(bm->PaintContrast, 0);
     EXPECT_EQ(bm->Flags & BMF_PAINT_LUT, 0u);

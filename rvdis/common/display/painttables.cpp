@@ -66,12 +66,18 @@ bool bend(T* pTable, int32_t nEntries, int32_t nOffset, uint32_t nGrowth, double
 }
 
 int32_t rebuild(BITMAPRECORD& bm, int32_t nIntensity, int32_t nContrast, uint32_t uGamma) noexcept {
-    if (!bm.pPaintLUT && !(bm.pPaintLUT = newBlock<uint8_t>(kByteEntries))) return -1;
-    if (wantsWideTable(bm) && !bm.pPaintLUT16 && !(bm.pPaintLUT16 = newBlock<uint16_t>(kWideEntries))) return -1;
+    const bool bWide = wantsWideTable(bm);
+    uint8_t* pBytes = bm.pPaintLUT ? bm.pPaintLUT : newBlock<uint8_t>(kByteEntries);
+    if (!pBytes) return -1;  // Not enough memory available
+    if (bWide && !bm.pPaintLUT16 && !(bm.pPaintLUT16 = newBlock<uint16_t>(kWideEntries))) {
+        if (!bm.pPaintLUT) freeBlock(pBytes);
+        return -1;
+    }
+    bm.pPaintLUT = pBytes;
     bm.PaintIntensity = nIntensity;
     bm.PaintContrast = nContrast;
     bm.PaintGamma = uGamma;
-    const Tables tables{bm.pPaintLUT, wantsWideTable(bm) ? bm.pPaintLUT16 : nullptr};
+    const Tables tables{bm.pPaintLUT, bWide ? bm.pPaintLUT16 : nullptr};
     const int32_t nOffset = (nIntensity * 255 + 500) / 1000;
     const double power = 100.0 / uGamma;
     tables.contrast(nContrast);
