@@ -28,6 +28,7 @@
 #include "objects.h"
 #include "optpal.h"
 #include "overlay.h"
+#include "paint.h"
 #include "paintsettings.h"
 #include "palette.h"
 #include "pixel.h"
