@@ -111,7 +111,9 @@ int32_t makeRowDither(const BITMAPRECORD& format, const PaintWish& wish, size_t 
                       std::unique_ptr<PaintRenderer>& pRenderer) noexcept {
     auto* const pRows = new (std::nothrow) DitherRows;
     pRenderer.reset(pRows);
-    return pRows ? pRows->start(format, wish, nWidth, nColumn) : -1;  // Not enough memory available
+    const int32_t nStatus = pRows ? pRows->start(format, wish, nWidth, nColumn) : -1;  // Not enough memory available
+    if (nStatus != 1) pRenderer.reset();
+    return nStatus;
 }
 
 const RGBQUAD* devicePalette(int32_t nBits, uint32_t uMode) noexcept {

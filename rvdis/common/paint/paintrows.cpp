@@ -297,8 +297,10 @@ int32_t makeColors(const BITMAPRECORD& format, const PaintWish& wish, std::uniqu
 
 int32_t makeRowConverter(const BITMAPRECORD& format, const PaintWish& wish,
                          std::unique_ptr<PaintRenderer>& pRenderer) noexcept {
-    if (format.BitsPerPixel <= 8) return makeIndices(format, wish, pRenderer);
-    return isGray(format) ? makeGray(format, wish, pRenderer) : makeColors(format, wish, pRenderer);
+    const auto make = format.BitsPerPixel <= 8 ? makeIndices : isGray(format) ? makeGray : makeColors;
+    const int32_t nStatus = make(format, wish, pRenderer);
+    if (nStatus != 1) pRenderer.reset();
+    return nStatus;
 }
 
 }  // namespace rv
