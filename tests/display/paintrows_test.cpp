@@ -219,7 +219,7 @@ TEST(PaintRows, LinesAreTheirTables) {
                 ASSERT_TRUE(findGrayLine(table.data(), 65536, line)) << nLow << " " << nSpan << " " << nKind;
                 for (size_t n : {0, 1, 31, 32, 33, 70, 4099}) {
                     Bytes want(n + 1, 0xA5), plain = want, fast = want;
-                    for (size_t i = 0; i < n; ++i) want[i] = table[pixelAt(samples.data(), 16, i)];
+                    for (size_t i = 0; i < n; ++i) want[i] = table[size_t(pixelAt(samples.data(), 16, i))];
                     plainGrayLine(samples.data(), plain.data(), n, 0, 0xFFFF, line);
                     row(samples.data(), fast.data(), n, 0, 0xFFFF, line);
                     ASSERT_TRUE(plain == want && fast == want) << nLow << " " << nSpan << " " << nKind << " " << n;
