@@ -432,6 +432,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_pull.h"
 #include "bench/rows_paint.h"
 #include "bench/rows_paintrows.h"
+#include "bench/rows_paintbitonal.h"
 #include "bench/rows_underlay.h"
 
 }  // namespace
@@ -465,6 +466,7 @@ int main(int argc, char** argv) {
     paints(photo);
     paintedLevels();
     paintedPhotos(photo);
+    bitonalPaints();
     underlays(photo);
     return g_failures ? 1 : 0;
 }
