@@ -1,0 +1,92 @@
+// Animations: a GIF file that the test makes, its frames as they are read, and what playing them leaves behind.
+#include "gif.h"
+
+#include "failure.h"
+#include "formats.h"
+#include "pictures.h"
+
+#include <gif_lib.h>
+
+namespace ravo {
+namespace {
+
+struct TestFrame {
+    RECT box;  // right and bottom as sizes
+    int nIndex, nDisposal, nTicks, nTransparent;
+    bool bInterlaced = false, bOwnPalette = false, bWaits = false;
+};
+
+const GifColorType kColors[4] = {{10, 20, 30}, {255, 0, 0}, {0, 255, 0}, {255, 0, 0}};
+const GifColorType kOwnColors[4] = {{0, 0, 255}, {1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
+
+// A frame is of one index, but for its top left pixel and its second row, which are index 0 and 3.
+void writeGif(const std::string& path, const std::vector<TestFrame>& frames, int nRepeats) {
+    int nError = 0;
+    GifFileType* pGif = EGifOpenFileName(path.c_str(), false, &nError);
+    ASSERT_NE(pGif, nullptr);
+    EGifSetGifVersion(pGif, true);
+    ColorMapObject* pMap = GifMakeMapObject(4, kColors);
+    ColorMapObject* pOwnMap = GifMakeMapObject(4, kOwnColors);
+    EXPECT_EQ(EGifPutScreenDesc(pGif, 8, 6, 2, 2, pMap), GIF_OK);
+    const uint8_t loops[] = {1, uint8_t(nRepeats), uint8_t(nRepeats >> 8)};
+    EGifPutExtensionLeader(pGif, APPLICATION_EXT_FUNC_CODE);
+    EGifPutExtensionBlock(pGif, 11, "NETSCAPE2.0");
+    EGifPutExtensionBlock(pGif, sizeof loops, loops);
+    EGifPutExtensionTrailer(pGif);
+    for (const TestFrame& frame : frames) {
+        const GraphicsControlBlock control{frame.nDisposal, frame.bWaits, frame.nTicks, frame.nTransparent};
+        uint8_t bytes[4];
+        EGifPutExtension(pGif, GRAPHICS_EXT_FUNC_CODE, int(EGifGCBToExtension(&control, bytes)), bytes);
+        const RECT& box = frame.box;
+        EXPECT_EQ(EGifPutImageDesc(pGif, box.left, box.top, box.right, box.bottom, frame.bInterlaced,
+                                   frame.bOwnPalette ? pOwnMap : nullptr),
+                  GIF_OK);
+        std::vector<int32_t> order;
+        for (const auto& [nFirst, nStep] : {std::pair{0, 8}, {4, 8}, {2, 4}, {1, 2}})
+            for (int32_t y = nFirst; y < box.bottom; y += nStep) order.push_back(y);
+        if (!frame.bInterlaced) std::sort(order.begin(), order.end());
+        for (const int32_t y : order) {
+            Bytes row(size_t(box.right), uint8_t(y == 1 ? 3 : frame.nIndex));
+            if (y == 0) row[0] = 0;
+            EXPECT_EQ(EGifPutLine(pGif, row.data(), box.right), GIF_OK);
+        }
+    }
+    EXPECT_EQ(EGifCloseFile(pGif, &nError), GIF_OK);
+    GifFreeMapObject(pMap);
+    GifFreeMapObject(pOwnMap);
+}
+
+TEST(RavoPlay, FramesComeAsTheFileHasThem) {
+    const TemporaryDirectory directory;
+    const std::string path = directory / "in.gif";
+    writeGif(path, {{{0, 0, 8, 6}, 1, 1, 7, -1}, {{2, 1, 5, 9}, 2, 2, 300, 3, true, true, true}}, 4);
+    Animation animation = loadGif(path);
+    EXPECT_EQ(animation.size.width, 8);
+    EXPECT_EQ(animation.size.height, 6);
+    EXPECT_EQ(animation.background, 0x00FF00u);
+    EXPECT_EQ(animation.uPlays, 5u);
+    ASSERT_EQ(animation.frames.count(), 2u);
+    const BITMAPRECORD first = animation.frames.at(0), second = animation.frames.at(1);
+    EXPECT_EQ(first.Delay, 70u);
+    EXPECT_EQ(first.Flags & (BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT), 0u);
+    EXPECT_EQ(second.Flags & (BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT), uint32_t(BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT));
+    EXPECT_EQ(second.Transparency, kIndexReference | 3u);
+    EXPECT_EQ(second.DisposalMethod, uint32_t(DISPOSE_BACKGROUND));
+    EXPECT_EQ(second.Left * 100 + second.Top, 201);
+    EXPECT_EQ(second.pPalette[0].rgbBlue, 255);
+    Picture copy;
+    ASSERT_EQ(R_CopyBitmap(copy.get(), const_cast<BITMAPRECORD*>(&second), sizeof(BITMAPRECORD)), 1);
+    for (int32_t y = 0; y < 9; ++y)
+        EXPECT_EQ(pixelAt(copy, 1, y), y == 1 ? 3u : 2u) << "interlaced row " << y;
+
+    const Bytes whole = readBytes(path);
+    for (const size_t nBytes : {size_t(5), size_t(12), whole.size() / 2, whole.size() - 1}) {
+        writeBytes(directory / "cut.gif", whole.data(), nBytes);
+        EXPECT_THROW(loadGif(directory / "cut.gif"), Failure) << nBytes;
+    }
+    writeGif(directory / "empty.gif", {}, 0);
+    EXPECT_THROW(loadGif(directory / "empty.gif"), Failure);
+}
+
+}  // namespace
+}  // namespace ravo
