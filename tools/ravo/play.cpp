@@ -63,7 +63,7 @@ void tell(const std::string& name, uint64_t uTime, const BITMAPRECORD& frame) {
     std::printf("%s at %llu ms, ", name.c_str(), static_cast<unsigned long long>(uTime));
     if (frame.Delay) std::printf("for %u ms", frame.Delay);
     const bool bWaits = frame.Flags & BMF_WAIT_USER_INPUT;
-    std::printf("%s\n", bWaits ? frame.Delay ? " or until a key" : "until a key" : frame.Delay ? "" : "at once passed");
+    std::printf("%s\n", bWaits ? frame.Delay ? " or until a key" : "until a key" : frame.Delay ? "" : "passed at once");
 }
 
 }  // namespace
