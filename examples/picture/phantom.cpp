@@ -83,7 +83,7 @@ ravo::Picture slice(int nWidth, int nHeight) {
     const auto noise = [&] {
         double dSum = -6;
         for (int i = 0; i < 12; ++i) dSum += double(random()) / 4294967296.0;
-        return 9 * dSum;
+        return 6 * dSum;
     };
     const double dScale = 2.0 / std::min(nWidth, nHeight);
     const ravo::Access lock(picture);

@@ -81,7 +81,7 @@ TEST(RavoPaint, FitTellsThePlaceAndTheBackgroundTheRest) {
     for (const Case& c : {Case{"normal", "40x30", "10,10,20x10"},
                           {"if-larger", "40x30", "10,10,20x10"},
                           {"always", "40x30", "0,5,40x20"},
-                          {"if-larger", "10x10", "0,2,10x5"},
+                          {"if-larger", "12x12", "0,3,12x6"},
                           {"width", "40x10", "0,0,40x10"},
                           {"height", "60x20", "10,0,40x20"},
                           {"stretch", "40x30", "0,0,40x30"}})
@@ -94,15 +94,15 @@ TEST(RavoPaint, FitTellsThePlaceAndTheBackgroundTheRest) {
 TEST(RavoPaint, ADeviceOfOneBitIsDithered) {
     const double dMean = meanOf(colorsAsSeen(ramp()));
     std::set<std::string> forms;
-    for (const char* pMode : {"dither", "dither+ordered-dither", "dither+ordered-dither+dither-clustered", "8", "0"}) {
+    for (const char* pMode : {"dither", "dither+ordered-dither", "dither+ordered-dither+dither-clustered", "8"}) {
         const Bytes bits = painted({{"--device", "1"}, {"--display-mode", pMode}});
         forms.emplace(bits.begin(), bits.end());
         EXPECT_EQ(std::set<uint8_t>(bits.begin(), bits.end()), (std::set<uint8_t>{0, 255})) << pMode;
         EXPECT_NEAR(meanOf(bits), dMean, 4) << pMode;
-        const auto nWhite = std::count(bits.begin(), bits.begin() + 3 * 100, 255);  // of the darker greys
-        EXPECT_EQ(nWhite > 30, pMode[0] != '0') << pMode << " " << nWhite;
+        EXPECT_GT(std::count(bits.begin(), bits.begin() + 3 * 100, 255), 30) << pMode << ", of the darker greys";
     }
-    EXPECT_EQ(forms.size(), 4u) << "8 is the number of dither";
+    EXPECT_EQ(forms.size(), 3u) << "8 is the number of dither";
+    EXPECT_EQ(painted({{"--device", "1"}, {"--display-mode", "0"}}), colorsAsSeen(ramp())) << "the device's affair";
     EXPECT_EQ(R_GetDisplayMode(), uint32_t(DM_INDEXED_PAINT | DM_DITHER)) << "the thread's mode is as it was";
 }
 
@@ -112,7 +112,7 @@ TEST(RavoPaint, BrightnessContrastGammaAndRegion) {
     EXPECT_LT(meanOf(painted({{"--intensity", "-300"}})), dPlain - 20);
     EXPECT_GT(meanOf(painted({{"--gamma", "220"}})), dPlain + 20);
     const Bytes strong = painted({{"--contrast", "600"}});
-    EXPECT_TRUE(strong[3 * 64] < 64 && strong[3 * 192] > 192) << int(strong[3 * 64]) << " " << int(strong[3 * 192]);
+    EXPECT_GT(strong[3 * 192] - strong[3 * 64], 160);
     EXPECT_EQ(meanOf(painted({{"--fill", "black"}, {"--region", "rect 10,20,30x15"}})),
               255 * (1 - 30 * 15 / (256.0 * 60)));
 }
