@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "overlay.h"
 #include "pixel.h"
 #include "progress.h"
 
@@ -118,6 +119,7 @@ Picture nearestColors(Picture& picture, const Form& form) {
     result->XResolution = picture->XResolution;
     result->YResolution = picture->YResolution;
     check(R_CopyBitmapRgn(result.get(), picture.get(), 0, 0), "R_CopyBitmapRgn");
+    copyOverlays(picture, result);
     const RowConverter converter(picture, form);
     Row row(std::max(converter.bufferBytes(), size_t(result->BytesPerLine)));
     const Access lockFrom(picture), lockTo(result);
@@ -136,6 +138,7 @@ Picture resolved(Picture& picture, int32_t nBits, uint32_t uFlags, Palette palet
     check(R_ColorResBitmap(picture.get(), result.get(), sizeof(BITMAPRECORD), nBits, uFlags,
                            palette.empty() ? nullptr : palette.data(), nullptr, uColors, nullptr, nullptr),
           "R_ColorResBitmap");
+    copyOverlays(picture, result);
     return result;
 }
 

@@ -11,6 +11,9 @@ namespace ravo {
 using Palette = std::vector<RGBQUAD>;
 using Row = std::vector<uint8_t>;
 
+/// The kind of a colour that is an index into the palette.
+constexpr COLORREF kIndexReference = 0x01000000;
+
 class Picture {
     BITMAPRECORD m_bm{};
 

@@ -26,7 +26,6 @@ namespace ravo {
 namespace {
 
 constexpr double kMetresPerInch = 0.0254;
-constexpr COLORREF kIndexReference = 0x01000000;
 
 struct ErrorText {
     char text[160] = "is damaged";
