@@ -430,6 +430,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_combine.h"
 #include "bench/rows_resample.h"
 #include "bench/rows_pull.h"
+#include "bench/rows_paint.h"
 #include "bench/rows_underlay.h"
 
 }  // namespace
@@ -460,6 +461,7 @@ int main(int argc, char** argv) {
     combines(photo);
     resamples(photo);
     pulledRows(photo);
+    paints(photo);
     underlays(photo);
     return g_failures ? 1 : 0;
 }

@@ -36,6 +36,8 @@ public:
     // Row nRow of all y.nDst: in pBuffer, or where it lies. Null with status() on failure.
     virtual const uint8_t* row(int32_t nRow, uint8_t* pBuffer) noexcept = 0;
     virtual int32_t status() const noexcept = 0;
+    // Whether two rows are the same by the way they are made.
+    virtual bool areSame(int32_t, int32_t) const noexcept { return false; }
 };
 
 // ---- rows that go out ------------------------------------------------------------------------------------------------
