@@ -9,7 +9,7 @@
 #include <string>
 #include <vector>
 
-#include "canvas.h"
+#include "common/canvas.h"
 #include "convert.h"
 #include "failure.h"
 #include "formats.h"

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "canvas.h"
+#include "common/canvas.h"
 #include "failure.h"
 #include "formats.h"
 #include "picture.h"

@@ -1,30 +1,11 @@
 // The command as a process: its exit code, its messages, and what it leaves behind.
-#include <sys/wait.h>
-
-#include <cstdio>
+#include "command.h"
 
 #include "formats.h"
 #include "pictures.h"
 
 namespace ravo {
 namespace {
-
-struct Result {
-    int nExit;
-    std::string output;  // standard output and error together
-};
-
-Result ravo(const std::string& arguments) {
-    Result result{-1, {}};
-    FILE* pPipe = popen((std::string(RAVO_COMMAND) + " " + arguments + " 2>&1").c_str(), "r");
-    char buffer[4096];
-    for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pPipe)) > 0;) result.output.append(buffer, n);
-    const int nStatus = pclose(pPipe);
-    if (WIFEXITED(nStatus)) result.nExit = WEXITSTATUS(nStatus);
-    return result;
-}
-
-bool has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
 
 TEST(RavoCommand, RunsAChain) {
     const TemporaryDirectory directory;
@@ -103,11 +84,12 @@ TEST(RavoCommand, HelpTellsEveryStep) {
     EXPECT_EQ(help.nExit, 0);
     size_t nAt = 0;
     for (const char* pStep :
-         {"--crop X,Y,WxH", "--trim",        "--bits N",      "--order",       "--palette",     "--gray [8|",
-          "--colors N",     "--dither",      "clustered",     "--alpha",       "--premultiply", "--fill",
-          "--combine",      "--mode",        "--region KIND", "--region-file", "--mask",        "--outline",
-          "--save-region",  "--invert-view", "--shear",       "--warp",        "--copy",        "--tile-size",
-          "--storage",      "--space",       "-o OUT"}) {
+         {"play GIF",    "--crop X,Y,WxH", "--trim",         "--bits N",      "--order",       "--palette",
+          "--gray [8|",  "--colors N",     "--dither",       "clustered",     "--alpha",       "--premultiply",
+          "--fill",      "--combine",      "--mode",         "--region KIND", "--region-file", "--mask",
+          "--outline",   "--save-region",  "--invert-view",  "--shear",       "--warp",        "--overlay",
+          "--paint WxH", "--fit",          "--display-mode", "--device",      "--intensity",   "--contrast",
+          "--gamma",     "--copy",         "--tile-size",    "--storage",     "--space",       "-o OUT"}) {
         const size_t nFound = help.output.find(pStep, nAt);
         ASSERT_NE(nFound, std::string::npos) << pStep;
         nAt = nFound;

@@ -11,6 +11,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "overlay.h"
 #include "pixel.h"
 #include "progress.h"
 
@@ -118,6 +119,7 @@ Picture nearestColors(Picture& picture, const Form& form) {
     result->XResolution = picture->XResolution;
     result->YResolution = picture->YResolution;
     check(R_CopyBitmapRgn(result.get(), picture.get(), 0, 0), "R_CopyBitmapRgn");
+    copyOverlays(picture, result);
     const RowConverter converter(picture, form);
     Row row(std::max(converter.bufferBytes(), size_t(result->BytesPerLine)));
     const Access lockFrom(picture), lockTo(result);

@@ -12,6 +12,11 @@ public:
     explicit Failure(const std::string& text) : std::runtime_error(text) {}
 };
 
+/// A command line that cannot be meant; nothing is done then.
+struct Misuse {
+    std::string text;
+};
+
 /// The meaning of a status that the calls used here can give.
 const char* statusText(int32_t nStatus) noexcept;
 

@@ -52,9 +52,7 @@ Palette paletteOf(const ColorMapObject& map) {
 // Calls onRow for the rows of a frame in the order in which a file has them.
 template <class OnRow>
 void visitRows(int32_t nHeight, bool bInterlaced, OnRow&& onRow) {
-    static constexpr struct {
-        int32_t nFirst, nStep;
-    } kPasses[] = {{0, 8}, {4, 8}, {2, 4}, {1, 2}};
+    static constexpr struct { int32_t nFirst, nStep; } kPasses[] = {{0, 8}, {4, 8}, {2, 4}, {1, 2}};
     if (!bInterlaced) {
         for (int32_t y = 0; y < nHeight; ++y) onRow(y);
         return;

@@ -10,6 +10,7 @@
 #include "formats.h"
 #include "info.h"
 #include "parse.h"
+#include "play.h"
 #include "steps.h"
 #include "view.h"
 
@@ -18,10 +19,6 @@ namespace {
 using namespace ravo;
 
 constexpr int kFailed = 1, kMisused = 2;
-
-struct Misuse {
-    std::string text;
-};
 
 struct Call {
     const Step* pStep;
@@ -35,9 +32,11 @@ void printHelp() {
         "  ravo FILE [--size WxH] STEP... -o OUT\n"
         "  ravo info FILE [--size WxH] [STEP...]  print the record of the picture as loaded, or after the steps\n"
         "  ravo view FILE... [--size WxH]         look at pictures and animations; F1 tells the keys\n"
+        "%s"
         "  ravo --help\n"
         "\n"
-        "Steps, done in the order in which they are given:\n");
+        "Steps, done in the order in which they are given:\n",
+        kPlayHelp);
     for (const Step& step : steps()) {
         const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
         std::printf("  %-30s %s\n", left.c_str(), step.pHelp);
@@ -125,6 +124,12 @@ int run(const std::vector<std::string>& arguments) {
     }
     std::string where = arguments[0];  // the file that a failure is about
     try {
+        if (arguments[0] == "play") {
+            const PlayOptions options = parsePlay({arguments.begin() + 1, arguments.end()});
+            where = options.path;
+            playAnimation(options);
+            return 0;
+        }
         const bool bInfo = arguments[0] == "info";
         const size_t nFile = bInfo ? 1 : 0;
         if (nFile == arguments.size() || arguments[nFile].starts_with("-"))

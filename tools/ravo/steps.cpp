@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "formats.h"
 #include "level.h"
+#include "overlay.h"
 #include "parse.h"
 #include "pixel.h"
 #include "progress.h"
@@ -256,6 +257,32 @@ void writeMask(Chain& chain, const std::string& argument) { saveMask(chain.pictu
 void writeOutline(Chain& chain, const std::string& argument) { saveOutline(chain.picture, argument); }
 void writeRegion(Chain& chain, const std::string& argument) { saveRegion(chain.picture, argument); }
 
+// ---- painting ----------------------------------------------------------------------------------------------------
+
+void overlay(Chain& chain, const std::string& argument) { addOverlay(chain.picture, argument); }
+
+void paint(Chain& chain, const std::string& argument) {
+    const SIZE size = parseSize(argument);
+    chain.waiting = [size](Chain& c) { paintPicture(c.picture, size, c.paint, c.geometry.background); };
+}
+
+void setFit(Chain& chain, const std::string& argument) { chain.paint.uFit = parseFit(argument); }
+void setDevice(Chain& chain, const std::string& argument) { chain.paint.nDeviceBits = parseDevice(argument); }
+void setDisplayMode(Chain& chain, const std::string& argument) { chain.paint.displayMode = parseDisplayMode(argument); }
+
+int32_t parseThousandths(const std::string& argument) {
+    const int32_t n = parseNumber(argument);
+    if (n < -1000 || n > 1000) throw Failure("it goes from -1000 to 1000");
+    return n;
+}
+void setIntensity(Chain& chain, const std::string& argument) { chain.paint.nIntensity = parseThousandths(argument); }
+void setContrast(Chain& chain, const std::string& argument) { chain.paint.nContrast = parseThousandths(argument); }
+void setGamma(Chain& chain, const std::string& argument) {
+    const int32_t n = parseNumber(argument);
+    if (n < 1) throw Failure("gamma is above 0");
+    chain.paint.uGamma = uint32_t(n);
+}
+
 // ---- storage and files -------------------------------------------------------------------------------------------
 
 void copy(Chain& chain, const std::string&) {
@@ -335,14 +362,36 @@ constexpr Step kSteps[] = {
     {"--bilinear", nullptr, "turning and warping blend neighbours", turnBilinear, When::setting},
     {"--bicubic", nullptr, "turning takes a spline of 4 by 4 pixels", turnBicubic, When::setting},
     {"--resize-canvas", nullptr, "turning keeps the whole picture in sight", resizeCanvas, When::setting},
-    {"--background", "COLOR", "of what turns, shears and warps uncover; white if none is told", setBackground,
-     When::setting},
+    {"--background", "COLOR", "of what turns, shears, warps and paints leave bare; white if none is told",
+     setBackground, When::setting},
     {"--flip", nullptr, "mirror top to bottom", flip},
     {"--mirror", nullptr, "mirror left to right", mirror},
     {"--view", "N", "store the picture for a view of 1 to 8; it stays as it is", view},
     {"--auto-orient", nullptr, "store the rows as they are seen, by the file's orientation tag: --view 1", autoOrient},
     {"--scramble", "KEY", "shuffle the pixels by a number", scramble},
     {"--unscramble", "KEY", "put them back", unscramble},
+    {"--overlay", "FILE[,X,Y[,RRGGBB]]",
+     "give the picture an overlay: the white pixels of one of 1 bit, in a colour,\n"
+     "                                 red if none is told; it is seen where the picture is painted",
+     overlay},
+    {"--paint", "WxH",
+     "paint the picture and its overlays, inside the region, as on a device of\n"
+     "                                 this size; go on with what is there then, of 24 bits",
+     paint, When::late},
+    {"--fit", "MODE",
+     "of painting: stretch, if none is told, normal, if-larger, always, width or\n"
+     "                                 height; the rest is of the background",
+     setFit, When::setting},
+    {"--display-mode", "FLAGS",
+     "how to paint, joined by +: dither, ordered-dither, dither-clustered,\n"
+     "                                 dither-8bit, fixed-palette-alt, bitonal-coverage, bitonal-smooth,\n"
+     "                                 resample, bicubic, rgb-swap, indexed-paint, direct-stretch or\n"
+     "                                 reset-indices; or their number. Else it is indexed-paint+dither",
+     setDisplayMode, When::setting},
+    {"--device", "1|4|8|24", "bits that the device has for a pixel, 24 if none are told", setDevice, When::setting},
+    {"--intensity", "N", "painting brighter, up to 1000, or darker, down to -1000", setIntensity, When::setting},
+    {"--contrast", "N", "painting with more contrast, up to 1000, or less, down to -1000", setContrast, When::setting},
+    {"--gamma", "N", "painting by a gamma of N hundredths", setGamma, When::setting},
     {"--copy", nullptr, "go on with a copy of the bitmap", copy},
     {"--tile-size", "BYTES[k|m]", "size of the tiles that --storage tiled makes from here on", setTileSize},
     {"--storage", "CLASS", "hold the data as conventional, tiled, disk, compressed (1 bit) or super (1, 8, 24)", store},

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "convert.h"
+#include "paint.h"
 #include "picture.h"
 #include "region.h"
 #include "turn.h"
@@ -20,6 +21,7 @@ struct Chain {
     uint32_t nTileBytes = 0;  // for tiled storage from here on; 0 is the library's choice
     GeometrySettings geometry{};
     RegionSettings region{};
+    PaintSettings paint{};
     std::function<void(Chain&)> waiting{};  // a resize, a turn or the like, until the settings that follow it are read
 };
 

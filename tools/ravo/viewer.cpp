@@ -6,6 +6,8 @@
 #include <chrono>
 #include <cmath>
 #include <cstdio>
+#include <iterator>
+#include <sstream>
 
 #include "failure.h"
 #include "formats.h"
@@ -24,6 +26,11 @@ double millisecondsSince(Clock::time_point start) {
 }
 
 RECT moved(const RECT& r, POINT by) noexcept { return {r.left + by.x, r.top + by.y, r.right + by.x, r.bottom + by.y}; }
+
+bool isAmong(const char* pKeys, const std::string& key) {
+    std::istringstream words(pKeys);
+    return std::find(std::istream_iterator<std::string>(words), {}, key) != std::istream_iterator<std::string>();
+}
 
 }  // namespace
 
@@ -144,9 +151,8 @@ void Viewer::take(const Input& input) {
 void Viewer::key(const Input& input) {
     if (input.key != "Escape") m_bEscaped = false;
     m_message.clear();
-    const std::string wanted = " " + input.key + " ";
     for (const KeyCommand& command : commands())
-        if (command.pKeys && (" " + std::string(command.pKeys) + " ").find(wanted) != std::string::npos) {
+        if (command.pKeys && isAmong(command.pKeys, input.key)) {
             (this->*command.run)(input);
             return;
         }
