@@ -31,12 +31,11 @@ void printHelp() {
         "\n"
         "  ravo FILE [--size WxH] STEP... -o OUT\n"
         "  ravo info FILE [--size WxH] [STEP...]  print the record of the picture as loaded, or after the steps\n"
-        "  ravo view FILE... [--size WxH]         look at pictures and animations; F1 tells the keys\n"
-        "%s"
+        "%s%s"
         "  ravo --help\n"
         "\n"
         "Steps, done in the order in which they are given:\n",
-        kPlayHelp);
+        kViewHelp, kPlayHelp);
     for (const Step& step : steps()) {
         const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
         std::printf("  %-30s %s\n", left.c_str(), step.pHelp);
@@ -89,41 +88,18 @@ std::vector<Call> parseCalls(const std::vector<std::string>& arguments, size_t n
     return calls;
 }
 
-// What follows view. A failure names its file itself, as there may be several.
-int view(const std::vector<std::string>& arguments) {
-    ViewOptions options;
-    const auto value = [&](size_t& i) {
-        if (i + 1 == arguments.size()) throw Misuse{arguments[i] + " needs an argument"};
-        return arguments[++i];
-    };
-    try {
-        for (size_t i = 1; i < arguments.size(); ++i) {
-            if (arguments[i] == "--size") options.size = parseSize(value(i));
-            else if (arguments[i] == "--script") options.script = value(i);
-            else if (arguments[i] == "--times") options.bTimes = true;
-            else if (arguments[i].starts_with("-")) throw Misuse{"view has no option '" + arguments[i] + "'"};
-            else options.files.push_back(arguments[i]);
-        }
-        if (options.files.empty()) throw Misuse{"a file is missing"};
-        runView(options);
-        return 0;
-    } catch (const Failure& failure) {
-        std::fprintf(stderr, "ravo: view: %s\n", failure.what());
-    } catch (const std::bad_alloc&) {
-        std::fprintf(stderr, "ravo: view: Not enough memory available\n");
-    }
-    return kFailed;
-}
-
 int run(const std::vector<std::string>& arguments) {
     if (arguments.empty()) throw Misuse{"a file is missing"};
-    if (arguments[0] == "view") return view(arguments);
     if (arguments[0] == "--help" || arguments[0] == "-h") {
         printHelp();
         return 0;
     }
     std::string where = arguments[0];  // the file that a failure is about
     try {
+        if (arguments[0] == "view") {  // what fails names its file, as there may be several
+            runView(parseView({arguments.begin() + 1, arguments.end()}));
+            return 0;
+        }
         if (arguments[0] == "play") {
             const PlayOptions options = parsePlay({arguments.begin() + 1, arguments.end()});
             where = options.path;

@@ -110,7 +110,7 @@ void drawOutline(Canvas& canvas, Picture& picture, const RECT& place, const RECT
 // ---- text --------------------------------------------------------------------------------------------------------
 
 int32_t textScale(int32_t nWidth) noexcept { return nWidth >= 720 ? 2 : 1; }
-int32_t statusHeight(int32_t nWidth) noexcept { return kGlyphHeight * textScale(nWidth) + 6; }
+int32_t statusHeight(int32_t nWidth) noexcept { return (kGlyphHeight + 2) * textScale(nWidth) + 6; }
 
 void drawStatus(Canvas& canvas, const RECT& where, const std::string& left, const std::string& right) {
     const int32_t nScale = textScale(where.right - where.left);

@@ -11,6 +11,7 @@
 
 #include "failure.h"
 #include "formats.h"
+#include "overlay.h"
 
 namespace ravo {
 
@@ -36,7 +37,8 @@ bool isAmong(const char* pKeys, const std::string& key) {
 
 // ---- documents ---------------------------------------------------------------------------------------------------
 
-Viewer::Viewer(std::vector<std::string> paths, SIZE window) : m_paths(std::move(paths)), m_window(window) {
+Viewer::Viewer(std::vector<std::string> paths, SIZE window, std::vector<std::string> overlays)
+    : m_paths(std::move(paths)), m_overlays(std::move(overlays)), m_window(window) {
     for (size_t i = 0; i < m_paths.size(); ++i)
         if (open(i)) return;
     throw Failure(m_message.empty() ? "there is no file" : m_message);
@@ -47,6 +49,7 @@ Viewer::Viewer(std::unique_ptr<Document> pDocument, SIZE window) : m_window(wind
 bool Viewer::open(size_t nFile) {
     try {
         auto pDocument = std::make_unique<Document>(m_paths[nFile]);
+        for (const std::string& overlay : m_overlays) addOverlay(pDocument->picture(), overlay);
         m_nFile = nFile;
         show(std::move(pDocument));
         return true;

@@ -32,7 +32,8 @@ struct KeyCommand;
 class Viewer {
 public:
     /// Opens the first file that can be opened, and throws if none can. Others are left out as they are come to.
-    Viewer(std::vector<std::string> paths, SIZE window);
+    /// Each gets the overlays, as addOverlay takes them.
+    Viewer(std::vector<std::string> paths, SIZE window, std::vector<std::string> overlays = {});
     /// Shows a document of its own alone.
     Viewer(std::unique_ptr<Document> pDocument, SIZE window);
 
@@ -113,7 +114,7 @@ private:
     std::string rightStatus();
     void drawArea(Canvas& canvas, const RECT& part);
 
-    std::vector<std::string> m_paths;
+    std::vector<std::string> m_paths, m_overlays;
     size_t m_nFile = 0;
     std::unique_ptr<Document> m_pDocument;
     SIZE m_window;

@@ -4,7 +4,8 @@ namespace ravo {
 
 namespace {
 
-// Seven rows of five bits each, the leftmost dot highest, from the space to the tilde.
+// Seven rows of five bits each, the leftmost dot highest, from the space to the tilde. Four letters hang below the
+// line.
 constexpr uint8_t kGlyphs[95][kGlyphHeight] = {
     {0, 0, 0, 0, 0, 0, 0},        {4, 4, 4, 4, 4, 0, 4},        {10, 10, 10, 0, 0, 0, 0},
     {10, 10, 31, 10, 31, 10, 10}, {4, 15, 20, 14, 5, 30, 4},    {24, 25, 2, 4, 8, 19, 3},
@@ -29,15 +30,18 @@ constexpr uint8_t kGlyphs[95][kGlyphHeight] = {
     {0, 16, 8, 4, 2, 1, 0},       {14, 2, 2, 2, 2, 2, 14},      {4, 10, 17, 0, 0, 0, 0},
     {0, 0, 0, 0, 0, 0, 31},       {8, 4, 2, 0, 0, 0, 0},        {0, 0, 14, 1, 15, 17, 15},
     {16, 16, 22, 25, 17, 17, 30}, {0, 0, 14, 16, 16, 17, 14},   {1, 1, 13, 19, 17, 17, 15},
-    {0, 0, 14, 17, 31, 16, 14},   {6, 9, 8, 28, 8, 8, 8},       {0, 15, 17, 17, 15, 1, 14},
+    {0, 0, 14, 17, 31, 16, 14},   {6, 9, 8, 28, 8, 8, 8},       {15, 17, 17, 15, 1, 1, 14},
     {16, 16, 22, 25, 17, 17, 17}, {4, 0, 12, 4, 4, 4, 14},      {2, 0, 6, 2, 2, 18, 12},
     {16, 16, 18, 20, 24, 20, 18}, {12, 4, 4, 4, 4, 4, 14},      {0, 0, 26, 21, 21, 17, 17},
-    {0, 0, 22, 25, 17, 17, 17},   {0, 0, 14, 17, 17, 17, 14},   {0, 0, 30, 17, 30, 16, 16},
-    {0, 0, 13, 19, 15, 1, 1},     {0, 0, 22, 25, 16, 16, 16},   {0, 0, 14, 16, 14, 1, 30},
+    {0, 0, 22, 25, 17, 17, 17},   {0, 0, 14, 17, 17, 17, 14},   {30, 17, 17, 17, 30, 16, 16},
+    {15, 17, 17, 17, 15, 1, 1},   {0, 0, 22, 25, 16, 16, 16},   {0, 0, 14, 16, 14, 1, 30},
     {8, 8, 28, 8, 8, 9, 6},       {0, 0, 17, 17, 17, 19, 13},   {0, 0, 17, 17, 17, 10, 4},
-    {0, 0, 17, 17, 21, 21, 10},   {0, 0, 17, 10, 4, 10, 17},    {0, 0, 17, 17, 15, 1, 14},
+    {0, 0, 17, 17, 21, 21, 10},   {0, 0, 17, 10, 4, 10, 17},    {17, 17, 17, 17, 15, 1, 14},
     {0, 0, 31, 2, 4, 8, 31},      {2, 4, 4, 8, 4, 4, 2},        {4, 4, 4, 4, 4, 4, 4},
     {8, 4, 4, 2, 4, 4, 8},        {0, 0, 8, 21, 2, 0, 0}};
+
+constexpr int32_t kHang = 2;
+bool hangs(char c) noexcept { return c == 'g' || c == 'p' || c == 'q' || c == 'y'; }
 
 // Of a character of several bytes only the first one counts.
 bool continuesCharacter(char c) noexcept { return (uint8_t(c) & 0xC0) == 0x80; }
@@ -50,10 +54,11 @@ void drawText(Canvas& canvas, POINT at, const std::string& text, uint32_t uColor
     for (const char c : text) {
         if (continuesCharacter(c)) continue;
         const uint8_t* pGlyph = glyphOf(c);
+        const int32_t nDown = hangs(c) ? kHang : 0;
         for (int32_t y = 0; y < kGlyphHeight; ++y)
             for (int32_t x = 0; x < kGlyphWidth - 1; ++x) {
                 if (!(pGlyph[y] >> (kGlyphWidth - 2 - x) & 1)) continue;
-                const int32_t nLeft = at.x + x * nScale, nTop = at.y + y * nScale;
+                const int32_t nLeft = at.x + x * nScale, nTop = at.y + (y + nDown) * nScale;
                 canvas.fill({nLeft, nTop, nLeft + nScale, nTop + nScale}, uColor);
             }
         at.x += kGlyphWidth * nScale;

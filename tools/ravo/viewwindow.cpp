@@ -60,7 +60,8 @@ class Window {
     Clock::time_point m_tick = Clock::now();
 
 public:
-    explicit Window(const ViewOptions& options) : m_options(options), m_viewer(options.files, options.size) {
+    explicit Window(const ViewOptions& options)
+        : m_options(options), m_viewer(options.files, options.size, options.overlays) {
         if (!options.script.empty()) {
             const Row text = readFile(options.script);
             m_script = parseScript({text.begin(), text.end()});
