@@ -18,9 +18,10 @@ Player::Player(Animation animation, Picture& target) : m_animation(std::move(ani
 }
 
 RECT Player::nextFrame(uint64_t uFrom) {
-    R_CancelPlaybackWait(m_hPlayback);  // the time is ours
-    for (int32_t nState = -1; nState != PB_RENDERED;)
+    for (int32_t nState = -1; nState != PB_RENDERED;) {
+        R_CancelPlaybackWait(m_hPlayback);  // the time is ours
         check(R_ProcessPlayback(m_hPlayback, &nState), "R_ProcessPlayback");
+    }
     check(R_GetPlaybackIndex(m_hPlayback, &m_nFrame), "R_GetPlaybackIndex");
     const BITMAPRECORD frame = m_animation.frames.at(uint32_t(m_nFrame));
     const bool bWaits = frame.Flags & BMF_WAIT_USER_INPUT;
