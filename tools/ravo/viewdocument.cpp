@@ -26,19 +26,17 @@ COLORREF grayColor(int32_t n) noexcept { return COLORREF(n) * 0x010101u; }
 
 }  // namespace
 
-Document::Document(const std::string& path) : m_name(baseName(path)) {
-    if (!isGifFile(path)) {
-        m_picture = loadPicture(path);
-    } else {
-        Animation animation = loadGif(path);
-        m_picture = canvasOf(animation);
-        m_pPlayer = std::make_unique<Player>(std::move(animation), m_picture);
-    }
+Document::Document(Picture picture, std::string name) : m_name(std::move(name)), m_picture(std::move(picture)) {
     findRange();
 }
 
-Document::Document(Picture picture, std::string name) : m_name(std::move(name)), m_picture(std::move(picture)) {
-    findRange();
+Document::Document(Animation animation, std::string name) : m_name(std::move(name)), m_picture(canvasOf(animation)) {
+    m_pPlayer = std::make_unique<Player>(std::move(animation), m_picture);
+}
+
+std::unique_ptr<Document> Document::open(const std::string& path) {
+    if (isGifFile(path)) return std::make_unique<Document>(loadGif(path), baseName(path));
+    return std::make_unique<Document>(loadPicture(path), baseName(path));
 }
 
 // ---- window level ------------------------------------------------------------------------------------------------

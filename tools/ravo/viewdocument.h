@@ -20,8 +20,10 @@ struct WandTouch {
 
 class Document {
 public:
-    explicit Document(const std::string& path);
+    /// What a file holds; throws a Failure.
+    static std::unique_ptr<Document> open(const std::string& path);
     explicit Document(Picture picture, std::string name = "picture");
+    explicit Document(Animation animation, std::string name = "animation");
     Document(const Document&) = delete;
     Document& operator=(const Document&) = delete;
 

@@ -48,7 +48,7 @@ Viewer::Viewer(std::unique_ptr<Document> pDocument, SIZE window) : m_window(wind
 
 bool Viewer::open(size_t nFile) {
     try {
-        auto pDocument = std::make_unique<Document>(m_paths[nFile]);
+        std::unique_ptr<Document> pDocument = Document::open(m_paths[nFile]);
         for (const std::string& overlay : m_overlays) addOverlay(pDocument->picture(), overlay);
         m_nFile = nFile;
         show(std::move(pDocument));
@@ -251,8 +251,8 @@ std::string Viewer::rightStatus() {
     if (picture->PaintContrast) add("contrast " + std::to_string(picture->PaintContrast));
     if (picture->PaintGamma != 100) add("gamma " + std::to_string(picture->PaintGamma));
     if (const int32_t nDepth = paintMode().nDepth; nDepth != 24)
-        add(std::to_string(nDepth) + " bits " + kDithers[m_nDither]);
-    add(kSamplings[sampling()]);
+        add(std::to_string(nDepth) + (nDepth == 1 ? " bit " : " bits ") + kDithers[m_nDither]);
+    if (m_viewport.zoom() != 1) add(kSamplings[sampling()]);
     char zoom[16];
     std::snprintf(zoom, sizeof zoom, "%.4g%%", m_viewport.zoom() * 100);
     add(zoom);

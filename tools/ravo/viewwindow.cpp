@@ -29,6 +29,7 @@ constexpr uint32_t kScriptMouse = 0x5C;  // tells a script's events from those o
 struct Sdl {
     Sdl() {
         SDL_SetHint(SDL_HINT_NO_SIGNAL_HANDLERS, "1");
+        SDL_SetHint(SDL_HINT_FRAMEBUFFER_ACCELERATION, "0");  // a texture would be handed over whole each time
         if (SDL_Init(SDL_INIT_VIDEO) != 0) failSdl("there is no display");
     }
     Sdl(const Sdl&) = delete;
