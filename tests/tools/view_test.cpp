@@ -232,6 +232,8 @@ TEST(RavoView, TheWandSelects) {
     EXPECT_EQ(area(), 60 * 20);
     seat.wheel(8, true);
     EXPECT_EQ(area(), 30 * 20) << "again with the wider tolerance, from what was there before";
+    seat.wheel(-8, true);
+    EXPECT_EQ(area(), 60 * 20);
     seat.key("Escape");
     EXPECT_EQ(area(), -1);
     seat.key("Escape");
@@ -282,12 +284,16 @@ TEST(RavoView, KeysChangeWhatIsSeen) {
     EXPECT_GT(countOf(0xF0C060), 200) << "keys on the help page";
     seat.key("F1");
     for (int32_t i = 0; i < 3; ++i) seat.key("d");
+    std::vector<std::vector<uint32_t>> dithers;
     for (int32_t i = 0; i < 3; ++i) {  // diffused, ordered, clustered
         seat.draw();
+        dithers.push_back(seat.pixels());
         EXPECT_EQ(countOf(0) + countOf(0xFFFFFF) + countOf(0x12FE56), 120 * 90) << i;
         EXPECT_NEAR(light(), dLight, 12) << i;
         seat.key("o");
     }
+    for (auto& pixels : dithers) pixels.resize(100 * size_t(kWindow.width));  // without the line that names them
+    EXPECT_TRUE(dithers[0] != dithers[1] && dithers[1] != dithers[2] && dithers[2] != dithers[0]);
     seat.key("d");
     seat.key("r");
     EXPECT_EQ(seat.viewer.document().size().width, 90);
@@ -358,6 +364,16 @@ TEST(RavoView, AnimationsAreShownByParts) {
         EXPECT_EQ(seat.viewer.document().player()->frame(), i % 3);
         seat.expectWhole("frame " + std::to_string(i));
         EXPECT_EQ(shownAt(7 + 5 * (i % 3 == 2)), i % 3 == 0 ? 0xFF0000u : i % 3 == 1 ? 0x00FF00u : 0x0000FFu) << i;
+    }
+    seat.wheel(4);
+    for (const char* pKey : {"Right", "Right", "Down"}) seat.key(pKey);
+    for (int32_t i = 0; i < 6; ++i) {  // the edge of what changes comes into sight
+        for (const char* pKey : {"Right", "Down"}) seat.key(pKey);
+        seat.draw();
+        seat.tick(50);
+        seat.key("Left");
+        seat.key("Up");
+        seat.expectWhole("moved");
     }
     seat.click({80, 50});
     EXPECT_TRUE(seat.viewer.document().hasRegion());
