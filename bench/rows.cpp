@@ -431,6 +431,8 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_resample.h"
 #include "bench/rows_pull.h"
 #include "bench/rows_paint.h"
+#include "bench/rows_paintrows.h"
+#include "bench/rows_paintbitonal.h"
 #include "bench/rows_underlay.h"
 
 }  // namespace
@@ -462,6 +464,9 @@ int main(int argc, char** argv) {
     resamples(photo);
     pulledRows(photo);
     paints(photo);
+    paintedLevels();
+    paintedPhotos(photo);
+    bitonalPaints();
     underlays(photo);
     return g_failures ? 1 : 0;
 }

@@ -9,6 +9,9 @@ namespace rv {
 // False where there is no such size: an empty picture, a negative or a second 0, a result below 1 or past the type.
 bool repairSize(int32_t nSrcWidth, int32_t nSrcHeight, int32_t& nWidth, int32_t& nHeight) noexcept;
 
+// The black pixels that a fine line leaves in a box of nBox pixels: about the root, a little less of small ones.
+uint32_t inkOfLine(uint64_t nBox) noexcept;
+
 // The resize of 1-bit pictures that counts black pixels: a pixel is black where its part of the source, of as many rows
 // and columns as the steps tell, holds enough of them. Both bitmaps are locked. 1, or a status.
 int32_t favourBlack(BITMAPRECORD& src, BITMAPRECORD& dst) noexcept;

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "internal/bitcounts.h"
 #include "internal/progress.h"
 #include "internal/resize_.h"
 #include "internal/rowaccess.h"
@@ -21,12 +22,16 @@
 #include "ravokit/palette.h"
 
 namespace rv {
+
+uint32_t inkOfLine(uint64_t nBox) noexcept {
+    const uint32_t t = R_SQRT(uint32_t(std::min<uint64_t>(nBox, UINT32_MAX)));
+    return t <= 2 ? 1 : t <= 4 ? t - 1 : t;
+}
+
 namespace {
 
 uint32_t thresholdOf(const AxisSteps& x, const AxisSteps& y) noexcept {
-    const uint64_t nBox = uint64_t(std::max(x.nStep, 1)) * uint64_t(std::max(y.nStep, 1));
-    const uint32_t t = R_SQRT(uint32_t(std::min<uint64_t>(nBox, UINT32_MAX)));
-    return t <= 2 ? 1 : t <= 4 ? t - 1 : t;
+    return inkOfLine(uint64_t(std::max(x.nStep, 1)) * uint64_t(std::max(y.nStep, 1)));
 }
 
 // ---- boxes of any width, counted in 32 bits
@@ -39,17 +44,6 @@ struct BoxRow {
     uint32_t nInside;  // as many of the first ones fit a word that the row holds
 };
 constexpr uint32_t kFits = 57;  // columns, at any bit of the word's first byte
-
-// The 1-bits of the columns from nFrom up to nTo.
-[[gnu::always_inline]] inline uint32_t countOnes(const uint8_t* row, uint32_t nFrom, uint32_t nTo) noexcept {
-    uint32_t n = 0, nByte = nFrom / 8;
-    const uint32_t nLast = nTo / 8, uHead = 0xFF >> nFrom % 8, uTail = 0xFF00 >> nTo % 8 & 0xFF;
-    if (nByte == nLast) return uint32_t(std::popcount(row[nByte] & uHead & uTail));
-    n = uint32_t(std::popcount(row[nByte++] & uHead));
-    for (; nByte + 8 <= nLast; nByte += 8) n += uint32_t(std::popcount(loadLittle<uint64_t>(row + nByte)));
-    for (; nByte < nLast; ++nByte) n += uint32_t(std::popcount(row[nByte]));
-    return uTail ? n + uint32_t(std::popcount(row[nLast] & uTail)) : n;
-}
 
 // Black is 0-bits if uFlip is all ones, else 0.
 [[gnu::always_inline]] inline void countBoxes(const BoxRow& boxes, const uint8_t* row, uint64_t uFlip) noexcept {
