@@ -26,25 +26,33 @@ struct Organ {
 };
 
 constexpr Organ kOrgans[] = {
-    {0, 0, 1.16, 0.86, 0, -95},  // fat under the skin
+    // fat under the skin, the wall, fat inside
+    {0, 0, 1.16, 0.86, 0, -95},
     {0, 0.02, 1.08, 0.79, 0, 48},
     {0, 0.02, 0.96, 0.69, 0, -85},
-    {-0.42, -0.10, 0.50, 0.50, 14, 62},  // liver, with vessels and a cyst
+    // liver, with vessels and a cyst
+    {-0.42, -0.10, 0.50, 0.50, 14, 62},
     {-0.28, -0.16, 0.15, 0.035, 28, 96},
     {-0.52, -0.02, 0.17, 0.03, -34, 94},
     {-0.58, -0.30, 0.09, 0.08, 0, 6},
-    {0.30, -0.30, 0.33, 0.20, -18, 34},  // stomach, with gas that has risen
+    // stomach, with gas that has risen
+    {0.30, -0.30, 0.33, 0.20, -18, 34},
     {0.27, -0.38, 0.20, 0.075, -8, -900},
-    {0.66, -0.02, 0.16, 0.30, -16, 54},  // spleen
-    {0.50, 0.28, 0.15, 0.20, 20, 42},    // kidneys
+    // spleen
+    {0.66, -0.02, 0.16, 0.30, -16, 54},
+    // kidneys
+    {0.50, 0.28, 0.15, 0.20, 20, 42},
     {0.47, 0.28, 0.07, 0.11, 20, 128},
     {-0.46, 0.36, 0.15, 0.18, -20, 42},
     {-0.43, 0.36, 0.07, 0.10, -20, 126},
-    {-0.16, 0.50, 0.19, 0.13, 24, 56},  // muscles of the back
+    // muscles of the back
+    {-0.16, 0.50, 0.19, 0.13, 24, 56},
     {0.16, 0.50, 0.19, 0.13, -24, 56},
-    {0.08, 0.12, 0.09, 0.09, 0, 160},  // great vessels
+    // great vessels
+    {0.08, 0.12, 0.09, 0.09, 0, 160},
     {-0.10, 0.12, 0.08, 0.065, 0, 118},
-    {0, 0.33, 0.175, 0.145, 0, 640},  // vertebra
+    // vertebra: body, arch and processes
+    {0, 0.33, 0.175, 0.145, 0, 640},
     {0, 0.33, 0.145, 0.115, 0, 250},
     {0, 0.52, 0.105, 0.085, 0, 560},
     {0, 0.50, 0.06, 0.05, 0, 26},
@@ -83,7 +91,7 @@ ravo::Picture slice(int nWidth, int nHeight) {
     const auto noise = [&] {
         double dSum = -6;
         for (int i = 0; i < 12; ++i) dSum += double(random()) / 4294967296.0;
-        return 9 * dSum;
+        return 6 * dSum;
     };
     const double dScale = 2.0 / std::min(nWidth, nHeight);
     const ravo::Access lock(picture);

@@ -15,8 +15,8 @@ namespace ravo {
 namespace {
 
 struct TestFrame {
-    RECT box;  // right and bottom as sizes
-    int nIndex, nDisposal, nTicks, nTransparent;
+    RECT box;                                              // right and bottom as sizes
+    int nIndex, nDisposal, nTicks = 0, nTransparent = -1;  // -1 for nDisposal leaves all such words out
     bool bInterlaced = false, bOwnPalette = false, bWaits = false;
 };
 
@@ -40,7 +40,8 @@ void writeGif(const std::string& path, const std::vector<TestFrame>& frames, int
     for (const TestFrame& frame : frames) {
         const GraphicsControlBlock control{frame.nDisposal, frame.bWaits, frame.nTicks, frame.nTransparent};
         uint8_t bytes[4];
-        EGifPutExtension(pGif, GRAPHICS_EXT_FUNC_CODE, int(EGifGCBToExtension(&control, bytes)), bytes);
+        if (frame.nDisposal >= 0)
+            EGifPutExtension(pGif, GRAPHICS_EXT_FUNC_CODE, int(EGifGCBToExtension(&control, bytes)), bytes);
         const RECT& box = frame.box;
         EXPECT_EQ(EGifPutImageDesc(pGif, box.left, box.top, box.right, box.bottom, frame.bInterlaced,
                                    frame.bOwnPalette ? pOwnMap : nullptr),
@@ -63,16 +64,19 @@ void writeGif(const std::string& path, const std::vector<TestFrame>& frames, int
 TEST(RavoPlay, FramesComeAsTheFileHasThem) {
     const TemporaryDirectory directory;
     const std::string path = directory / "in.gif";
-    writeGif(path, {{{0, 0, 6, 4}, 1, 1, 7, -1}, {{2, 1, 5, 9}, 2, 2, 300, 3, true, true, true}}, 4);
+    writeGif(path, {{{0, 0, 6, 4}, 1, 1, 7, -1}, {{2, 1, 5, 9}, 2, 2, 300, 3, true, true, true}, {{0, 0, 1, 1}, 1, -1}},
+             4);
     Animation animation = loadGif(path);
     EXPECT_EQ(animation.size.width, 6);
     EXPECT_EQ(animation.size.height, 4);
     EXPECT_EQ(animation.background, 0x00FF00u);
     EXPECT_EQ(animation.uPlays, 5u);
-    ASSERT_EQ(animation.frames.count(), 2u);
+    ASSERT_EQ(animation.frames.count(), 3u);
     const BITMAPRECORD first = animation.frames.at(0), second = animation.frames.at(1);
     EXPECT_EQ(first.Delay, 70u);
-    EXPECT_EQ(first.Flags & (BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT), 0u);
+    for (const BITMAPRECORD& frame : {first, animation.frames.at(2)})
+        EXPECT_EQ(frame.Flags & (BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT), 0u);
+    EXPECT_EQ(animation.frames.at(2).Delay + animation.frames.at(2).DisposalMethod, 0u);
     EXPECT_EQ(second.Flags & (BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT),
               uint32_t(BMF_TRANSPARENCY | BMF_WAIT_USER_INPUT));
     EXPECT_EQ(second.Transparency, kIndexReference | 3u);

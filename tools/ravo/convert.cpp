@@ -138,6 +138,7 @@ Picture resolved(Picture& picture, int32_t nBits, uint32_t uFlags, Palette palet
     check(R_ColorResBitmap(picture.get(), result.get(), sizeof(BITMAPRECORD), nBits, uFlags,
                            palette.empty() ? nullptr : palette.data(), nullptr, uColors, nullptr, nullptr),
           "R_ColorResBitmap");
+    copyOverlays(picture, result);
     return result;
 }
 

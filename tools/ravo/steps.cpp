@@ -337,7 +337,8 @@ constexpr Step kSteps[] = {
      setMode},
     {"--fill-rule", "nonzero|evenodd", "of polygons from here on", setFillRule},
     {"--region", "KIND ARGUMENT",
-     "what --fill, --underlay, --combine and --alpha set VALUE keep inside of:\n"
+     "what --fill, --underlay, --combine, --paint and --alpha set VALUE keep\n"
+     "                                 inside of:\n"
      "                                 rect or ellipse X,Y,WxH; polygon 'X,Y;X,Y;...'; color COLOR;\n"
      "                                 range COLOR,COLOR, the least and the largest samples;\n"
      "                                 wand X,Y[,TOLERANCE], the area around a pixel of its colour;\n"
