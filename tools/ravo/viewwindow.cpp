@@ -167,7 +167,13 @@ private:
     void draw() {
         Canvas& target = canvas();
         if (!m_viewer.isStale()) return;
-        const std::vector<RECT> changed = m_viewer.draw(target);
+        std::vector<RECT> changed{target.rect()};
+        try {
+            changed = m_viewer.draw(target);
+        } catch (const Failure& failure) {  // a picture that can't be painted leaves the window to the next one
+            if (m_script) throw;
+            note(m_viewer.title(), failure.what());
+        }
         std::vector<SDL_Rect> rects;
         for (const RECT& r : changed) {
             const RECT in = intersection(r, target.rect());
