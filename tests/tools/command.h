@@ -13,9 +13,10 @@ struct Result {
     std::string output;  // standard output and error together
 };
 
-inline Result ravo(const std::string& arguments) {
+// What stands before the command may set variables, or be another command that runs it.
+inline Result ravo(const std::string& arguments, const std::string& before = {}) {
     Result result{-1, {}};
-    FILE* pPipe = popen((std::string(RAVO_COMMAND) + " " + arguments + " 2>&1").c_str(), "r");
+    FILE* pPipe = popen((before + " " + RAVO_COMMAND + " " + arguments + " 2>&1").c_str(), "r");
     char buffer[4096];
     for (size_t n; (n = std::fread(buffer, 1, sizeof buffer, pPipe)) > 0;) result.output.append(buffer, n);
     const int nStatus = pclose(pPipe);

@@ -47,14 +47,12 @@ Window parseLevel(const std::string& text) {
     return window;
 }
 
-void showWindow(Picture& picture, const Window& window) {
-    if (picture->Order != ORDER_GRAY) picture = grayPicture(picture, picture->BitsPerPixel >= 48 ? 16 : 8);
+void setWindow(Picture& picture, const Window& window, bool bSigned) {
     const int32_t nLowBit = std::max(picture->LowBit, 0);
     const int32_t nHighBit = picture->HighBit < 0 ? picture->BitsPerPixel - 1 : picture->HighBit;
     if (nHighBit - nLowBit >= 16) throw Failure("a window has samples of up to 16 bits; --gray 16 makes them");
 
     const int32_t nLevels = 1 << (nHighBit - nLowBit + 1);
-    const bool bSigned = picture->Flags & BMF_SIGNED;
     Palette table(size_t(nLevels), RGBQUAD{});
     check(R_WindowLevelFillLUT(table.data(), uint32_t(nLevels), 0x000000, 0xFFFFFF, window.nLow, window.nHigh,
                                uint32_t(nLowBit), uint32_t(nHighBit), bSigned ? -nLevels / 2 : 0,
@@ -63,6 +61,11 @@ void showWindow(Picture& picture, const Window& window) {
           "R_WindowLevelFillLUT");
     check(R_WindowLevel(picture.get(), nLowBit, nHighBit, table.data(), uint32_t(nLevels), 1), "R_WindowLevel");
     picture->Flags &= ~uint32_t(BMF_SIGNED);  // from here on the table tells what is negative
+}
+
+void showWindow(Picture& picture, const Window& window) {
+    if (picture->Order != ORDER_GRAY) picture = grayPicture(picture, picture->BitsPerPixel >= 48 ? 16 : 8);
+    setWindow(picture, window, picture->Flags & BMF_SIGNED);
     picture = grayPicture(picture, 8);
 }
 

@@ -12,6 +12,7 @@
 #include "parse.h"
 #include "play.h"
 #include "steps.h"
+#include "view.h"
 
 namespace {
 
@@ -30,11 +31,11 @@ void printHelp() {
         "\n"
         "  ravo FILE [--size WxH] STEP... -o OUT\n"
         "  ravo info FILE [--size WxH] [STEP...]  print the record of the picture as loaded, or after the steps\n"
-        "%s"
+        "%s%s"
         "  ravo --help\n"
         "\n"
         "Steps, done in the order in which they are given:\n",
-        kPlayHelp);
+        kViewHelp, kPlayHelp);
     for (const Step& step : steps()) {
         const std::string left = step.pName + (step.pArgument ? std::string(" ") + step.pArgument : "");
         std::printf("  %-30s %s\n", left.c_str(), step.pHelp);
@@ -95,6 +96,10 @@ int run(const std::vector<std::string>& arguments) {
     }
     std::string where = arguments[0];  // the file that a failure is about
     try {
+        if (arguments[0] == "view") {  // what fails names its file, as there may be several
+            runView(parseView({arguments.begin() + 1, arguments.end()}));
+            return 0;
+        }
         if (arguments[0] == "play") {
             const PlayOptions options = parsePlay({arguments.begin() + 1, arguments.end()});
             where = options.path;
