@@ -139,7 +139,8 @@ RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(PAINTCALLBACKS, pfnConvertRow) =
 ///
 /// A pixel is the source pixel at x * source width / destination width, or under DM_RESAMPLE and DM_BICUBIC that of
 /// R_StartResizeBitmap2, of the part of pSource that the bitmap has, but for 1-bit gray. The result doesn't depend on
-/// clips and bands, except where errors are diffused.
+/// clips and bands, except where errors are diffused, and for a few levels where the filters average or follow splines,
+/// which start at the first column that is painted.
 ///
 /// Overlays with OVERLAY_SHOW follow, each as a paint of its own with PAINTROP_OVERLAY; it is clipped to the picture by
 /// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it. Its pixels are the nearest

@@ -51,8 +51,10 @@ RV_API int32_t R_StartResizeBitmap(BITMAPRECORD* pBitmap, int32_t nWidth, int32_
                                    const RGBQUAD* pPalette, uint32_t uPaletteEntries, uint32_t uFlags,
                                    RESIZEROWCALLBACK pfnCallback, void* pUserData, void** ppResizeData) RV_NOEXCEPT;
 /// Writes uBytes bytes of row nRow from column nCol on; at depths below 8 and at 12, nCol is one that starts on a byte.
-/// Rows in any order; rows outside the picture are the nearest one. The result depends on nothing else, but for error
-/// diffusion, which carries errors from request to request. Bytes behind the row's last pixel are 0.
+/// Rows in any order; rows outside the picture are the nearest one. The result does not depend on other
+/// requests, but for error diffusion, which carries errors from one to the next. Averages hand the rest of a rounded
+/// weight on from column nCol, and splines start a few columns before it: pixels may differ by a few levels from those
+/// of a request with another nCol. Bytes behind the row's last pixel are 0.
 /// Returns 1, or: -13 no such state, a null buffer or a negative column; -74 a column, or more bytes, than the row has;
 /// -1 no memory for a stretch of columns that is new; the row source's status, which is -7 for a short row; those of
 /// dithering and conversion.
