@@ -25,11 +25,13 @@ enum DitherKind : int32_t {
     k64Colors = 7,
     k128Colors = 8,
     k256Colors = 9,
-    kWebColors = 10
+    kWebColors = 10,
+    kTwoByTable = 11  // two colours, decided by a table of grays
 };
 
 struct DITHERDATA {
     uint32_t nOrderedRow = 0;
+    uint32_t nOrderedColumn = 0;  // where rows start
     uint32_t nColors = 0;
     RGBQUAD SrcPalette[kMostColors] = {};
     RGBQUAD DstPalette[kMostColors] = {};
@@ -51,8 +53,9 @@ struct DITHERDATA {
     uint16_t Parts[3][256] = {};
     uint32_t nPartShift = 0;
     uint32_t Answers[kMostColors + 1] = {};
-    int32_t nWidth = 0;         // at the start
-    Buffer<uint32_t> OwnCache;  // of kAnyPalette
+    const uint8_t* pGrays = nullptr;  // of kTwoByTable: 256 of them
+    int32_t nWidth = 0;               // at the start
+    Buffer<uint32_t> OwnCache;        // of kAnyPalette
     Buffer<uint8_t> Found;      // indices of the cells that are filled, for rows of the nearest colour
     Buffer<uint32_t> Pixels;    // a row as it is read
     Buffer<uint8_t> Indices;    // a row before it is packed
@@ -87,6 +90,9 @@ void orderRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_
 void nearestRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept;
 // The same from pixels of three bytes, once Found is prepared.
 void nearestRow24(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept;
+// Has two colours decided by what the table, which stays the caller's, makes of a pixel's gray: 128 and more are the
+// second, and ordered what exceeds the matrix.
+void decideByGrays(DITHERDATA& data, const uint8_t* pGrays) noexcept;
 // Makes Found from the cache. False for no memory.
 bool prepareFound(DITHERDATA& data) noexcept;
 

@@ -64,6 +64,14 @@ struct BitWindow {
     bool isWhole(int32_t nBits) const noexcept { return nLow < 1 && (nHigh < 0 || nHigh == nBits - 1); }
 };
 
+// Where gray bytes go that RSR_GRAY_RANGE moves: their top bits, to that range.
+inline KeptBits placeOfGrayBytes(const BitWindow& range) noexcept {
+    return keptBits(range.nHigh < 0 || range.nHigh > 7 ? 7 : range.nHigh, range.nLow < 0 ? 0 : range.nLow, 8);
+}
+constexpr uint8_t placedGray(uint32_t v, const KeptBits& place) noexcept {
+    return uint8_t(v >> (8 - place.nBits) << place.nShift);
+}
+
 // What R_StartResizeBitmap2 is told of the rows that are wanted.
 struct ResizeOutput {
     int32_t nBits;

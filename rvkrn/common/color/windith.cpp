@@ -49,30 +49,37 @@ void primeCache(DITHERDATA& data) noexcept {
     for (uint32_t i = 0; i < kMostColors; ++i) data.Answers[i + 1] = answerOf(data, data.Searchable[i].rgbReserved);
 }
 
+template <class Blue, class Green, class Red>
+void fillParts(DITHERDATA& data, Blue partOfBlue, Green partOfGreen, Red partOfRed) noexcept {
+    for (uint32_t v = 0; v < 256; ++v) {
+        data.Parts[0][v] = uint16_t(partOfBlue(v));
+        data.Parts[1][v] = uint16_t(partOfGreen(v));
+        data.Parts[2][v] = uint16_t(partOfRed(v));
+    }
+}
+
+// The gray rule, before it is divided by 8.
+void fillGrayParts(DITHERDATA& data, uint32_t nShift) noexcept {
+    fillParts(data, [](uint32_t b) { return b; }, [](uint32_t g) { return 5 * g; },
+              [](uint32_t r) { return 2 * (r + 2); });
+    data.nPartShift = nShift;
+}
+
 // What each channel adds to the code of a fixed kind.
 void setParts(DITHERDATA& data) noexcept {
     for (uint32_t i = 0; i < kMostColors; ++i) data.Answers[i] = answerOf(data, i);
-    const auto fill = [&](auto partOfBlue, auto partOfGreen, auto partOfRed) {
-        for (uint32_t v = 0; v < 256; ++v) {
-            data.Parts[0][v] = uint16_t(partOfBlue(v));
-            data.Parts[1][v] = uint16_t(partOfGreen(v));
-            data.Parts[2][v] = uint16_t(partOfRed(v));
-        }
-    };
     visitKind(data.nPaletteKind, [&](auto kind) {
         constexpr int nKind = kind;
-        if constexpr (nKind == k4Colors) {  // the grey rule, at its full precision
-            fill([](uint32_t b) { return b; }, [](uint32_t g) { return 5 * g; },
-                 [](uint32_t r) { return 2 * (r + 2); });
-            data.nPartShift = 9;
+        if constexpr (nKind == k4Colors) {
+            fillGrayParts(data, 9);
         } else if constexpr (nKind == k16Colors) {  // the bright half of the palette, but for black
-            fill([](uint32_t b) { return b >> 7 << 2; }, [](uint32_t g) { return g >> 7 << 1; },
-                 [](uint32_t r) { return r >> 7; });
+            fillParts(data, [](uint32_t b) { return b >> 7 << 2; }, [](uint32_t g) { return g >> 7 << 1; },
+                      [](uint32_t r) { return r >> 7; });
             for (uint32_t i = 1; i < 8; ++i) data.Answers[i] = answerOf(data, i | 8);
         } else if constexpr (nKind > kTwoColors) {
-            fill([](uint32_t b) { return fixedIndex<nKind>(b, 0, 0); },
-                 [](uint32_t g) { return fixedIndex<nKind>(0, g, 0); },
-                 [](uint32_t r) { return fixedIndex<nKind>(0, 0, r); });
+            fillParts(data, [](uint32_t b) { return fixedIndex<nKind>(b, 0, 0); },
+                      [](uint32_t g) { return fixedIndex<nKind>(0, g, 0); },
+                      [](uint32_t r) { return fixedIndex<nKind>(0, 0, r); });
         }
     });
 }
@@ -118,6 +125,13 @@ void setSource(DITHERDATA& data, const BITMAPRECORD& bm) noexcept {
 bool isDiffusion(int32_t nMethod) noexcept { return nMethod >= DITHER_FLOYD && nMethod <= DITHER_JARVIS; }
 
 }  // namespace
+
+void decideByGrays(DITHERDATA& data, const uint8_t* pGrays) noexcept {
+    data.nPaletteKind = kTwoByTable;
+    data.pGrays = pGrays;
+    for (uint32_t i = 0; i < 256; ++i) data.Answers[i] = answerOf(data, pGrays[i] >> 7);
+    fillGrayParts(data, 3);
+}
 
 uint32_t fillCell(DITHERDATA& data, uint32_t nKey) noexcept {
     const auto channel = [nKey](uint32_t nShift) { return int32_t(nKey >> nShift & 31) * 8; };

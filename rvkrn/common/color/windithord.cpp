@@ -110,7 +110,9 @@ void orderBlock(DITHERDATA& data, const uint8_t* p, uint8_t* pIndices, const Thr
         case kUserTable:
             return orderSearched<kUserTable>(data, p, pIndices, t, n);
         case kTwoColors:
+        case kTwoByTable:
             bestRowKernels().gray.gray8From32[kBlueFirst](p, pIndices, n);
+            for (size_t x = 0; data.pGrays && x < n; ++x) pIndices[x] = data.pGrays[pIndices[x]];
             return order2Colors(pIndices, pIndices, t, n);
         case k16Colors:
             return order16Colors(p, pIndices, t, n);
@@ -154,9 +156,13 @@ void lookUpRow(DITHERDATA& data, ColorKeyRows::Row keysOf, const uint8_t* p, uin
 
 void orderRow(DITHERDATA& data, const uint8_t* pPixels, uint8_t* pIndices, size_t n) noexcept {
     const auto& row = (data.nMethod == DITHER_ORDERED ? kOrdered : kClustered)[data.nOrderedRow++ & 7];
-    const bool bCompares = data.nPaletteKind == kTwoColors || data.nPaletteKind == k16Colors;
+    const int32_t nKind = data.nPaletteKind;
+    const bool bCompares = nKind == kTwoColors || nKind == k16Colors || nKind == kTwoByTable;
     Thresholds t;
-    for (size_t x = 0; x < 8; ++x) t[x] = int16_t(bCompares ? row[x] : offsetOf(data, row[x]));
+    for (size_t x = 0; x < 8; ++x) {
+        const int32_t nEntry = row[(x + data.nOrderedColumn) & 7];
+        t[x] = int16_t(bCompares ? nEntry : offsetOf(data, nEntry));
+    }
     for (size_t x = 8; x < std::min(n, kBlock); ++x) t[x] = t[x - 8];
     for (size_t x = 0; x < n; x += kBlock) orderBlock(data, pPixels + x * 4, pIndices + x, t, std::min(n - x, kBlock));
 }

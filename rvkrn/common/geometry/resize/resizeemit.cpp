@@ -47,7 +47,7 @@ int32_t convertLine(RESIZESTATE& state, size_t n, const uint8_t* pLine, uint8_t*
     args.nWidth = int32_t(n);
     const int32_t nStatus = convertRow(args, pBuffer, pLine);
     if (f.grayOut.nBits != 8)
-        for (size_t i = 0; i < n; ++i) pBuffer[i] = uint8_t(pBuffer[i] >> (8 - f.grayOut.nBits) << f.grayOut.nShift);
+        for (size_t i = 0; i < n; ++i) pBuffer[i] = placedGray(pBuffer[i], f.grayOut);
     return nStatus;
 }
 

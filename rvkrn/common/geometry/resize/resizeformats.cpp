@@ -247,7 +247,7 @@ class Chooser {
         if (isGrayOut() && hasFlag(RSR_GRAY_RANGE)) {
             const int32_t nHigh = m_out.range.nHigh < 0 ? f.nDstBits - 1 : m_out.range.nHigh;
             if (f.nOutBits == 8) {
-                f.grayOut = keptBits(std::min(nHigh, 7), std::max(m_out.range.nLow, 0), 8);
+                f.grayOut = placeOfGrayBytes(m_out.range);
             } else if (f.nOutBits != 0) {
                 f.out.uFlags = kGrayToGray | CONVERT_DST_BITRANGE;
                 f.out.nLowBit = m_out.range.nLow;
