@@ -72,7 +72,9 @@ class Sink {
         if (bRaw) return v;
         if (nDepth <= 8) {
             const RGBQUAD* const pIndexed = pIndexColors ? pIndexColors : m_begun.back()->pPalette;
-            const RGBQUAD& q = uUsage == PAINTUSAGE_INDICES ? pIndexed[info.Table.Indices[v]] : info.Table.Colors[v];
+            const bool bIndex = uUsage == PAINTUSAGE_INDICES && pIndexed;
+            EXPECT_EQ(bIndex, uUsage == PAINTUSAGE_INDICES) << "indices, but no palette";
+            const RGBQUAD& q = bIndex ? pIndexed[info.Table.Indices[v]] : info.Table.Colors[v];
             return uint64_t(q.rgbRed) << 16 | uint64_t(q.rgbGreen) << 8 | q.rgbBlue;
         }
         const bool bRed = calls.pfnGetBitmapInfo && asked.nOrder == ORDER_RGB;
@@ -225,54 +227,6 @@ public:
     }
     // Every state that was saved is restored, and every begin ended.
     bool isClosed() const { return m_saved.empty() && m_begun.empty(); }
-};
-
-// The thread's display mode for the time of a scope.
-class DisplayMode {
-    uint32_t m_uOld;
-
-public:
-    explicit DisplayMode(uint32_t u) : m_uOld(R_SetDisplayMode(~0u & ~uint32_t(DM_RESET_INDICES), u)) {}
-    DisplayMode(const DisplayMode&) = delete;
-    DisplayMode& operator=(const DisplayMode&) = delete;
-    ~DisplayMode() { R_SetDisplayMode(~0u & ~uint32_t(DM_RESET_INDICES), m_uOld); }
-};
-
-// The arguments of a paint, and what should come of it.
-struct Painting {
-    RECT dest;
-    std::optional<RECT> source = {}, sourceClip = {}, destClip = {};
-    uint32_t uRop = 0;
-
-    static const RECT* of(const std::optional<RECT>& r) { return r ? &*r : nullptr; }
-    int32_t paint(const Sink& sink, BITMAPRECORD& bm) const {
-        return R_PaintDCCallback(&sink.calls, &bm, of(source), of(sourceClip), &dest, of(destClip), uRop);
-    }
-    int32_t paintRgn(const Sink& sink, BITMAPRECORD& bm) const {
-        return R_PaintRgnDCCallback(&sink.calls, &bm, of(source), of(sourceClip), &dest, of(destClip), uRop);
-    }
-    int32_t paintBuffer(const Sink& sink, BITMAPRECORD& bm, const void* pRows, int32_t nRow, int32_t nRows) const {
-        return R_PaintDCBufferCallback(&sink.calls, &bm, of(source), of(sourceClip), &dest, of(destClip), uRop,
-                                       static_cast<const uint8_t*>(pRows), nRow, nRows);
-    }
-
-    // The stored pixel that a device pixel shows, if it shows one of a picture of w x h through that view.
-    std::optional<POINT> storedPixel(int32_t view, int32_t w, int32_t h, int64_t x, int64_t y) const {
-        const auto in = [](const RECT& r, int64_t px, int64_t py) {
-            return px >= r.left && px < r.right && py >= r.top && py < r.bottom;
-        };
-        if (!in(dest, x, y) || (destClip && !in(*destClip, x, y))) return {};
-        const RECT s = source.value_or(RECT{0, 0, w, h});
-        const int64_t dw = int64_t(dest.right) - dest.left, dh = int64_t(dest.bottom) - dest.top;
-        int64_t i = x - dest.left, j = y - dest.top, iw = dw, jh = dh;
-        if (view == 2 || view == 3 || view == 6 || view == 7) i = dw - 1 - i;
-        if (view % 4 == 3 || view % 4 == 0) j = dh - 1 - j;
-        if (view > 4) std::swap(i, j), std::swap(iw, jh);
-        const int64_t col = s.left + i * (int64_t(s.right) - s.left) / iw;
-        const int64_t row = s.top + j * (int64_t(s.bottom) - s.top) / jh;
-        if (!in({0, 0, w, h}, col, row) || (sourceClip && !in(*sourceClip, col, row))) return {};
-        return POINT{int32_t(col), int32_t(row)};
-    }
 };
 
 }  // namespace test

@@ -1,0 +1,240 @@
+// Painting through regions, with overlays, and from several threads.
+#include <thread>
+
+#include "geometry/seen.h"
+#include "support/painting.h"
+
+using namespace test;
+
+namespace {
+
+// ---- regions ---------------------------------------------------------------------------------------------------------
+
+// What is left of a canvas where the picture's mask, shown as the picture is, has its bits.
+Canvas masked(Canvas canvas, const Painting& p, BITMAPRECORD& bm) {
+    Bitmap mask;
+    EXPECT_EQ(R_CreateMaskFromBitmapRgn(&bm, &mask, sizeof(BITMAPRECORD)), 1);
+    const Bytes bits = contents(mask.record);
+    canvas.forEach([&](int64_t x, int64_t y, uint64_t& v) {
+        const auto at = p.storedPixel(bm.ViewPerspective, bm.Width, bm.Height, x, y);
+        if (!at || pixelAt(&bits[size_t(at->y) * mask->BytesPerLine], 1, size_t(at->x)) == 0) v = Canvas::kBlank;
+    });
+    return canvas;
+}
+
+struct WithRegion : Picture {
+    explicit WithRegion(int32_t nView) : Picture({24, ORDER_BGR}, 37, 22, 3) {
+        record.ViewPerspective = nView;
+        const RECT ellipse{3, 2, 30, 17}, hole{10, 5, 15, 13};
+        EXPECT_EQ(R_SetBitmapRgnEllipse(&record, nullptr, &ellipse, RGN_MODE_SET), 1);
+        EXPECT_EQ(R_SetBitmapRgnRect(&record, nullptr, &hole, RGN_MODE_OLD_MINUS_NEW), 1);
+    }
+};
+
+TEST(PaintRegion, IsAPaintThroughTheMask) {
+    for (int32_t nView = 1; nView <= 8; ++nView)
+        for (const int32_t nScale : {1, 2, 3})
+            for (const bool bPart : {false, true}) {
+                WithRegion bm(nView);
+                Colours colours(bm.record);
+                Painting p{.dest = {-8, -5, 0, 0}};
+                if (bPart) p.source = RECT{5, 1, 28, 20};
+                const RECT s = p.source.value_or(RECT{0, 0, 37, 22});
+                const SIZE size = nView > 4 ? SIZE{s.bottom - s.top, s.right - s.left}
+                                            : SIZE{s.right - s.left, s.bottom - s.top};
+                p.dest.right = p.dest.left + size.width * nScale;
+                p.dest.bottom = p.dest.top + size.height * nScale;
+                p.destClip = RECT{-20, 0, 60, 60};
+                const Canvas want = masked(wanted(kDevice, p, nView, colours), p, bm.record);
+                const auto label = [&] { return testing::Message() << nView << " x " << nScale << " part " << bPart; };
+                Sink sink(kDevice), buffer(kDevice);
+                sink.calls.pfnIntersectClip(nullptr, -25, -15, 40, 50, &sink);
+                ASSERT_EQ(p.paintRgn(sink, bm.record), 1);
+                Canvas inside = want;
+                inside.forEach([](int64_t x, int64_t y, uint64_t& v) {
+                    if (x >= 40 || y >= 50) v = Canvas::kBlank;
+                });
+                EXPECT_TRUE(same(sink.canvas, inside)) << label();
+                EXPECT_EQ(sink.log, "CBSGDRE");
+                EXPECT_EQ(sink.nClipMode, PAINTCLIP_AND);
+                EXPECT_TRUE(sink.isClosed());
+
+                const Bytes rows = contents(bm.record);
+                const int32_t n = R_PaintRgnDCBufferCallback(
+                    &buffer.calls, &bm, Painting::of(p.source), nullptr, &p.dest, Painting::of(p.destClip),
+                    PAINTROP_OVERLAY * uint32_t(nScale == 3), rows.data(), 0, 22);
+                ASSERT_EQ(n, 1);
+                if (nScale != 3) {
+                    EXPECT_TRUE(same(buffer.canvas, want)) << label();
+                }
+                EXPECT_EQ(buffer.nClipMode, PAINTCLIP_COPY);
+                EXPECT_TRUE(buffer.isClosed());
+            }
+}
+
+TEST(PaintRegion, FollowsOriginAndTransform) {
+    const Painting p{.dest = {0, 0, 37, 22}};
+    WithRegion bm(TOP_LEFT);
+    Colours colours(bm.record);
+    const Canvas want = masked(wanted(kDevice, p, TOP_LEFT, colours), p, bm.record);
+    for (int i = 0; i < 2; ++i) {  // the shared handle stays where it was
+        Sink sink(kDevice);
+        sink.origin = {11, -7};
+        ASSERT_EQ(p.paintRgn(sink, bm.record), 1);
+        Canvas moved(kDevice);
+        moved.forEach([&](int64_t x, int64_t y, uint64_t& v) {
+            if (want.has(x - 11, y + 7)) v = Canvas(want).at(x - 11, y + 7);
+        });
+        EXPECT_TRUE(same(sink.canvas, moved));
+    }
+    // Only a display with a transform that moves something is asked, and the pixels are the sink's affair.
+    const struct {
+        bool bDisplay;
+        int32_t nMode;
+        uint32_t uFlags;
+        float dx;
+        bool bMoves;
+    } cases[] = {{true, 2, 0, 5, true},
+                 {true, 2, 0, 0, false},
+                 {false, 2, 0, 5, false},
+                 {true, 1, 0, 5, false},
+                 {true, 2, PAINTSINK_NO_TRANSFORM, 5, false}};
+    for (const auto& c : cases) {
+        Sink sink(kDevice);
+        if (c.bDisplay) sink.calls.pDisplay = &sink;
+        sink.nGraphicsMode = c.nMode;
+        sink.calls.uSinkFlags = c.uFlags;
+        sink.transform[4] = c.dx;
+        ASSERT_EQ(p.paintRgn(sink, bm.record), 1);
+        Canvas got = wanted(kDevice, p, TOP_LEFT, colours);
+        got.forEach([&](int64_t x, int64_t y, uint64_t& v) {
+            if (const int64_t from = x - (c.bMoves ? 5 : 0); !want.has(from, y) || Canvas(want).at(from, y) == Canvas::kBlank)
+                v = Canvas::kBlank;
+        });
+        EXPECT_TRUE(same(sink.canvas, got)) << c.dx << c.nMode;
+    }
+}
+
+TEST(PaintRegion, LeavesTheClipForMore) {
+    WithRegion bm(TOP_LEFT);
+    Sink sink(kDevice);
+    const Painting p{.dest = {0, 0, 37, 22}, .uRop = PAINTROP_OVERLAY | 0xCC0020};
+    ASSERT_EQ(p.paintRgn(sink, bm.record), 1);
+    EXPECT_EQ(sink.log, "BSGDE");
+    EXPECT_EQ(sink.bands.at(0).uRop, 0xCC0020u);
+    EXPECT_FALSE(sink.isClosed());
+}
+
+// ---- overlays --------------------------------------------------------------------------------------------------------
+
+constexpr uint64_t kRed = 0xFF2010;
+
+void hang(BITMAPRECORD& bm, uint32_t uSlot, BITMAPRECORD& overlay, int32_t x, int32_t y, uint32_t uFlags) {
+    OVERLAYATTRIBUTES a{};
+    a.uStructSize = sizeof a;
+    a.nOriginX = x;
+    a.nOriginY = y;
+    a.Colour = 0x1020FF;
+    a.uFlags = uFlags;
+    ASSERT_EQ(R_SetOverlayAttributes(&bm, uSlot, &a, OVERLAYATTR_ORIGIN | OVERLAYATTR_COLOUR | OVERLAYATTR_FLAGS), 1);
+    ASSERT_EQ(R_SetOverlayBitmap(&bm, uSlot, &overlay, OVERLAY_COPY), 1);
+}
+
+// Draws an overlay on what a whole scale of a picture, seen as w x h from (left, top) on, has left on a canvas.
+void drawOverlay(Canvas& canvas, Seen& overlay, const POINT& origin, const RECT& seen, const Painting& p, int32_t nScale,
+                 const std::optional<RECT>& within) {
+    canvas.forEach([&](int64_t x, int64_t y, uint64_t& v) {
+        const auto down = [](int64_t a, int64_t b) { return a >= 0 ? a / b : -((b - 1 - a) / b); };
+        const int64_t sx = seen.left + down(x - p.dest.left, nScale), sy = seen.top + down(y - p.dest.top, nScale);
+        const auto in = [](const RECT& r, int64_t px, int64_t py) {
+            return px >= r.left && px < r.right && py >= r.top && py < r.bottom;
+        };
+        if ((p.destClip && !in(*p.destClip, x, y)) || (within && !in(*within, sx, sy))) return;
+        if (overlay.has(sx - origin.x, sy - origin.y) && overlay.at(sx - origin.x, sy - origin.y)) v = kRed;
+    });
+}
+
+TEST(PaintOverlay, IsShownInItsPlace) {
+    for (int32_t nView = 1; nView <= 8; ++nView)
+        for (int32_t nOwnView = 1; nOwnView <= 8; ++nOwnView)
+            for (const uint32_t uFlags : {1u, 3u})  // shown, and let out
+                for (const POINT& origin : {POINT{-6, 4}, POINT{30, 14}, POINT{5, -3}, POINT{60, 2}})
+                    for (int i = 0; i < 6; ++i) {  // scale, and source or clips
+                        const int32_t nScale = 1 + i % 2;
+                        Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
+                        bm->ViewPerspective = nView;
+                        overlay->ViewPerspective = nOwnView;
+                        hang(bm.record, uint32_t(nView), overlay.record, origin.x, origin.y, uFlags);
+                        hang(bm.record, 0, overlay.record, 1, 1, 0);  // hidden
+                        Colours colours(bm.record);
+                        Painting p{.dest = {-8, -5, 0, 0}};
+                        if (i / 2 == 1) p.source = RECT{5, 1, 28, 20}, p.destClip = RECT{-20, -8, 70, 30};
+                        if (i / 2 == 2) p.sourceClip = RECT{2, 4, 33, 22};
+                        RECT seen = p.source.value_or(RECT{0, 0, 37, 22}), clip = p.sourceClip.value_or(seen);
+                        ASSERT_EQ(R_RectFromBitmap(&bm, TOP_LEFT, &seen), 1);
+                        ASSERT_EQ(R_RectFromBitmap(&bm, TOP_LEFT, &clip), 1);
+                        p.dest.right = p.dest.left + (seen.right - seen.left) * nScale;
+                        p.dest.bottom = p.dest.top + (seen.bottom - seen.top) * nScale;
+                        Canvas want = wanted(kDevice, p, nView, colours);
+                        std::optional<RECT> within;
+                        if (!(uFlags & OVERLAY_LET_OUT) || p.sourceClip) within = clip;
+                        Seen shown(overlay.record);
+                        drawOverlay(want, shown, origin, seen, p, nScale, within);
+                        Sink sink(kDevice);
+                        ASSERT_EQ(p.paint(sink, bm.record), 1);
+                        EXPECT_TRUE(same(sink.canvas, want)) << nView << " own " << nOwnView << " flags " << uFlags
+                                                             << " origin " << origin.x << " case " << i;
+                        EXPECT_TRUE(sink.isClosed());
+                        for (size_t k = 1; k < sink.bands.size(); ++k) {
+                            EXPECT_TRUE(sink.bands[k].uRop == PAINTROP_OVERLAY &&
+                                        sink.bands[k].info.Header.biBitCount == 1);
+                        }
+                        if (HasFailure()) return;
+                    }
+}
+
+TEST(PaintOverlay, IsLeftOutWhereTheSinkSaysSo) {
+    Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
+    Bitmap none;
+    hang(bm.record, 3, overlay.record, 2, 2, OVERLAY_SHOW);
+    hang(bm.record, 4, none.record, 2, 2, OVERLAY_SHOW);  // without storage
+    hang(bm.record, 5, overlay.record, 9, 9, OVERLAY_SHOW);
+    Colours colours(bm.record);
+    const Painting p{.dest = {0, 0, 37, 22}};
+    Sink skips(kDevice), refuses(kDevice), fails(kDevice);
+    skips.nBeginOverlay = -815;
+    expectPainted(skips, p, bm.record, colours);
+    EXPECT_EQ(skips.log, "BDSCBRSCBRE");
+    refuses.nBeginOverlay = -9;
+    EXPECT_EQ(p.paint(refuses, bm.record), -9);
+    EXPECT_EQ(refuses.log, "BDSCBRE");
+    fails.nFailAt = 1;
+    EXPECT_EQ(p.paint(fails, bm.record), -1);
+    EXPECT_EQ(fails.log, "BDSCBDERE");
+}
+
+// ---- threads ---------------------------------------------------------------------------------------------------------
+
+TEST(ThreadPaint, GoesByTheModeOfItsThread) {
+    const auto work = [](uint32_t uMode, int32_t nBits, int32_t nDevice, bool bIndices) {
+        const DisplayMode mode(uMode);
+        for (int i = 0; i < 20; ++i) {
+            Picture bm({nBits, defaultOrder(nBits)}, 37, 22, uint32_t(i));
+            bm->ViewPerspective = i % 8 + 1;
+            Sink sink(kDevice);
+            sink.nBits = nDevice;
+            std::vector<RGBQUAD> palette(256);
+            sink.pIndexColors = palette.data();
+            ASSERT_EQ((Painting{.dest = {0, 0, 50, 40}}.paint(sink, bm.record)), 1);
+            ASSERT_EQ(sink.bands.at(0).uUsage == PAINTUSAGE_INDICES, bIndices);
+            ASSERT_EQ(sink.bands[0].info.Header.biBitCount, bIndices ? nDevice : 24);
+        }
+    };
+    std::thread first(work, DM_DITHER | DM_INDEXED_PAINT, 24, 4, true);
+    std::thread second(work, DM_RESAMPLE, 8, 8, false);
+    work(DM_INDEXED_PAINT, 8, 8, true);
+    first.join();
+    second.join();
+}
+
+}  // namespace
