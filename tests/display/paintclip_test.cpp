@@ -8,7 +8,16 @@ using namespace test;
 
 namespace {
 
-// ---- regions ---------------------------------------------------------------------------------------------------------
+// What a picture of 37 x 22 covers; size is in hundredths.
+Painting placed(int32_t nView, const std::optional<RECT>& source, const SIZE& size) {
+    const RECT s = source.value_or(RECT{0, 0, 37, 22});
+    SIZE seen{s.right - s.left, s.bottom - s.top};
+    if (nView > 4) std::swap(seen.width, seen.height);
+    const RECT dest{-8, -5, -8 + seen.width * size.width / 100, -5 + seen.height * size.height / 100};
+    return {.dest = dest, .source = source};
+}
+
+// ---- regions ------------------------------------------------------------------------------------------------------
 
 // What is left of a canvas where the picture's mask, shown as the picture is, has its bits.
 Canvas masked(Canvas canvas, const Painting& p, BITMAPRECORD& bm) {
@@ -33,17 +42,14 @@ struct WithRegion : Picture {
 
 TEST(PaintRegion, IsAPaintThroughTheMask) {
     for (int32_t nView = 1; nView <= 8; ++nView)
-        for (const int32_t nScale : {1, 2, 3})
+        for (const int32_t nScale : {100, 200, 300, 145})
             for (const bool bPart : {false, true}) {
+                if (nScale == 145 && nView != TOP_LEFT) continue;
                 WithRegion bm(nView);
                 Colours colours(bm.record);
-                Painting p{.dest = {-8, -5, 0, 0}};
-                if (bPart) p.source = RECT{5, 1, 28, 20};
-                const RECT s = p.source.value_or(RECT{0, 0, 37, 22});
-                const SIZE size = nView > 4 ? SIZE{s.bottom - s.top, s.right - s.left}
-                                            : SIZE{s.right - s.left, s.bottom - s.top};
-                p.dest.right = p.dest.left + size.width * nScale;
-                p.dest.bottom = p.dest.top + size.height * nScale;
+                std::optional<RECT> source;
+                if (bPart) source = RECT{5, 1, 28, 20};
+                Painting p = placed(nView, source, {nScale, nScale});
                 p.destClip = RECT{-20, 0, 60, 60};
                 const Canvas want = masked(wanted(kDevice, p, nView, colours), p, bm.record);
                 const auto label = [&] { return testing::Message() << nView << " x " << nScale << " part " << bPart; };
@@ -62,9 +68,9 @@ TEST(PaintRegion, IsAPaintThroughTheMask) {
                 const Bytes rows = contents(bm.record);
                 const int32_t n = R_PaintRgnDCBufferCallback(
                     &buffer.calls, &bm, Painting::of(p.source), nullptr, &p.dest, Painting::of(p.destClip),
-                    PAINTROP_OVERLAY * uint32_t(nScale == 3), rows.data(), 0, 22);
+                    PAINTROP_OVERLAY * uint32_t(nScale == 300), rows.data(), 0, 22);
                 ASSERT_EQ(n, 1);
-                if (nScale != 3) {
+                if (nScale != 300) {
                     EXPECT_TRUE(same(buffer.canvas, want)) << label();
                 }
                 EXPECT_EQ(buffer.nClipMode, PAINTCLIP_COPY);
@@ -83,7 +89,7 @@ TEST(PaintRegion, FollowsOriginAndTransform) {
         ASSERT_EQ(p.paintRgn(sink, bm.record), 1);
         Canvas moved(kDevice);
         moved.forEach([&](int64_t x, int64_t y, uint64_t& v) {
-            if (want.has(x - 11, y + 7)) v = Canvas(want).at(x - 11, y + 7);
+            if (want.has(x - 11, y + 7)) v = want.pixels[want.index(x - 11, y + 7)];
         });
         EXPECT_TRUE(same(sink.canvas, moved));
     }
@@ -108,8 +114,8 @@ TEST(PaintRegion, FollowsOriginAndTransform) {
         ASSERT_EQ(p.paintRgn(sink, bm.record), 1);
         Canvas got = wanted(kDevice, p, TOP_LEFT, colours);
         got.forEach([&](int64_t x, int64_t y, uint64_t& v) {
-            if (const int64_t from = x - (c.bMoves ? 5 : 0); !want.has(from, y) || Canvas(want).at(from, y) == Canvas::kBlank)
-                v = Canvas::kBlank;
+            const int64_t from = x - (c.bMoves ? 5 : 0);
+            if (!want.has(from, y) || want.pixels[want.index(from, y)] == Canvas::kBlank) v = Canvas::kBlank;
         });
         EXPECT_TRUE(same(sink.canvas, got)) << c.dx << c.nMode;
     }
@@ -125,7 +131,7 @@ TEST(PaintRegion, LeavesTheClipForMore) {
     EXPECT_FALSE(sink.isClosed());
 }
 
-// ---- overlays --------------------------------------------------------------------------------------------------------
+// ---- overlays -----------------------------------------------------------------------------------------------------
 
 constexpr uint64_t kRed = 0xFF2010;
 
@@ -140,16 +146,19 @@ void hang(BITMAPRECORD& bm, uint32_t uSlot, BITMAPRECORD& overlay, int32_t x, in
     ASSERT_EQ(R_SetOverlayBitmap(&bm, uSlot, &overlay, OVERLAY_COPY), 1);
 }
 
-// Draws an overlay on what a whole scale of a picture, seen as w x h from (left, top) on, has left on a canvas.
-void drawOverlay(Canvas& canvas, Seen& overlay, const POINT& origin, const RECT& seen, const Painting& p, int32_t nScale,
-                 const std::optional<RECT>& within) {
+// Draws an overlay where the picture's pixels, inside of the picture or not, would stand on the device.
+void drawOverlay(Canvas& canvas, Seen& overlay, const POINT& origin, BITMAPRECORD& bm, const Painting& p,
+                 bool bLetOut) {
+    const int32_t view = bm.ViewPerspective;
     canvas.forEach([&](int64_t x, int64_t y, uint64_t& v) {
-        const auto down = [](int64_t a, int64_t b) { return a >= 0 ? a / b : -((b - 1 - a) / b); };
-        const int64_t sx = seen.left + down(x - p.dest.left, nScale), sy = seen.top + down(y - p.dest.top, nScale);
-        const auto in = [](const RECT& r, int64_t px, int64_t py) {
-            return px >= r.left && px < r.right && py >= r.top && py < r.bottom;
-        };
-        if ((p.destClip && !in(*p.destClip, x, y)) || (within && !in(*within, sx, sy))) return;
+        if (p.destClip && !contains(*p.destClip, x, y)) return;
+        const auto [col, row] = p.storedPlace(view, bm.Width, bm.Height, x, y);
+        if (p.sourceClip && !contains(*p.sourceClip, col, row)) return;
+        if (!bLetOut && !p.storedPixel(view, bm.Width, bm.Height, x, y)) return;
+        int64_t sx = view > 4 ? row : col, sy = view > 4 ? col : row;
+        const SIZE size = view > 4 ? SIZE{bm.Height, bm.Width} : SIZE{bm.Width, bm.Height};
+        if (view == 2 || view == 3 || view == 6 || view == 7) sx = size.width - 1 - sx;
+        if (view % 4 == 3 || view % 4 == 0) sy = size.height - 1 - sy;
         if (overlay.has(sx - origin.x, sy - origin.y) && overlay.at(sx - origin.x, sy - origin.y)) v = kRed;
     });
 }
@@ -159,27 +168,24 @@ TEST(PaintOverlay, IsShownInItsPlace) {
         for (int32_t nOwnView = 1; nOwnView <= 8; ++nOwnView)
             for (const uint32_t uFlags : {1u, 3u})  // shown, and let out
                 for (const POINT& origin : {POINT{-6, 4}, POINT{30, 14}, POINT{5, -3}, POINT{60, 2}})
-                    for (int i = 0; i < 6; ++i) {  // scale, and source or clips
-                        const int32_t nScale = 1 + i % 2;
+                    for (int i = 0; i < 12; ++i) {  // scale, and source or clips
+                        // Other scales step along the rows and columns of the overlay's own view.
+                        constexpr SIZE kSizes[] = {{100, 100}, {200, 100}, {137, 219}, {73, 180}};
+                        if (i % 4 > 1 && nView != nOwnView) continue;
                         Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
                         bm->ViewPerspective = nView;
                         overlay->ViewPerspective = nOwnView;
                         hang(bm.record, uint32_t(nView), overlay.record, origin.x, origin.y, uFlags);
                         hang(bm.record, 0, overlay.record, 1, 1, 0);  // hidden
+                        std::optional<RECT> source;
+                        if (i / 4 == 1) source = RECT{5, 1, 28, 20};
+                        Painting p = placed(nView, source, kSizes[i % 4]);
+                        if (i / 4 == 1) p.destClip = RECT{-20, -8, 70, 30};
+                        if (i / 4 == 2) p.sourceClip = RECT{2, 4, 33, 22};
                         Colours colours(bm.record);
-                        Painting p{.dest = {-8, -5, 0, 0}};
-                        if (i / 2 == 1) p.source = RECT{5, 1, 28, 20}, p.destClip = RECT{-20, -8, 70, 30};
-                        if (i / 2 == 2) p.sourceClip = RECT{2, 4, 33, 22};
-                        RECT seen = p.source.value_or(RECT{0, 0, 37, 22}), clip = p.sourceClip.value_or(seen);
-                        ASSERT_EQ(R_RectFromBitmap(&bm, TOP_LEFT, &seen), 1);
-                        ASSERT_EQ(R_RectFromBitmap(&bm, TOP_LEFT, &clip), 1);
-                        p.dest.right = p.dest.left + (seen.right - seen.left) * nScale;
-                        p.dest.bottom = p.dest.top + (seen.bottom - seen.top) * nScale;
                         Canvas want = wanted(kDevice, p, nView, colours);
-                        std::optional<RECT> within;
-                        if (!(uFlags & OVERLAY_LET_OUT) || p.sourceClip) within = clip;
                         Seen shown(overlay.record);
-                        drawOverlay(want, shown, origin, seen, p, nScale, within);
+                        drawOverlay(want, shown, origin, bm.record, p, uFlags & OVERLAY_LET_OUT);
                         Sink sink(kDevice);
                         ASSERT_EQ(p.paint(sink, bm.record), 1);
                         EXPECT_TRUE(same(sink.canvas, want)) << nView << " own " << nOwnView << " flags " << uFlags
@@ -195,9 +201,9 @@ TEST(PaintOverlay, IsShownInItsPlace) {
 
 TEST(PaintOverlay, IsLeftOutWhereTheSinkSaysSo) {
     Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
-    Bitmap none;
     hang(bm.record, 3, overlay.record, 2, 2, OVERLAY_SHOW);
-    hang(bm.record, 4, none.record, 2, 2, OVERLAY_SHOW);  // without storage
+    hang(bm.record, 4, overlay.record, 2, 2, OVERLAY_SHOW);
+    ASSERT_EQ(R_SetOverlayBitmap(&bm, 4, nullptr, OVERLAY_COPY), 1);  // a record without storage
     hang(bm.record, 5, overlay.record, 9, 9, OVERLAY_SHOW);
     Colours colours(bm.record);
     const Painting p{.dest = {0, 0, 37, 22}};
@@ -213,7 +219,7 @@ TEST(PaintOverlay, IsLeftOutWhereTheSinkSaysSo) {
     EXPECT_EQ(fails.log, "BDSCBDERE");
 }
 
-// ---- threads ---------------------------------------------------------------------------------------------------------
+// ---- threads ------------------------------------------------------------------------------------------------------
 
 TEST(ThreadPaint, GoesByTheModeOfItsThread) {
     const auto work = [](uint32_t uMode, int32_t nBits, int32_t nDevice, bool bIndices) {

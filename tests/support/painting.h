@@ -18,6 +18,10 @@ public:
     ~DisplayMode() { R_SetDisplayMode(~0u & ~uint32_t(DM_RESET_INDICES), m_uOld); }
 };
 
+inline bool contains(const RECT& r, int64_t x, int64_t y) {
+    return x >= r.left && x < r.right && y >= r.top && y < r.bottom;
+}
+
 // The arguments of a paint, and what should come of it.
 struct Painting {
     RECT dest;
@@ -36,21 +40,23 @@ struct Painting {
                                        static_cast<const uint8_t*>(pRows), nRow, nRows);
     }
 
-    // The stored pixel that a device pixel shows, if it shows one of a picture of w x h through that view.
-    std::optional<POINT> storedPixel(int32_t view, int32_t w, int32_t h, int64_t x, int64_t y) const {
-        const auto in = [](const RECT& r, int64_t px, int64_t py) {
-            return px >= r.left && px < r.right && py >= r.top && py < r.bottom;
-        };
-        if (!in(dest, x, y) || (destClip && !in(*destClip, x, y))) return {};
+    // The stored pixel that stands at a device pixel when a picture of w x h is seen through that view; the scale goes
+    // on outside of the rectangles.
+    std::pair<int64_t, int64_t> storedPlace(int32_t view, int32_t w, int32_t h, int64_t x, int64_t y) const {
         const RECT s = source.value_or(RECT{0, 0, w, h});
         const int64_t dw = int64_t(dest.right) - dest.left, dh = int64_t(dest.bottom) - dest.top;
         int64_t i = x - dest.left, j = y - dest.top, iw = dw, jh = dh;
         if (view == 2 || view == 3 || view == 6 || view == 7) i = dw - 1 - i;
         if (view % 4 == 3 || view % 4 == 0) j = dh - 1 - j;
         if (view > 4) std::swap(i, j), std::swap(iw, jh);
-        const int64_t col = s.left + i * (int64_t(s.right) - s.left) / iw;
-        const int64_t row = s.top + j * (int64_t(s.bottom) - s.top) / jh;
-        if (!in({0, 0, w, h}, col, row) || (sourceClip && !in(*sourceClip, col, row))) return {};
+        const auto down = [](int64_t a, int64_t b) { return a >= 0 ? a / b : -((b - 1 - a) / b); };
+        return {s.left + down(i * (int64_t(s.right) - s.left), iw), s.top + down(j * (int64_t(s.bottom) - s.top), jh)};
+    }
+    // The stored pixel that a device pixel shows, if it shows one.
+    std::optional<POINT> storedPixel(int32_t view, int32_t w, int32_t h, int64_t x, int64_t y) const {
+        if (!contains(dest, x, y) || (destClip && !contains(*destClip, x, y))) return {};
+        const auto [col, row] = storedPlace(view, w, h, x, y);
+        if (!contains({0, 0, w, h}, col, row) || (sourceClip && !contains(*sourceClip, col, row))) return {};
         return POINT{int32_t(col), int32_t(row)};
     }
 };
@@ -58,11 +64,11 @@ struct Painting {
 struct Format {
     int32_t nBits, nOrder;
 };
-inline constexpr Format kFormats[] = {{1, ORDER_RGB},  {2, ORDER_RGB},  {3, ORDER_RGB},   {4, ORDER_RGB},  {5, ORDER_RGB},
-                               {6, ORDER_RGB},  {7, ORDER_RGB},  {8, ORDER_RGB},   {8, ORDER_GRAY}, {12, ORDER_GRAY},
-                               {16, ORDER_BGR}, {16, ORDER_RGB}, {16, ORDER_GRAY}, {24, ORDER_BGR}, {24, ORDER_RGB},
-                               {24, ORDER_ROMM}, {32, ORDER_BGR}, {32, ORDER_RGB}, {48, ORDER_BGR}, {48, ORDER_RGB},
-                               {48, ORDER_ROMM}, {64, ORDER_BGR}, {64, ORDER_RGB}};
+inline constexpr Format kFormats[] = {
+    {1, ORDER_RGB},   {2, ORDER_RGB},  {3, ORDER_RGB},  {4, ORDER_RGB},   {5, ORDER_RGB},  {6, ORDER_RGB},
+    {7, ORDER_RGB},   {8, ORDER_RGB},  {8, ORDER_GRAY}, {12, ORDER_GRAY}, {16, ORDER_BGR}, {16, ORDER_RGB},
+    {16, ORDER_GRAY}, {24, ORDER_BGR}, {24, ORDER_RGB}, {24, ORDER_ROMM}, {32, ORDER_BGR}, {32, ORDER_RGB},
+    {48, ORDER_BGR},  {48, ORDER_RGB}, {48, ORDER_ROMM}, {64, ORDER_BGR}, {64, ORDER_RGB}};
 
 // A picture of noise, with random colours where it has a palette.
 struct Picture : Bitmap {
