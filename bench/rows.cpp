@@ -431,6 +431,7 @@ void colorAndGray(Bitmap& photo) {
 #include "bench/rows_resample.h"
 #include "bench/rows_pull.h"
 #include "bench/rows_paint.h"
+#include "bench/rows_paintbitonal.h"
 #include "bench/rows_underlay.h"
 
 }  // namespace
@@ -462,6 +463,7 @@ int main(int argc, char** argv) {
     resamples(photo);
     pulledRows(photo);
     paints(photo);
+    bitonalPaints();
     underlays(photo);
     return g_failures ? 1 : 0;
 }

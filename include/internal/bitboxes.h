@@ -43,9 +43,11 @@ struct BitBoxes {
     uint32_t nLaneBits;
 };
 
-// Counts the bits of each box; the counts are added to those that are there if bAdd. They come in whole vectors.
+// count counts the bits of each box; the counts are added to those that are there if bAdd. They come in whole vectors.
+// spread makes the gray of boxes of one column and one row, which is 0 or 255, flipped by uFlip.
 struct BitBoxOps {
     void (*count)(const BitBoxes& boxes, const BitPlanes& planes, bool bAdd, uint32_t* counts) noexcept;
+    void (*spread)(const BitBoxes& boxes, const BitPlanes& planes, uint8_t uFlip, uint8_t* out) noexcept;
 };
 extern const BitBoxOps kPlainBitBoxes;
 #ifdef __x86_64__

@@ -141,8 +141,9 @@ RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(PAINTCALLBACKS, pfnConvertRow) =
 /// R_StartResizeBitmap2, of the part of pSource that the bitmap has, but for 1-bit gray. The result doesn't depend on
 /// clips and bands, except where errors are diffused.
 ///
-/// Overlays with OVERLAY_SHOW follow, each as a paint of its own with PAINTROP_OVERLAY; it is clipped to pDest by
-/// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it.
+/// Overlays with OVERLAY_SHOW follow, each as a paint of its own with PAINTROP_OVERLAY; it is clipped to the picture by
+/// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it. Its pixels are the nearest
+/// ones, but where 1-bit pictures are smoothed, one is set if any of those is that it stands for.
 ///
 /// Returns 1, also where there is nothing to paint, or: -2 a null bitmap or one without storage; -789 unknown record
 /// size; -13 null pDest, null sink or one of unknown size; -13 a rectangle wider or higher than 2^31 - 1; -13 a sink

@@ -19,8 +19,6 @@ namespace {
 constexpr PaintMethod kMethods[] = {PaintMethod::coverage, PaintMethod::coverageInverted, PaintMethod::smooth,
                                     PaintMethod::smoothInverted};
 
-int64_t floorDiv(int64_t a, int64_t b) { return a / b - (a % b && (a < 0) != (b < 0)); }
-
 // The slow way, from the rows of a picture.
 struct Model {
     Bytes rows;
@@ -45,7 +43,7 @@ struct Model {
         }
     }
     static int32_t end(const PaintAxis& a, int32_t d, int32_t nSize) {
-        const int64_t nNext = a.nSrcFirst + floorDiv((int64_t(d) + 1) * a.nSrc, a.nDst);
+        const int64_t nNext = a.nSrcFirst + (int64_t(d) + 1) * a.nSrc / a.nDst;
         return int32_t(std::min<int64_t>(std::max<int64_t>(nNext, int64_t(a.source(d)) + 1), nSize));
     }
     Bytes row(int32_t nRow) const {
@@ -118,34 +116,27 @@ void expectModel(BITMAPRECORD& bm, PaintMethod method, const PaintAxis& x, const
         want.resize(buffer.size(), 0xA5);  // nothing behind the row is touched
         ASSERT_EQ(pRows->row(d, buffer.data()), buffer.data());
         ASSERT_EQ(buffer, want) << "row " << d;
+        ASSERT_EQ(pRows->areSame(d, y.nFrom), y.source(d) == y.source(y.nFrom));
     }
     R_ReleaseBitmap(&bm);
 }
 
 }  // namespace
 
+// Sizes of all kinds in plain memory, and one of several tiles and strips in every storage.
 TEST(PaintBitonal, CountsEachBox) {
     std::mt19937 random(11);
-    constexpr int32_t kSizes[][2] = {{1, 1}, {9, 40}, {64, 3}, {203, 67}, {331, 20}, {1500, 75}, {6000, 9}};
-    for (uint32_t i = 0; i < 700 && !testing::Test::HasFatalFailure(); ++i) {
-        const auto& size = kSizes[i % 7];
-        Bitmap bm(1, size[0], size[1]);
-        fill(bm.record, i);
-        const PaintAxis x = randomAxis(size[0], random), y = randomAxis(size[1], random);
-        expectModel(bm.record, kMethods[random() % 4], x, y, random);
-    }
-}
-
-TEST(PaintBitonal, ReadsEveryStorage) {
-    std::mt19937 random(12);
+    constexpr int32_t kSizes[][2] = {{333, 70}, {1, 1}, {9, 40}, {64, 3}, {331, 20}, {1500, 75}, {6000, 9}};
     for (const Holding holding : test::holdingsOf(1))
-        for (uint32_t i = 0; i < 24 && !testing::Test::HasFatalFailure(); ++i) {
+        for (uint32_t i = 0; i < (holding == Holding::conventional ? 700 : 24); ++i) {
             SCOPED_TRACE(nameOf(holding));
-            Bitmap bm(1, 333, 70, holding);
+            const auto& size = kSizes[holding == Holding::conventional ? i % 7 : 0];
+            Bitmap bm(1, size[0], size[1], holding);
             ASSERT_EQ(bm.nStatus, 1);
             if (i) fill(bm.record, i);  // one stays as it was made
-            const PaintAxis x = randomAxis(333, random), y = randomAxis(70, random);
-            expectModel(bm.record, kMethods[i % 4], x, y, random);
+            const PaintAxis x = randomAxis(size[0], random), y = randomAxis(size[1], random);
+            expectModel(bm.record, kMethods[random() % 4], x, y, random);
+            if (HasFatalFailure()) return;
         }
 }
 
@@ -156,7 +147,7 @@ TEST(PaintBitonal, BoxKernelsAgree) {
         for (uint32_t nRows = 1; nRows <= uint32_t(rv::kMostPlaneRows); nRows += nWidest % 3 + 1) {
             const Bytes data = test::randomBytes(400, nWidest * 100 + nRows);
             std::vector<uint32_t> starts, ends;
-            for (uint32_t at = nWidest % 8; at + nWidest <= 3100;
+            for (uint32_t at = nWidest % 8; at + nWidest <= 3100 - nRows;
                  at = ends.back() - (nWidest == 1 && starts.size() % 3)) {
                 starts.push_back(at);
                 ends.push_back(at + std::max(1u, nWidest - data[starts.size() % 400] % 2));
@@ -167,13 +158,19 @@ TEST(PaintBitonal, BoxKernelsAgree) {
             rv::BitPlanes planes;
             ASSERT_TRUE(planes.allocate(390));
             for (uint32_t y = 0; y < nRows; ++y) planes.add(y % 2 ? data.data() : test::randomBytes(390, y).data());
-            std::vector<uint32_t> plain(starts.size() + rv::kBoxPadding, 7), fast = plain;
-            for (const bool bAdd : {false, true}) {
-                rv::kPlainBitBoxes.count(boxes, planes, bAdd, plain.data());
-                rv::kAvx2BitBoxes.count(boxes, planes, bAdd, fast.data());
-                fast.resize(starts.size()), plain.resize(starts.size());
-                ASSERT_EQ(plain, fast) << nWidest << " wide, rows " << nRows;
-                fast.resize(starts.size() + rv::kBoxPadding), plain.resize(fast.size());
+            const auto counts = [&](const rv::BitBoxOps& ops) {
+                std::vector<uint32_t> out(boxes.n + rv::kBoxPadding, 7);
+                for (const bool bAdd : {false, true}) ops.count(boxes, planes, bAdd, out.data());
+                return out.resize(boxes.n), out;
+            };
+            ASSERT_EQ(counts(rv::kPlainBitBoxes), counts(rv::kAvx2BitBoxes)) << nWidest << " wide, rows " << nRows;
+            const auto grays = [&](const rv::BitBoxOps& ops) {
+                Bytes out(boxes.n + 16, 7);
+                ops.spread(boxes, planes, uint8_t(boxes.n % 2 * 255), out.data());
+                return out;
+            };
+            if (nWidest == 1) {
+                ASSERT_EQ(grays(rv::kPlainBitBoxes), grays(rv::kAvx2BitBoxes));
             }
         }
 #endif

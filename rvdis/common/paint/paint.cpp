@@ -113,6 +113,21 @@ public:
     }
 };
 
+// Counts of an overlay's bits become bits again, set where any was.
+class AnyInk final : public PaintRenderer {
+public:
+    int32_t bits() const noexcept override { return 1; }
+    PaintTable table() const noexcept override { return PaintTable::picture; }
+    bool isPure() const noexcept override { return true; }
+    void render(const uint8_t* pSource, uint8_t* pDest, size_t n, int32_t) noexcept override {
+        for (size_t i = 0; i < n; i += 8) {
+            uint32_t v = 0;
+            for (size_t k = i; k < i + 8; ++k) v = v << 1 | (k < n && pSource[k] != 0);
+            pDest[i / 8] = uint8_t(v);
+        }
+    }
+};
+
 // ---- one paint -------------------------------------------------------------------------------------------------------
 
 class Paint final : public PaintRowsMaker {
@@ -170,7 +185,12 @@ int32_t Paint::ask() noexcept {
 
 void Paint::chooseMethod() noexcept {
     const BITMAPRECORD& bm = m_job.bm;
-    if (m_job.pOverlayColor) return;  // stored bits
+    if (m_job.pOverlayColor) {
+        // Stored bits; but where pages shrink by counting, lines of annotations are not to get lost either.
+        const bool bShrinks = m_place.x.nSrc > m_place.x.nDst || m_place.y.nSrc > m_place.y.nDst;
+        if (bShrinks && (m_wish.uMode & (DM_BITONAL_COVERAGE | DM_BITONAL_SMOOTH))) m_method = PaintMethod::coverage;
+        return;
+    }
     m_method = paintMethod(bm, m_wish, !m_store.pBuffer);
     // Without a scale there is nothing to smooth.
     if (m_method >= PaintMethod::smooth && m_place.keepsSize()) m_method = PaintMethod::asStored;
@@ -191,6 +211,12 @@ int32_t Paint::make(const PaintAxis& x, const PaintAxis& y, std::unique_ptr<Pain
 
 // What brings the rows to the form in which they go out: nothing where they have it.
 int32_t Paint::makeRenderer(const BITMAPRECORD& rows) noexcept {
+    if (m_job.pOverlayColor) {
+        if (isBitonal(m_method)) m_pRenderer.reset(new (std::nothrow) AnyInk);
+        if (isBitonal(m_method) && !m_pRenderer) return -1;  // Not enough memory available
+        setTable(PaintTable::picture, 1);
+        return 1;
+    }
     if (isBitonal(m_method)) {
         if (m_wish.bAsked && m_wish.nDeviceBits != 8) return -27;  // Invalid bits per pixel
         setTable(PaintTable::grayRamp, 8);

@@ -10,7 +10,6 @@
 #include "internal/paint_.h"
 #include "internal/resize_.h"
 #include "internal/rowaccess.h"
-#include "internal/rowstore.h"
 #include "internal/runlists_.h"
 #include "internal/scanline.h"
 #include "ravokit/bitmap.h"
@@ -69,6 +68,7 @@ class BoxSums {
     BitPlanes m_planes;
     const BitBoxOps& m_ops = bestBitBoxes();
     int32_t m_nMostRows = kMostPlaneRows;  // for which counts fit 31 bits
+    bool m_bSingles = false;  // all boxes are one column wide
     bool m_bCounted = false;
 
     bool prepareGrays(uint32_t nWidest, uint64_t nTallest) noexcept {
@@ -110,6 +110,7 @@ public:
             nWidest = std::max(nWidest, m_ends[i] - m_starts[i]);
         }
         m_boxes = {m_starts.get(), m_ends.get(), n, nullptr, 0};
+        m_bSingles = nWidest == 1;
         return makeBoxLanes(m_boxes, nWidest, m_lanes) && prepareGrays(nWidest, nTallest) &&
                m_planes.allocate(size_t(packedBytes(m_ends[n - 1], 1)));
     }
@@ -125,6 +126,10 @@ public:
     }
     // The gray of boxes of nRows rows.
     void finish(uint32_t nRows, uint8_t uFlip, uint8_t* out) noexcept {
+        if (m_bSingles && nRows == 1 && m_planes.rows() == 1) {
+            m_ops.spread(m_boxes, m_planes, uFlip, out);
+            return m_planes.clear();
+        }
         count();
         if (!m_bCounted) {
             std::memset(out, uFlip, m_boxes.n);
@@ -148,8 +153,6 @@ class BitonalRows final : public PaintRows {
     InkGrower m_grower;
     bool m_bGrows, m_bClearIsInk;
     uint8_t m_uFlip;
-    Buffer<uint8_t> m_last;  // the row that was made last, where rows repeat
-    int32_t m_nLastFirst = -1;
 
     // The rows of the box of new row nRow end before it.
     int32_t boxEnd(int32_t nRow, int32_t nFirst) const noexcept {
@@ -191,20 +194,17 @@ public:
         if (!m_rows.prepare(nFirst, uint32_t(packedBytes(nColumns, 1)))) return -1;
         if (m_bGrows && !m_grower.prepare(nColumns, m_sums.columns(), growth.nBefore, growth.nBehind, m_bClearIsInk))
             return -1;
-        return m_y.nDst <= m_y.nSrc || m_last.allocate(uint64_t(x.nCount)) ? 1 : -1;
+        return 1;
     }
 
     const BITMAPRECORD& format() const noexcept override { return m_format; }
     const uint8_t* row(int32_t nRow, uint8_t* pBuffer) noexcept override {
-        const int32_t nFirst = m_y.source(nRow), nEnd = boxEnd(nRow, nFirst);
-        if (!m_last) return make(nFirst, nEnd, pBuffer) ? pBuffer : nullptr;
-        if (nFirst != m_nLastFirst) {
-            m_nLastFirst = -1;
-            if (!make(nFirst, nEnd, m_last.get())) return nullptr;
-            m_nLastFirst = nFirst;
-        }
-        copyRow(pBuffer, m_last.get(), size_t(m_format.Width));
-        return pBuffer;
+        const int32_t nFirst = m_y.source(nRow);
+        return make(nFirst, boxEnd(nRow, nFirst), pBuffer) ? pBuffer : nullptr;
+    }
+    // Boxes that start at one row have that row alone.
+    bool areSame(int32_t nRow, int32_t nOther) const noexcept override {
+        return m_y.source(nRow) == m_y.source(nOther);
     }
     int32_t status() const noexcept override { return m_rows.status(); }
 };

@@ -13,26 +13,28 @@ namespace {
 
 // ---- rows into planes
 
-// Adds a row to sums of Planes bits, of which the highest is a new one if New.
+// Adds a bit to sums of Planes bits, of which the highest is a new one if New.
 template <int Planes, bool New>
-[[gnu::always_inline]] inline void addWords(uint64_t* planes, size_t nStride, const uint8_t* row,
-                                            size_t nBytes) noexcept {
-    const auto add = [=](size_t i, uint64_t uCarry) {
-        for (size_t k = 0; k + 1 < Planes; ++k) {
-            const uint64_t u = planes[k * nStride + i];
-            planes[k * nStride + i] = u ^ uCarry;
-            uCarry &= u;
-        }
-        uint64_t& top = planes[(Planes - 1) * nStride + i];
-        top = New ? uCarry : top ^ uCarry;
-    };
+[[gnu::always_inline]] inline void addBits(uint64_t uCarry, uint64_t& plane, auto&... higher) noexcept {
+    const uint64_t u = plane;
+    if constexpr (Planes > 1) {
+        plane = u ^ uCarry;
+        addBits<Planes - 1, New>(u & uCarry, higher...);
+    } else {
+        plane = New ? uCarry : u ^ uCarry;
+    }
+}
+using Plane = uint64_t* __restrict;
+template <int Planes, bool New>
+[[gnu::always_inline]] inline void addWords(const uint8_t* __restrict row, size_t nBytes, Plane p0, Plane p1, Plane p2,
+                                            Plane p3, Plane p4) noexcept {
     const size_t n = nBytes / 8;
-#pragma GCC ivdep
-    for (size_t i = 0; i < n; ++i) add(i, loadLittle<uint64_t>(row + i * 8));
+    for (size_t i = 0; i < n; ++i)
+        addBits<Planes, New>(loadLittle<uint64_t>(row + i * 8), p0[i], p1[i], p2[i], p3[i], p4[i]);
     if (nBytes % 8) {
         uint64_t u = 0;
         std::memcpy(&u, row + n * 8, nBytes % 8);
-        add(n, u);
+        addBits<Planes, New>(u, p0[n], p1[n], p2[n], p3[n], p4[n]);
     }
 }
 
@@ -41,23 +43,26 @@ template <int Planes, bool New>
 // The nAfter-th row.
 RV_CLONES void addRowToPlanes(uint64_t* planes, size_t nStride, const uint8_t* row, size_t nBytes,
                               int32_t nAfter) noexcept {
+    static_assert(kMostPlanes == 5);
+    uint64_t *const p0 = planes, *const p1 = p0 + nStride, *const p2 = p1 + nStride, *const p3 = p2 + nStride,
+                    *const p4 = p3 + nStride;
     switch (nAfter) {
         case 1:
-            return addWords<1, true>(planes, nStride, row, nBytes);
+            return addWords<1, true>(row, nBytes, p0, p1, p2, p3, p4);
         case 2:
-            return addWords<2, true>(planes, nStride, row, nBytes);
+            return addWords<2, true>(row, nBytes, p0, p1, p2, p3, p4);
         case 3:
-            return addWords<2, false>(planes, nStride, row, nBytes);
+            return addWords<2, false>(row, nBytes, p0, p1, p2, p3, p4);
         case 4:
-            return addWords<3, true>(planes, nStride, row, nBytes);
+            return addWords<3, true>(row, nBytes, p0, p1, p2, p3, p4);
         case 8:
-            return addWords<4, true>(planes, nStride, row, nBytes);
+            return addWords<4, true>(row, nBytes, p0, p1, p2, p3, p4);
         case 16:
-            return addWords<5, true>(planes, nStride, row, nBytes);
+            return addWords<5, true>(row, nBytes, p0, p1, p2, p3, p4);
     }
-    if (nAfter < 8) return addWords<3, false>(planes, nStride, row, nBytes);
-    if (nAfter < 16) return addWords<4, false>(planes, nStride, row, nBytes);
-    addWords<5, false>(planes, nStride, row, nBytes);
+    if (nAfter < 8) return addWords<3, false>(row, nBytes, p0, p1, p2, p3, p4);
+    if (nAfter < 16) return addWords<4, false>(row, nBytes, p0, p1, p2, p3, p4);
+    addWords<5, false>(row, nBytes, p0, p1, p2, p3, p4);
 }
 
 bool BitPlanes::allocate(size_t nRowBytes) noexcept {
@@ -87,6 +92,10 @@ namespace {
 }
 void countOnPlain(const BitBoxes& boxes, const BitPlanes& planes, bool bAdd, uint32_t* counts) noexcept {
     countPlain(boxes, planes, bAdd, counts);
+}
+void spreadPlain(const BitBoxes& boxes, const BitPlanes& planes, uint8_t uFlip, uint8_t* out) noexcept {
+    const uint8_t* row = planes.first();
+    for (size_t i = 0; i < boxes.n; ++i) out[i] = uint8_t((0 - Pixel<1>::get(row, boxes.starts[i])) ^ uFlip);
 }
 
 #ifdef __x86_64__
@@ -170,6 +179,26 @@ void countOnAvx2(const BitBoxes& boxes, const BitPlanes& planes, bool bAdd, uint
     if (boxes.nLaneBits == 32) return countOfPlanes<32>(boxes, planes, bAdd, counts);
     countOfPlanes<64>(boxes, planes, bAdd, counts);
 }
+
+// The boxes of a vector of the narrowest lanes.
+RV_AVX2_INLINE __m128i spreadLanes(const uint8_t* row, const BoxLanes& lanes, __m128i flip) noexcept {
+    const __m256i mask = avx2::load32(lanes.mask), v = avx2::loadPair(row + lanes.nByte[0], row + lanes.nByte[1]);
+    const __m256i bits = _mm256_and_si256(_mm256_shuffle_epi8(v, avx2::load32(lanes.shuffle)), mask);
+    const __m256i ones = _mm256_cmpeq_epi16(bits, mask);
+    return _mm_xor_si128(_mm_packs_epi16(_mm256_castsi256_si128(ones), _mm256_extracti128_si256(ones, 1)), flip);
+}
+RV_AVX2 void spreadOnAvx2(const BitBoxes& boxes, const BitPlanes& planes, uint8_t uFlip, uint8_t* out) noexcept {
+    if (!boxes.lanes) return spreadPlain(boxes, planes, uFlip, out);
+    const __m128i flip = _mm_set1_epi8(char(uFlip));
+    const BoxLanes* lanes = boxes.lanes;
+    size_t i = 0;
+    for (; i + 16 <= boxes.n; i += 16) avx2::store16(out + i, spreadLanes(planes.first(), *lanes++, flip));
+    if (i < boxes.n) {
+        uint8_t last[16];
+        avx2::store16(last, spreadLanes(planes.first(), *lanes, flip));
+        std::memcpy(out + i, last, boxes.n - i);
+    }
+}
 #endif
 
 // Bits of a lane are at most 7 fewer than a box may have columns. All boxes of a half then lie in its 16 bytes.
@@ -187,9 +216,9 @@ void setLane(BoxLanes& lanes, uint32_t nLane, uint32_t nLaneBytes, uint32_t nFro
 
 }  // namespace
 
-constexpr BitBoxOps kPlainBitBoxes{countOnPlain};
+constexpr BitBoxOps kPlainBitBoxes{countOnPlain, spreadPlain};
 #ifdef __x86_64__
-constexpr BitBoxOps kAvx2BitBoxes{countOnAvx2};
+constexpr BitBoxOps kAvx2BitBoxes{countOnAvx2, spreadOnAvx2};
 #endif
 const BitBoxOps& bestBitBoxes() noexcept {
 #ifdef __x86_64__
