@@ -318,6 +318,56 @@ TEST(PaintFilters, TakeThePartThatThePictureHas) {
     EXPECT_EQ(sink.bands.at(0).info.Header.biBitCount, 1);
 }
 
+// The nearest rows stand for those that a buffer doesn't have.
+TEST(PaintFilters, ResizeStrips) {
+    const DisplayMode mode(DM_RESAMPLE);
+    for (const Format& f : {Format{24, ORDER_BGR}, Format{4, ORDER_RGB}})
+        for (const auto& [nFirst, nEnd] : {std::pair{0, 7}, {6, 15}, {15, 22}, {9, 10}}) {
+            Picture bm(f, 37, 22, 9), strip(f, 37, 22, 9);
+            const Bytes rows = contents(bm.record);
+            const size_t nLine = bm->BytesPerLine;
+            Bytes nearest(rows.size()), given(rows.begin() + nFirst * int(nLine), rows.begin() + nEnd * int(nLine));
+            for (int32_t y = 0; y < 22; ++y)
+                std::memcpy(&nearest[size_t(y) * nLine], &rows[size_t(std::clamp(y, nFirst, nEnd - 1)) * nLine], nLine);
+            setContents(strip.record, nearest);
+            Colours colours = resized(strip.record, 50, 31, 24, RSR_OUT_BGR | RSR_LUT_AFTER | RSR_RESAMPLE, {0, 50});
+            Sink sink(kDevice);
+            const Painting p{.dest = {0, 0, 50, 31}};
+            ASSERT_EQ(p.paintBuffer(sink, bm.record, given.data(), nFirst, nEnd - nFirst), 1);
+            const RECT band{0, (nFirst * 31 + 21) / 22, 50, (nEnd * 31 + 21) / 22};
+            EXPECT_TRUE(same(sink.canvas, wanted(kDevice, {.dest = p.dest, .destClip = band}, 1, colours))) << nFirst;
+        }
+}
+
+// The range that is displayed is the one that is resized, with the table after that, before it, or not at all.
+TEST(PaintFilters, GoByRangeAndTableOfGray) {
+    const DisplayMode mode(DM_RESAMPLE);
+    const Bytes noise = randomBytes(256 * sizeof(RGBQUAD), 4);
+    std::vector<RGBQUAD> table(256);
+    std::memcpy(table.data(), noise.data(), noise.size());
+    for (const int32_t nWay : {0, 1, 2, 3}) {  // no table; linear, not linear, not wanted
+        Picture bm({12, ORDER_GRAY}, 37, 22, 9);
+        bm->LowBit = 2;
+        bm->HighBit = 9;
+        if (nWay) {
+            ASSERT_EQ(R_WindowLevel(&bm, 2, 9, table.data(), 256, 1), 1);
+        }
+        bm->Flags &= ~uint32_t(BMF_NONLINEAR_LUT);
+        if (nWay == 2) bm->Flags |= BMF_NONLINEAR_LUT;
+        BITMAPRECORD shown = bm.record;
+        shown.PhysicalLowBit = 2;
+        shown.PhysicalHighBit = 9;
+        constexpr uint32_t kTables[] = {RSR_LUT_AFTER, RSR_LUT_AFTER, 0, RSR_NO_LUT};
+        Colours colours = resized(shown, 50, 31, 24, RSR_OUT_BGR | RSR_RESAMPLE | kTables[nWay], {0, 50});
+        bm->PhysicalLowBit = 0;
+        bm->PhysicalHighBit = 11;
+        Sink sink(kDevice);
+        sink.ask(24);
+        if (nWay == 3) sink.asked.uInfoFlags = SINKINFO_NO_LUT;
+        expectPainted(sink, {.dest = {0, 0, 50, 31}}, bm.record, colours);
+    }
+}
+
 // Gray of any depth that a sink asks for, through a clip at any column.
 TEST(PaintFilters, GiveGraySamples) {
     for (const Format& f : {Format{12, ORDER_GRAY}, Format{16, ORDER_GRAY}})

@@ -66,6 +66,7 @@ TEST(PaintRegion, IsAPaintThroughTheMask) {
                 EXPECT_TRUE(sink.isClosed());
 
                 const Bytes rows = contents(bm.record);
+                buffer.calls.pfnGetOrigin = [](void*, POINT* pPoint, void*) { return *pPoint = {5, 5}, 1; };
                 const int32_t n = R_PaintRgnDCBufferCallback(
                     &buffer.calls, &bm, Painting::of(p.source), nullptr, &p.dest, Painting::of(p.destClip),
                     PAINTROP_OVERLAY * uint32_t(nScale == 300), rows.data(), 0, 22);
@@ -191,6 +192,15 @@ TEST(PaintOverlay, IsShownInItsPlace) {
                         EXPECT_TRUE(same(sink.canvas, want)) << nView << " own " << nOwnView << " flags " << uFlags
                                                              << " origin " << origin.x << " case " << i;
                         EXPECT_TRUE(sink.isClosed());
+                        if (!(uFlags & OVERLAY_LET_OUT)) {  // strips of it show their part
+                            const Bytes rows = contents(bm.record);
+                            Sink strips(kDevice);
+                            for (const auto& [nRow, nRows] : {std::pair{0, 9}, {9, 4}, {13, 9}})
+                                ASSERT_EQ(p.paintBuffer(strips, bm.record, &rows[size_t(nRow) * bm->BytesPerLine], nRow,
+                                                        nRows),
+                                          1);
+                            EXPECT_TRUE(same(strips.canvas, want)) << nView << " own " << nOwnView << " case " << i;
+                        }
                         for (size_t k = 1; k < sink.bands.size(); ++k) {
                             EXPECT_TRUE(sink.bands[k].uRop == PAINTROP_OVERLAY &&
                                         sink.bands[k].info.Header.biBitCount == 1);

@@ -1,4 +1,7 @@
 // Painting and its sink: what is asked and told, statuses, failures, tables, pictures that go whole.
+#include <array>
+
+#include "internal/paintwork.h"
 #include "support/faults.h"
 #include "support/painting.h"
 
@@ -65,6 +68,10 @@ TEST(PaintSink, TakesAlphaWhereItSaysSo) {
                 expectPainted(sink, {.dest = {0, 0, 22, 37}}, bm.record, colours);
                 EXPECT_EQ(sink.bands.at(0).info.Header.biBitCount, 32);
                 for (uint64_t& pixel : colours.pixels) pixel &= 0xFFFFFF;
+                if (bAsks) {  // it could take alpha, but wants none
+                    plain.calls.uSinkFlags = PAINTSINK_ALPHA;
+                    plain.ask(24);
+                }
                 expectPainted(plain, {.dest = {0, 0, 22, 37}}, bm.record, colours);
                 EXPECT_EQ(plain.bands.at(0).info.Header.biBitCount, 24);
             }
@@ -284,6 +291,94 @@ TEST(PaintSink, EndsAPaintByFailing) {
         EXPECT_TRUE(same(sink.canvas, wanted(kDevice, drawn, TOP_LEFT, colours)));
         EXPECT_EQ(bm->nLockCount, 0);
     }
+}
+
+// ---- methods --------------------------------------------------------------------------------------------------------
+
+// Bits of a band, which tell how a picture went out; 0 on failure.
+int32_t bandBits(BITMAPRECORD& bm, const Painting& p, Sink& sink) {
+    return p.paint(sink, bm) == 1 ? sink.bands.at(0).info.Header.biBitCount : 0;
+}
+
+TEST(PaintMethods, SuitDeviceAndMode) {
+    for (const Format& f : kFormats)
+        for (const int32_t nDevice : {1, 4, 8, 24})
+            for (const uint32_t uMode : {0u, uint32_t(DM_DITHER), uint32_t(DM_DITHER_8BIT), 136u, 2048u})
+                for (const bool bFixed : {false, true}) {
+                    Picture bm(f, 8, 8, 3);
+                    if (bFixed && (f.nBits == 4 || f.nBits == 8))
+                        std::copy_n(rv::devicePalette(f.nBits, uMode), bm->nColors, bm->pPalette);
+                    rv::PaintWish wish;
+                    wish.uMode = uMode;
+                    wish.nDeviceBits = nDevice;
+                    const bool b8 = uMode & DM_DITHER_8BIT, bOwn = bFixed && (f.nBits == 4 || f.nBits == 8);
+                    bool bDither = nDevice < 9;
+                    if (f.nBits < 8 || f.nOrder == ORDER_GRAY) bDither = nDevice < 8 || (b8 && nDevice == 8);
+                    if (f.nBits == 1) bDither = b8 && nDevice == 8;
+                    if (f.nBits == 4) bDither = nDevice < 4 || (nDevice == 4 && !bOwn) || (b8 && nDevice < 8);
+                    if (f.nBits == 8) bDither = nDevice < 8 || (b8 && nDevice == 8 && !bOwn);
+                    const bool bSwap = f.nOrder == ORDER_BGR || (f.nOrder == ORDER_RGB && uMode & DM_RGB_SWAP);
+                    const bool bStays = f.nBits == 24 ? bSwap : f.nBits == 1 || f.nBits == 4 || f.nBits == 8;
+                    const int32_t nWant = bDither && uMode & DM_DITHER ? 2 : bStays ? 0 : 1;
+                    EXPECT_EQ(int32_t(rv::paintMethod(bm.record, wish, true)), nWant)
+                        << f.nBits << " order " << f.nOrder << " device " << nDevice << " mode " << uMode << bFixed;
+                }
+    // What the device is taken for.
+    const DisplayMode mode(DM_DITHER);
+    for (const auto& [nTechnology, nBits, nPlanes, nSent] :
+         {std::array{0, 1, 4, 4}, {0, 3, 1, 1}, {0, 16, 1, 8}, {0, 8, 3, 24}, {2, 7, 1, 4}, {5, 1, 1, 24}}) {
+        Picture bm({24, ORDER_BGR}, 37, 22, 3);
+        Sink sink(kDevice);
+        sink.nTechnology = nTechnology, sink.nBits = nBits, sink.nPlanes = nPlanes;
+        EXPECT_EQ(bandBits(bm.record, kWhole, sink), nSent) << nBits << " x " << nPlanes;
+    }
+}
+
+// Gray of 1 bit is smoothed where it changes its size, and counted in any case, in whatever order the palette is.
+TEST(PaintMethods, SmoothPages) {
+    constexpr RGBQUAD kBlack{0, 0, 0, 0}, kWhite{255, 255, 255, 0};
+    for (const uint32_t uMode : {uint32_t(DM_BITONAL_COVERAGE), uint32_t(DM_BITONAL_SMOOTH)})
+        for (int32_t nView = 1; nView <= 8; ++nView) {
+            const DisplayMode mode(uMode);
+            Picture bm({1, ORDER_RGB}, 37, 22, 3), inverse({1, ORDER_RGB}, 37, 22, 3);
+            bm->ViewPerspective = inverse->ViewPerspective = nView;
+            bm->pPalette[0] = inverse->pPalette[1] = kBlack;
+            bm->pPalette[1] = inverse->pPalette[0] = kWhite;
+            Bytes rows = contents(bm.record);
+            Colours colours(bm.record);
+            for (uint8_t& b : rows) b = uint8_t(~b);
+            setContents(inverse.record, rows);
+            const SIZE size = nView > 4 ? SIZE{22, 37} : SIZE{37, 22};
+            const bool bCounts = uMode == DM_BITONAL_COVERAGE;
+            const Painting whole{.dest = {0, 0, size.width, size.height}};
+            Sink same1(kDevice), few(kDevice), bits(kDevice), deep(kDevice), buffer(kDevice);
+            expectPainted(same1, whole, bm.record, colours);
+            EXPECT_EQ(same1.bands.at(0).info.Header.biBitCount, bCounts ? 8 : 1);
+            few.nBits = 1;
+            EXPECT_EQ(bandBits(bm.record, kScaled, few), bCounts ? 1 : 8);
+            deep.ask(24);
+            EXPECT_EQ(kScaled.paint(deep, bm.record), -27);
+            bits.ask(8);
+            EXPECT_EQ(bandBits(bm.record, kScaled, bits), 8);
+            ASSERT_EQ(kScaled.paintBuffer(buffer, bm.record, contents(bm.record).data(), 0, 22), 1);
+            EXPECT_EQ(buffer.bands.at(0).info.Header.biBitCount, 1);
+            for (const RECT& dest : {RECT{0, 0, 17, 11}, RECT{0, 0, 61, 55}, RECT{0, 0, 15, 60}}) {
+                Sink one(kDevice), other(kDevice), part(kDevice);
+                ASSERT_EQ(bandBits(bm.record, {.dest = dest}, one), 8);
+                ASSERT_EQ(bandBits(inverse.record, {.dest = dest}, other), 8);
+                other.canvas.forEach([&](int64_t x, int64_t y, uint64_t& v) {  // the quotient was rounded the other way
+                    const uint64_t nGray = one.canvas.at(x, y);
+                    if (nGray != Canvas::kBlank && v == nGray + 0x10101) v = nGray;
+                });
+                EXPECT_TRUE(same(one.canvas, other.canvas)) << nView << " mode " << uMode;
+                const RECT clip{3, 2, 14, 9};
+                ASSERT_EQ(bandBits(bm.record, {.dest = dest, .destClip = clip}, part), 8);
+                one.canvas.forEach([&](int64_t x, int64_t y, uint64_t& v) {
+                    if (!contains(clip, x, y)) v = Canvas::kBlank;
+                });
+                EXPECT_TRUE(same(part.canvas, one.canvas)) << nView << " mode " << uMode;
+            }
+        }
 }
 
 // ---- tables and modes ---------------------------------------------------------------------------------------------
