@@ -282,9 +282,11 @@ TEST(PaintFilters, ShowTheRowsOfTheResizeEngine) {
                             Painting p{.dest = {1, 2, 1 + seen.width, 2 + seen.height}, .source = r};
                             if (nView % 3) p.destClip = RECT{4, 5, 32, 27};
                             Sink sink(kDevice);
+                            const bool bAlpha = f.nBits % 32 == 0 && nView % 2;
+                            if (bAlpha) sink.calls.uSinkFlags = PAINTSINK_ALPHA;
                             ASSERT_EQ(p.paint(sink, bm.record), 1);
                             p.source.reset();
-                            Colours colours = resized(part.record, size.width, size.height, 24,
+                            Colours colours = resized(part.record, size.width, size.height, bAlpha ? 32 : 24,
                                                       RSR_OUT_BGR | RSR_LUT_AFTER |
                                                           (uMode == DM_RESAMPLE ? RSR_RESAMPLE : RSR_BICUBIC),
                                                       columnsShown(p, nView, size.width, size.height));

@@ -51,17 +51,19 @@ TEST(PaintSink, GetsTheRowsItAsksFor) {
 }
 
 TEST(PaintSink, TakesAlphaWhereItSaysSo) {
-    for (const int32_t nOrder : {ORDER_BGR, ORDER_RGB})
+    for (const Format& f : {Format{32, ORDER_BGR}, Format{32, ORDER_RGB}, Format{64, ORDER_BGR}})
         for (const bool bAsks : {false, true})
             for (const uint32_t uMode : {0u, uint32_t(DM_RESAMPLE)}) {
-                Picture bm({32, nOrder}, 37, 22, 3);
+                Picture bm(f, 37, 22, 3);
                 bm->ViewPerspective = 6;
                 const DisplayMode mode(uMode);
                 Colours colours(bm.record);
                 const Bytes rows = contents(bm.record);
                 for (int32_t y = 0; y < 22; ++y)
-                    for (int32_t x = 0; x < 37; ++x)
-                        colours.at(x, y) |= uint64_t(rows[size_t(y) * bm->BytesPerLine + size_t(x) * 4 + 3]) << 24;
+                    for (int32_t x = 0; x < 37; ++x) {
+                        const uint64_t v = pixelAt(&rows[size_t(y) * bm->BytesPerLine], f.nBits, size_t(x));
+                        colours.at(x, y) |= v >> (f.nBits - 8) << 24;
+                    }
                 Sink sink(kDevice), plain(kDevice);
                 sink.calls.uSinkFlags = PAINTSINK_ALPHA;
                 if (bAsks) sink.ask(32);
@@ -469,7 +471,7 @@ TEST(PaintDirect, LeavesTheScaleToTheSink) {
     for (const Format& f : kFormats)
         for (const int32_t nView : {TOP_LEFT, BOTTOM_LEFT, TOP_RIGHT, LEFT_TOP})
             for (const Holding holding : {Holding::conventional, Holding::user, Holding::tiledMemory})
-                for (const int32_t nOther : {0, 1, 2, 3, 4}) {  // that keep it from going whole, if above 0
+                for (const int32_t nOther : {0, 1, 2, 3, 4, 5}) {  // that keep it from going whole, if above 0
                     Picture bm(f, 37, 22, 3, holding);
                     bm->ViewPerspective = nView;
                     if (nOther == 3) {
@@ -489,6 +491,7 @@ TEST(PaintDirect, LeavesTheScaleToTheSink) {
                     Painting own = p;
                     if (nView == LEFT_TOP) own.dest = {-6, 2, 28, 58};
                     if (nOther == 4) own.dest = nView == LEFT_TOP ? RECT{0, 0, 17, 28} : RECT{0, 0, 28, 17};
+                    if (nOther == 5) own.source = RECT{-2, 4, 26, 21};
                     if (b16 && bWhole) sink.bRaw = true;
                     ASSERT_EQ(own.paint(sink, bm.record), 1);
                     R_SetDisplayMode(DM_DIRECT_STRETCH, DM_DIRECT_STRETCH);
@@ -503,6 +506,25 @@ TEST(PaintDirect, LeavesTheScaleToTheSink) {
                     EXPECT_TRUE(b.sx == 3 && b.sy == 4 && b.sw == 28 && b.sh == 17);
                     EXPECT_EQ(b.info.Header.biHeight, nView == BOTTOM_LEFT ? 22 : -22);
                 }
+}
+
+// A sink that says what rows it wants gets the picture whole if that has such.
+TEST(PaintDirect, AsksForTheStoredFormat) {
+    const DisplayMode mode(DM_DIRECT_STRETCH);
+    for (const auto& [nBits, nOrder, nHigh, bWhole] :
+         {std::tuple{12, ORDER_GRAY, 11, true}, {12, ORDER_GRAY, 10, false}, {16, ORDER_GRAY, 15, true},
+          {16, ORDER_BGR, 0, true}, {24, ORDER_RGB, 0, true}, {24, ORDER_BGR, 0, true}}) {
+        Picture bm({nBits, nOrder}, 40, 22, 3);
+        for (const int32_t nAskedOrder : {ORDER_RGB, ORDER_BGR, ORDER_GRAY}) {
+            Sink sink(kDevice);
+            sink.ask(nBits, nAskedOrder);
+            sink.asked.nInfoHighBit = nHigh;
+            sink.bOnlyCounts = true;
+            ASSERT_EQ(kScaled.paint(sink, bm.record), 1);
+            EXPECT_EQ(sink.log == "BSMCRE", bWhole && nAskedOrder == nOrder) << nBits << " " << nOrder << sink.log;
+            EXPECT_EQ(sink.nBands, 1);
+        }
+    }
 }
 
 }  // namespace

@@ -526,6 +526,7 @@ int32_t paintBuffer(const PaintArgs& args, const uint8_t* pRows, int32_t nRow, i
     if (const int32_t n = sink.open(*args.pSink, job.bm, job.pDestClip); n != 1) return n;
     if (!bRegion) return paintJob(sink, job);
     if (const int32_t n = selectRegion(sink, job, args.pSource, PAINTCLIP_COPY); n != 1) return n;
+    job.uRop &= ~PAINTROP_OVERLAY;
     const int32_t n = paintJob(sink, job);
     sink.restoreState();
     return n;
