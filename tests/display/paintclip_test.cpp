@@ -209,6 +209,34 @@ TEST(PaintOverlay, IsShownInItsPlace) {
                     }
 }
 
+// Where pages are smoothed, a pixel that shrinks keeps the ink of its box. Boxes of up to 255 pixels tell a single one.
+TEST(PaintOverlay, KeepsItsInkWhereItShrinks) {
+    for (const uint32_t uMode : {uint32_t(DM_BITONAL_COVERAGE), uint32_t(DM_BITONAL_SMOOTH)})
+        for (const int32_t nBox : {2, 3, 15})
+            for (int32_t nView = 1; nView <= 8; ++nView) {
+                const DisplayMode mode(uMode);
+                Picture bm({8, ORDER_RGB}, 10 * nBox, 6 * nBox, 3);
+                Bitmap overlay(1, 7 * nBox, 5 * nBox);
+                bm->ViewPerspective = nView;
+                overlay->ViewPerspective = 9 - nView;
+                for (int32_t i = 0; i < 9; ++i)
+                    ASSERT_EQ(R_PutPixelColor(&overlay, i * 11 % (5 * nBox), i * 17 % (7 * nBox), 0xFFFFFF), 1);
+                hang(bm.record, 3, overlay.record, nBox, 0, OVERLAY_SHOW);
+                Colours colours(bm.record);
+                const Painting p{.dest = nView > 4 ? RECT{0, 0, 6, 10} : RECT{0, 0, 10, 6}};
+                Canvas want = wanted(kDevice, p, nView, colours);
+                Seen shown(overlay.record);
+                for (int32_t y = 0; y < shown.height; ++y)
+                    for (int32_t x = 0; x < shown.width; ++x)
+                        if (shown.at(x, y) && contains(p.dest, x / nBox + 1, y / nBox)) {
+                            want.at(x / nBox + 1, y / nBox) = kRed;
+                        }
+                Sink sink(kDevice);
+                ASSERT_EQ(p.paint(sink, bm.record), 1);
+                EXPECT_TRUE(same(sink.canvas, want)) << nView << " boxes of " << nBox << " mode " << uMode;
+            }
+}
+
 TEST(PaintOverlay, IsLeftOutWhereTheSinkSaysSo) {
     Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
     hang(bm.record, 3, overlay.record, 2, 2, OVERLAY_SHOW);
