@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "internal/bitmap_.h"
 #include "internal/muldiv.h"
@@ -89,6 +90,27 @@ struct PaintPlace {
     bool keepsSize() const noexcept { return x.keepsSize() && y.keepsSize(); }
     int32_t width() const noexcept { return area.right - area.left; }
     int32_t height() const noexcept { return area.bottom - area.top; }
+};
+
+// ---- a sink's own converter ----------------------------------------------------------------------------------------
+
+// Rows that the sink converts in the library's place, to the same depth. The paint table stays the library's work.
+class SinkConverter final : public PaintRenderer {
+    const PAINTCONVERTROW m_pfnConvert;
+    const BITMAPRECORD& m_bm;
+    const std::unique_ptr<PaintRenderer> m_pOwn;
+
+public:
+    SinkConverter(PAINTCONVERTROW pfnConvert, const BITMAPRECORD& bm, std::unique_ptr<PaintRenderer> pOwn) noexcept
+        : m_pfnConvert(pfnConvert), m_bm(bm), m_pOwn(std::move(pOwn)) {}
+    int32_t bits() const noexcept override { return m_pOwn->bits(); }
+    PaintTable table() const noexcept override { return m_pOwn->table(); }
+    bool isPure() const noexcept override { return false; }  // it is the sink's to say
+    void render(const uint8_t* pSource, uint8_t* pDest, size_t n, int32_t) noexcept override {
+        m_pfnConvert(pDest, pSource, &m_bm, 0, int32_t(n));
+        const uint8_t* const pPaint = bits() == 24 ? paintTable(m_bm) : nullptr;
+        for (size_t i = 0; pPaint && i < n * 3; ++i) pDest[i] = pPaint[pDest[i]];
+    }
 };
 
 // Counts of an overlay's bits become bits again, set where any was.
@@ -209,6 +231,12 @@ int32_t Paint::makeRenderer(const BITMAPRECORD& rows) noexcept {
             return n;
     } else if (bTabled || (method == PaintMethod::convert && !bReady)) {
         if (const int32_t n = makeRowConverter(rows, m_wish, m_pRenderer); n != 1) return n;
+        const PAINTCONVERTROW pfnConvert = m_sink.calls().pfnConvertRow;
+        if (pfnConvert && method == PaintMethod::convert && !m_bFiltered) {
+            auto* const p = new (std::nothrow) SinkConverter(pfnConvert, m_job.bm, std::move(m_pRenderer));
+            if (!p) return -1;  // Not enough memory available
+            m_pRenderer.reset(p);
+        }
     }
     const int32_t nBits = m_pRenderer ? m_pRenderer->bits() : rows.BitsPerPixel;
     if (m_wish.bAsked && nBits != m_wish.nDeviceBits) return -27;  // Invalid bits per pixel
@@ -498,6 +526,7 @@ int32_t paintBuffer(const PaintArgs& args, const uint8_t* pRows, int32_t nRow, i
     if (const int32_t n = sink.open(*args.pSink, job.bm, job.pDestClip); n != 1) return n;
     if (!bRegion) return paintJob(sink, job);
     if (const int32_t n = selectRegion(sink, job, args.pSource, PAINTCLIP_COPY); n != 1) return n;
+    job.uRop &= ~PAINTROP_OVERLAY;
     const int32_t n = paintJob(sink, job);
     sink.restoreState();
     return n;

@@ -34,6 +34,8 @@ class FilteredRows final : public PaintRows {
     BITMAPRECORD m_source{};  // what the engine takes for its bitmap
     BITMAPRECORD m_format{};
     Buffer<uint8_t> m_fetched;
+    int32_t m_nSkipped = 0;      // new pixels before the first one, since the engine's columns start on bytes
+    Buffer<uint8_t> m_unskipped;  // a row with them
     void* m_pState = nullptr;
     int32_t m_nStatus = 1;
 
@@ -53,6 +55,11 @@ class FilteredRows final : public PaintRows {
         std::fill_n(pBuffer, uBytes, uint8_t(0));
         copyPixels(nBits, pBuffer, 0, p, uint32_t(nSkipped), nPixels);
         return 1;
+    }
+
+    // Of a row with the pixels that are skipped.
+    uint64_t askedBytes(int32_t nBits) const noexcept {
+        return packedBytes(uint64_t(m_x.nCount) + uint32_t(m_nSkipped), uint32_t(nBits));
     }
 
     uint32_t flags(const PaintWish& wish, const FilterOutput& out) const noexcept {
@@ -99,6 +106,9 @@ public:
         if (!bInMemory && !m_fetched.allocate(m_store.bufferBytes(m_partX.nFirst, uint32_t(uBytes))))
             return -1;  // Not enough memory available
 
+        m_nSkipped = (m_x.nFrom - m_partX.nNewFirst) % pixelsToByte(out.nBits);
+        if (m_nSkipped != 0 && !m_unskipped.allocate(askedBytes(out.nBits))) return -1;  // Not enough memory available
+
         m_format = formatOf(m_store.bm);
         m_format.BitsPerPixel = out.nBits;
         m_format.Order = out.nOrder;
@@ -121,9 +131,13 @@ public:
     const BITMAPRECORD& format() const noexcept override { return m_format; }
     int32_t status() const noexcept override { return m_nStatus; }
     const uint8_t* row(int32_t nRow, uint8_t* pBuffer) noexcept override {
-        m_nStatus = R_GetResizedRowCol(m_pState, pBuffer, nRow - m_partY.nNewFirst, m_x.nFrom - m_partX.nNewFirst,
-                                       uint32_t(packedBytes(uint32_t(m_x.nCount), uint32_t(m_format.BitsPerPixel))));
-        return m_nStatus == 1 ? pBuffer : nullptr;
+        const int32_t nBits = m_format.BitsPerPixel;
+        uint8_t* const pTo = m_nSkipped != 0 ? m_unskipped.get() : pBuffer;
+        m_nStatus = R_GetResizedRowCol(m_pState, pTo, nRow - m_partY.nNewFirst,
+                                       m_x.nFrom - m_partX.nNewFirst - m_nSkipped, uint32_t(askedBytes(nBits)));
+        if (m_nStatus != 1) return nullptr;
+        if (m_nSkipped != 0) copyPixels(nBits, pBuffer, 0, pTo, uint32_t(m_nSkipped), uint32_t(m_x.nCount));
+        return pBuffer;
     }
 };
 

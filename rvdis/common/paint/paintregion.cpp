@@ -3,6 +3,7 @@
 #include <limits>
 
 #include "internal/paintwork.h"
+#include "internal/region_.h"
 #include "ravokit/bitmaprgn.h"
 #include "ravokit/objects.h"
 #include "ravokit/region.h"
@@ -65,11 +66,9 @@ int32_t moveToOrigin(const PAINTCALLBACKS& calls, ClipHandle& clip) noexcept {
     if (calls.pfnGetOrigin) calls.pfnGetOrigin(calls.pDisplay, &origin, calls.pUserData);
     if (origin.x == 0 && origin.y == 0) return 1;
     if (!clip.bOwned) {
-        const RVHANDLE hShared = clip.h;
-        const RVHANDLE hCopy = CreateRectRgn(0, 0, 0, 0);
+        const RVHANDLE hCopy = DuplicateRgnHandle(clip.h);
         if (!hCopy) return -1;  // Not enough memory available
         clip.own(hCopy);
-        if (CombineRgn(hCopy, hShared, nullptr, PAINTCLIP_COPY) == 0) return -1;
     }
     return OffsetRgn(clip.h, origin.x, origin.y);
 }
