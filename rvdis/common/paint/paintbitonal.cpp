@@ -124,6 +124,17 @@ public:
         m_planes.add(row);
         if (m_planes.rows() == m_nMostRows) count();
     }
+    // White where a box has a 1-bit, however large it is.
+    void finishAny(uint8_t* out) noexcept {
+        count();
+        if (!m_bCounted) {
+            std::memset(out, 0, m_boxes.n);
+        } else if (m_counts64) {
+            for (size_t i = 0; i < m_boxes.n; ++i) out[i] = m_counts64[i] ? 255 : 0;
+        } else {
+            for (size_t i = 0; i < m_boxes.n; ++i) out[i] = m_counts[i] ? 255 : 0;
+        }
+    }
     // The gray of boxes of nRows rows.
     void finish(uint32_t nRows, uint8_t uFlip, uint8_t* out) noexcept {
         if (m_bSingles && nRows == 1 && m_planes.rows() == 1) {
@@ -151,7 +162,7 @@ class BitonalRows final : public PaintRows {
     StoredRows m_rows;
     BoxSums m_sums;
     InkGrower m_grower;
-    bool m_bGrows, m_bClearIsInk;
+    bool m_bGrows, m_bClearIsInk, m_bAny;
     uint8_t m_uFlip;
 
     // The rows of the box of new row nRow end before it.
@@ -167,7 +178,10 @@ class BitonalRows final : public PaintRows {
             if (!pRow) return false;
             m_sums.add(m_bGrows ? m_grower.grow(pRow) : pRow);
         }
-        m_sums.finish(uint32_t(nEnd - nFirst), m_uFlip, pOut);
+        if (m_bAny)
+            m_sums.finishAny(pOut);
+        else
+            m_sums.finish(uint32_t(nEnd - nFirst), m_uFlip, pOut);
         return true;
     }
 
@@ -179,6 +193,7 @@ public:
           m_rows(bm),
           m_bGrows(method == PaintMethod::smooth || method == PaintMethod::smoothInverted),
           m_bClearIsInk(method == PaintMethod::smooth),
+          m_bAny(method == PaintMethod::anyBit),
           m_uFlip(method == PaintMethod::coverage ? 0 : 0xFF) {}
 
     int32_t prepare(const PaintAxis& x, int32_t nWidth) noexcept {
