@@ -48,6 +48,9 @@ void windowOfLines(ColumnWindow& w, const ResizeShape& shape, int32_t nCol) noex
     w.nFirstCol = int32_t(w.nFirstSrcCol * nDst / nSrc);
     w.nAccX = int32_t(w.nFirstSrcCol * (nDst % nSrc) % nSrc);
     if (w.nFirstSrcCol == 0 && nCol != 0) w.nFirstOutCol = nCol;
+    // What comes before it in its run isn't made: a run may be as long as numbers go.
+    w.nLeftOut = w.nFirstOutCol - w.nFirstCol;
+    w.nFirstCol = w.nFirstOutCol;
     w.nEndSrcCol = ceilTo((int64_t(w.nOutPixels) + w.nFirstOutCol) * nSrc + nDst, nDst, shape.nSrcWidth);
 }
 

@@ -1,5 +1,6 @@
 // Straight lines between samples, along a row and between rows, for an axis that grows.
 #include <algorithm>
+#include <utility>
 
 #include "internal/rowfilters.h"
 #include "internal/simd.h"
@@ -11,15 +12,21 @@ void walkLinear(const RowWindow& window, LinearPoint* pPoints) noexcept {
                    nRest = uint32_t(window.nDstWidth) % nSrc;
     const int32_t nLast = window.nEndSrcCol - window.nFetchCol - 1;
     uint32_t nAcc = uint32_t(window.nAcc);
+    auto nSkipped = uint32_t(window.nSkipped);
     int32_t i = 0;
+    const auto walk = [&](uint32_t nSteps, auto&& point) {
+        uint32_t k = std::min(nSkipped, nSteps);
+        for (nSkipped -= k; k < nSteps && i < window.nCount; ++k) pPoints[i++] = point(k);
+    };
+    bool bCentred = window.nFirstSrcCol == 0;
     for (int32_t a = std::min(window.nFirstSrcCol - window.nFetchCol, nLast); i < window.nCount;
          a = std::min(a + 1, nLast)) {
         uint32_t nRun = nStep;
         nAcc += nRest;
         if (nAcc >= nSrc) nAcc -= nSrc, ++nRun;
-        if (i == 0 && window.nFirstSrcCol == 0)
-            for (uint32_t k = 0; k < nRun / 2 && i < window.nCount; ++k) pPoints[i++] = {a, a, 0, nRun};
-        for (uint32_t k = 0; k < nRun && i < window.nCount; ++k) pPoints[i++] = {a, std::min(a + 1, nLast), k, nRun};
+        if (std::exchange(bCentred, false))
+            walk(nRun / 2, [&](uint32_t) { return LinearPoint{a, a, 0, nRun}; });
+        walk(nRun, [&](uint32_t k) { return LinearPoint{a, std::min(a + 1, nLast), k, nRun}; });
     }
 }
 
