@@ -317,6 +317,7 @@ Animation boxes(uint32_t uPlays) {
         check(R_FillBitmap(frame.get(), kFrameColors[i]), "R_FillBitmap");
         frame->Left = frame->Top = 5 * i;
         frame->Delay = i == 1 ? 50 : 100;
+        frame->DisposalMethod = uint32_t(i + 1);  // stays, background, what was there before
         animation.frames.append(std::move(frame));
     }
     return animation;
@@ -348,10 +349,55 @@ TEST(RavoView, AnimationsGoByTheClock) {
     EXPECT_FALSE(player.runs());
 }
 
+TEST(RavoView, PlayersGoOnWhereTheyStopped) {
+    Picture target = canvasOf(boxes(1));
+    Player player(boxes(1), target);
+    player.advance(0);
+    player.advance(1000);
+    EXPECT_FALSE(player.runs());
+    player.step(2000);
+    EXPECT_EQ(player.frame(), 0);
+    player.run(true, 2000);
+    player.advance(2000);
+    player.advance(2050);
+    EXPECT_EQ(player.frame(), 2);
+    player.advance(2150);
+    EXPECT_FALSE(player.runs()) << "what was left of the round, and no further one";
+
+    Animation waiting;
+    waiting.size = {8, 8};
+    for (int32_t i = 0; i < 2; ++i) {
+        Picture frame(8, 8, 24, ORDER_BGR);
+        frame->Flags |= BMF_WAIT_USER_INPUT;
+        waiting.frames.append(std::move(frame));
+    }
+    target = canvasOf(waiting);
+    Player waiter(std::move(waiting), target);
+    waiter.advance(0);
+    EXPECT_FALSE(waiter.runs());
+    EXPECT_EQ(waiter.due(), Player::kNever);
+    waiter.run(!waiter.runs(), 10);
+    waiter.advance(10);
+    EXPECT_EQ(waiter.frame(), 1) << "at the user's first word";
+}
+
+TEST(RavoView, TurnedAnimationsAreComposedAlike) {
+    Picture upright = canvasOf(boxes(0)), turned = canvasOf(boxes(0));
+    Player one(boxes(0), upright), other(boxes(0), turned);
+    for (int32_t i = 0; i < 8; ++i) {
+        check(R_RotateBitmapViewPerspective(turned.get(), 90), "R_RotateBitmapViewPerspective");
+        if (i == 3) check(R_FlipBitmapViewPerspective(turned.get()), "R_FlipBitmapViewPerspective");
+        const int32_t nView = turned->ViewPerspective;
+        const RECT a = one.step(0), b = other.step(0);
+        EXPECT_EQ(a.right * 100 + a.bottom, b.right * 100 + b.bottom) << i;
+        EXPECT_EQ(turned->ViewPerspective, nView);
+        EXPECT_EQ(pixelsOf(turned), pixelsOf(upright)) << i;
+    }
+}
+
 TEST(RavoView, AnimationsAreShownByParts) {
     Seat seat(boxes(0));
     seat.key("a");
-    seat.key("r");  // not animations
     const auto shownAt = [&](int32_t n) {
         const RECT& place = seat.viewer.viewport().place();
         return seat.at(place.left + (place.right - place.left) * n / 40,
@@ -374,6 +420,12 @@ TEST(RavoView, AnimationsAreShownByParts) {
         seat.key("Left");
         seat.key("Up");
         seat.expectWhole("moved");
+    }
+    seat.key("r");
+    for (int32_t i = 0; i < 4; ++i) {
+        seat.draw();
+        seat.tick(100);
+        seat.expectWhole("turned");
     }
     seat.click({80, 50});
     EXPECT_TRUE(seat.viewer.document().hasRegion());

@@ -130,12 +130,7 @@ void Viewer::moveView(const Input& input) {
     pan({nX, nY});
 }
 
-// A playback places its frames as the target is seen, so that a turned one would be composed otherwise.
 void Viewer::turn(const Input& input) {
-    if (m_pDocument->player()) {
-        m_message = "animations aren't turned";
-        return;
-    }
     BITMAPRECORD* pBitmap = m_pDocument->picture().get();
     if (input.key == "h")
         check(R_ReverseBitmapViewPerspective(pBitmap), "R_ReverseBitmapViewPerspective");
