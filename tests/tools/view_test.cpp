@@ -438,15 +438,36 @@ TEST(RavoView, AnimationsAreShownByParts) {
 TEST(RavoView, ScriptsAreReadWithCare) {
     const auto script = parseScript(
         "# a script\n\nkey PageDown shift\nmove 3 -4\ndown right ctrl\nwheel -2 alt\n"
-        "shot a b.png\nquit\n");
+        "shot a b.png\r\n  # between\nquit\n");
     ASSERT_EQ(script.size(), 6u);
     EXPECT_TRUE(script[0].bShift && script[0].text == "PageDown" && script[0].nLine == 3);
     EXPECT_EQ(script[1].n[1], -4);
     EXPECT_TRUE(script[2].bControl && script[2].n[0] == 3);
     EXPECT_TRUE(script[3].bAlt && script[3].n[0] == -2);
     EXPECT_EQ(script[4].text, "a b.png");
-    for (const char* pWrong : {"jump", "key", "move 3", "move a b", "down 1", "key q twice", "shot", "quit now"})
+    for (const char* pWrong : {"jump", "key", "move 3", "move a b", "down 1", "key q twice", "shot", "quit now", "tick -1",
+                               "wait -1", "resize 0 9", "move 2000000 0"})
         EXPECT_THROW(parseScript(pWrong), Failure) << pWrong;
+}
+
+TEST(RavoView, FilesFollowEachOther) {
+    const TemporaryDirectory directory;
+    Picture a = colors(30, 20), b = colors(40, 10);
+    savePicture(a, directory / "a.png");
+    savePicture(b, directory / "b.png");
+    Viewer viewer({directory / "none.png", directory / "a.png", directory / "gone.png", directory / "b.png"}, kWindow);
+    const auto key = [&](const char* pKey) { viewer.take({.kind = Happening::key, .key = pKey}); };
+    EXPECT_EQ(viewer.document().name(), "a.png");
+    key("a");
+    key("1");
+    key("PageDown");
+    EXPECT_EQ(viewer.document().name(), "b.png") << "past one that isn't there";
+    EXPECT_EQ(viewer.viewport().zoom(), 4) << "fitted as was chosen last";
+    key("x");
+    viewer.take({.kind = Happening::wheel, .n = 0});  // sideways
+    key("PageUp");
+    EXPECT_EQ(viewer.document().name(), "a.png");
+    EXPECT_EQ(viewer.viewport().place().bottom, viewer.area().bottom) << "stretched";
 }
 
 // ---- the window --------------------------------------------------------------------------------------------------
@@ -517,15 +538,17 @@ TEST(RavoView, ScriptsAndFilesThatFailAreTold) {
     Picture a = colors(30, 20);
     savePicture(a, directory / "a.png");
     std::ofstream(directory / "script") << "expect-title b.png\n";
-    const auto view = [&](const std::string& file) {
-        return ravo("view " + file + " --script " + (directory / "script"), kNoLeaks + "SDL_VIDEODRIVER=dummy");
+    const auto view = [&](const std::string& file, const char* pScript = "script") {
+        return ravo("view " + file + " --script " + (directory / pScript), kNoLeaks + "SDL_VIDEODRIVER=dummy");
     };
-    const Result failed = view(directory / "a.png"), missing = view(directory / "none.png");
-    EXPECT_EQ(failed.nExit, 1);
-    EXPECT_EQ(missing.nExit, 1);
+    const Result failed = view(directory / "a.png"), missing = view(directory / "none.png"),
+                 bare = view((directory / "a.png") + " --overlay marks.png"), silent = view(directory / "a.png", "play");
+    for (const Result* pResult : {&failed, &missing, &bare, &silent}) EXPECT_EQ(pResult->nExit, 1);
     if (!has(failed.output, "without SDL")) {
         EXPECT_TRUE(has(failed.output, "line 1 of the script: the title is 'a.png - 30 x 20")) << failed.output;
-        EXPECT_TRUE(has(missing.output, "none.png")) << missing.output;
+        EXPECT_TRUE(has(missing.output, "none.png: cannot be opened")) << missing.output;
+        EXPECT_TRUE(has(bare.output, "a.png: --overlay marks.png: cannot be opened")) << bare.output;
+        EXPECT_TRUE(has(silent.output, "play: cannot be opened")) << silent.output;
     }
     EXPECT_EQ(view("--frames").nExit, 2);
     EXPECT_EQ(view("").nExit, 2);

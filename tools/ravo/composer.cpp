@@ -13,8 +13,7 @@ class Upright {
     int32_t m_nView;
 
 public:
-    explicit Upright(BITMAPRECORD& bm) noexcept
-        : m_bm(bm), m_nView(std::exchange(bm.ViewPerspective, TOP_LEFT)) {}
+    explicit Upright(BITMAPRECORD& bm) noexcept : m_bm(bm), m_nView(std::exchange(bm.ViewPerspective, TOP_LEFT)) {}
     Upright(const Upright&) = delete;
     Upright& operator=(const Upright&) = delete;
     ~Upright() { m_bm.ViewPerspective = m_nView; }
