@@ -455,7 +455,8 @@ TEST(RavoView, FilesFollowEachOther) {
     Picture a = colors(30, 20), b = colors(40, 10);
     savePicture(a, directory / "a.png");
     savePicture(b, directory / "b.png");
-    Viewer viewer({directory / "none.png", directory / "a.png", directory / "gone.png", directory / "b.png"}, kWindow);
+    Viewer viewer({directory / "none.png", directory / "a.png", directory / "gone.png", directory / "b.png"},
+                  kWindow);
     const auto key = [&](const char* pKey) { viewer.take({.kind = Happening::key, .key = pKey}); };
     EXPECT_EQ(viewer.document().name(), "a.png");
     key("a");
@@ -465,6 +466,7 @@ TEST(RavoView, FilesFollowEachOther) {
     EXPECT_EQ(viewer.viewport().zoom(), 4) << "fitted as was chosen last";
     key("x");
     viewer.take({.kind = Happening::wheel, .n = 0});  // sideways
+    EXPECT_EQ(viewer.viewport().place().bottom, viewer.area().bottom);
     key("PageUp");
     EXPECT_EQ(viewer.document().name(), "a.png");
     EXPECT_EQ(viewer.viewport().place().bottom, viewer.area().bottom) << "stretched";
@@ -542,7 +544,8 @@ TEST(RavoView, ScriptsAndFilesThatFailAreTold) {
         return ravo("view " + file + " --script " + (directory / pScript), kNoLeaks + "SDL_VIDEODRIVER=dummy");
     };
     const Result failed = view(directory / "a.png"), missing = view(directory / "none.png"),
-                 bare = view((directory / "a.png") + " --overlay marks.png"), silent = view(directory / "a.png", "play");
+                 bare = view((directory / "a.png") + " --overlay marks.png"),
+                 silent = view(directory / "a.png", "play");
     for (const Result* pResult : {&failed, &missing, &bare, &silent}) EXPECT_EQ(pResult->nExit, 1);
     if (!has(failed.output, "without SDL")) {
         EXPECT_TRUE(has(failed.output, "line 1 of the script: the title is 'a.png - 30 x 20")) << failed.output;
