@@ -445,8 +445,8 @@ TEST(RavoView, ScriptsAreReadWithCare) {
     EXPECT_TRUE(script[2].bControl && script[2].n[0] == 3);
     EXPECT_TRUE(script[3].bAlt && script[3].n[0] == -2);
     EXPECT_EQ(script[4].text, "a b.png");
-    for (const char* pWrong : {"jump", "key", "move 3", "move a b", "down 1", "key q twice", "shot", "quit now", "tick -1",
-                               "wait -1", "resize 0 9", "move 2000000 0"})
+    for (const char* pWrong : {"jump", "key", "move 3", "move a b", "down 1", "key q twice", "shot", "quit now",
+                               "tick -1", "wait -1", "resize 0 9", "move 2000000 0"})
         EXPECT_THROW(parseScript(pWrong), Failure) << pWrong;
 }
 

@@ -1,4 +1,4 @@
-// The frames of an animation composed one after the other by the playback calls, past all waits, which are the caller's.
+// The frames of an animation composed one after the other by the playback calls. Their waits are left to the caller.
 #pragma once
 
 #include <ravokit/playback.h>
