@@ -30,6 +30,8 @@ RV_C_BEGIN
 typedef RVHANDLE HPLAYBACK;
 
 /// BITMAPRECORD::DisposalMethod: what is done to the target when a frame's time is over. Any other value leaves it.
+/// Frames are placed as the target is seen, but the area of a disposal is Left and Top in its stored columns and rows,
+/// or rows from the end for BOTTOM_LEFT. So on a target of any view but TOP_LEFT and BOTTOM_LEFT it isn't the frame's.
 enum {
     DISPOSE_BACKGROUND = 2,  ///< the frame's area is filled with the target's Background
     DISPOSE_RESTORE = 3      ///< what lay under the frame comes back

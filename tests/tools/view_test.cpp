@@ -317,6 +317,7 @@ Animation boxes(uint32_t uPlays) {
         check(R_FillBitmap(frame.get(), kFrameColors[i]), "R_FillBitmap");
         frame->Left = frame->Top = 5 * i;
         frame->Delay = i == 1 ? 50 : 100;
+        frame->DisposalMethod = uint32_t(i + 1);  // stays, background, what was there before
         animation.frames.append(std::move(frame));
     }
     return animation;
@@ -348,10 +349,55 @@ TEST(RavoView, AnimationsGoByTheClock) {
     EXPECT_FALSE(player.runs());
 }
 
+TEST(RavoView, PlayersGoOnWhereTheyStopped) {
+    Picture target = canvasOf(boxes(1));
+    Player player(boxes(1), target);
+    player.advance(0);
+    player.advance(1000);
+    EXPECT_FALSE(player.runs());
+    player.step(2000);
+    EXPECT_EQ(player.frame(), 0);
+    player.run(true, 2000);
+    player.advance(2000);
+    player.advance(2050);
+    EXPECT_EQ(player.frame(), 2);
+    player.advance(2150);
+    EXPECT_FALSE(player.runs()) << "what was left of the round, and no further one";
+
+    Animation waiting;
+    waiting.size = {8, 8};
+    for (int32_t i = 0; i < 2; ++i) {
+        Picture frame(8, 8, 24, ORDER_BGR);
+        frame->Flags |= BMF_WAIT_USER_INPUT;
+        waiting.frames.append(std::move(frame));
+    }
+    target = canvasOf(waiting);
+    Player waiter(std::move(waiting), target);
+    waiter.advance(0);
+    EXPECT_FALSE(waiter.runs());
+    EXPECT_EQ(waiter.due(), Player::kNever);
+    waiter.run(!waiter.runs(), 10);
+    waiter.advance(10);
+    EXPECT_EQ(waiter.frame(), 1) << "at the user's first word";
+}
+
+TEST(RavoView, TurnedAnimationsAreComposedAlike) {
+    Picture upright = canvasOf(boxes(0)), turned = canvasOf(boxes(0));
+    Player one(boxes(0), upright), other(boxes(0), turned);
+    for (int32_t i = 0; i < 8; ++i) {
+        check(R_RotateBitmapViewPerspective(turned.get(), 90), "R_RotateBitmapViewPerspective");
+        if (i == 3) check(R_FlipBitmapViewPerspective(turned.get()), "R_FlipBitmapViewPerspective");
+        const int32_t nView = turned->ViewPerspective;
+        const RECT a = one.step(0), b = other.step(0);
+        EXPECT_EQ(a.right * 100 + a.bottom, b.right * 100 + b.bottom) << i;
+        EXPECT_EQ(turned->ViewPerspective, nView);
+        EXPECT_EQ(pixelsOf(turned), pixelsOf(upright)) << i;
+    }
+}
+
 TEST(RavoView, AnimationsAreShownByParts) {
     Seat seat(boxes(0));
     seat.key("a");
-    seat.key("r");  // not animations
     const auto shownAt = [&](int32_t n) {
         const RECT& place = seat.viewer.viewport().place();
         return seat.at(place.left + (place.right - place.left) * n / 40,
@@ -375,6 +421,12 @@ TEST(RavoView, AnimationsAreShownByParts) {
         seat.key("Up");
         seat.expectWhole("moved");
     }
+    seat.key("r");
+    for (int32_t i = 0; i < 4; ++i) {
+        seat.draw();
+        seat.tick(100);
+        seat.expectWhole("turned");
+    }
     seat.click({80, 50});
     EXPECT_TRUE(seat.viewer.document().hasRegion());
     EXPECT_EQ(seat.viewer.due(), Player::kNever) << "the wand stops it";
@@ -386,15 +438,38 @@ TEST(RavoView, AnimationsAreShownByParts) {
 TEST(RavoView, ScriptsAreReadWithCare) {
     const auto script = parseScript(
         "# a script\n\nkey PageDown shift\nmove 3 -4\ndown right ctrl\nwheel -2 alt\n"
-        "shot a b.png\nquit\n");
+        "shot a b.png\r\n  # between\nquit\n");
     ASSERT_EQ(script.size(), 6u);
     EXPECT_TRUE(script[0].bShift && script[0].text == "PageDown" && script[0].nLine == 3);
     EXPECT_EQ(script[1].n[1], -4);
     EXPECT_TRUE(script[2].bControl && script[2].n[0] == 3);
     EXPECT_TRUE(script[3].bAlt && script[3].n[0] == -2);
     EXPECT_EQ(script[4].text, "a b.png");
-    for (const char* pWrong : {"jump", "key", "move 3", "move a b", "down 1", "key q twice", "shot", "quit now"})
+    for (const char* pWrong : {"jump", "key", "move 3", "move a b", "down 1", "key q twice", "shot", "quit now",
+                               "tick -1", "wait -1", "resize 0 9", "move 2000000 0"})
         EXPECT_THROW(parseScript(pWrong), Failure) << pWrong;
+}
+
+TEST(RavoView, FilesFollowEachOther) {
+    const TemporaryDirectory directory;
+    Picture a = colors(30, 20), b = colors(40, 10);
+    savePicture(a, directory / "a.png");
+    savePicture(b, directory / "b.png");
+    Viewer viewer({directory / "none.png", directory / "a.png", directory / "gone.png", directory / "b.png"},
+                  kWindow);
+    const auto key = [&](const char* pKey) { viewer.take({.kind = Happening::key, .key = pKey}); };
+    EXPECT_EQ(viewer.document().name(), "a.png");
+    key("a");
+    key("1");
+    key("PageDown");
+    EXPECT_EQ(viewer.document().name(), "b.png") << "past one that isn't there";
+    EXPECT_EQ(viewer.viewport().zoom(), 4) << "fitted as was chosen last";
+    key("x");
+    viewer.take({.kind = Happening::wheel, .n = 0});  // sideways
+    EXPECT_EQ(viewer.viewport().place().bottom, viewer.area().bottom);
+    key("PageUp");
+    EXPECT_EQ(viewer.document().name(), "a.png");
+    EXPECT_EQ(viewer.viewport().place().bottom, viewer.area().bottom) << "stretched";
 }
 
 // ---- the window --------------------------------------------------------------------------------------------------
@@ -465,15 +540,18 @@ TEST(RavoView, ScriptsAndFilesThatFailAreTold) {
     Picture a = colors(30, 20);
     savePicture(a, directory / "a.png");
     std::ofstream(directory / "script") << "expect-title b.png\n";
-    const auto view = [&](const std::string& file) {
-        return ravo("view " + file + " --script " + (directory / "script"), kNoLeaks + "SDL_VIDEODRIVER=dummy");
+    const auto view = [&](const std::string& file, const char* pScript = "script") {
+        return ravo("view " + file + " --script " + (directory / pScript), kNoLeaks + "SDL_VIDEODRIVER=dummy");
     };
-    const Result failed = view(directory / "a.png"), missing = view(directory / "none.png");
-    EXPECT_EQ(failed.nExit, 1);
-    EXPECT_EQ(missing.nExit, 1);
+    const Result failed = view(directory / "a.png"), missing = view(directory / "none.png"),
+                 bare = view((directory / "a.png") + " --overlay marks.png"),
+                 silent = view(directory / "a.png", "play");
+    for (const Result* pResult : {&failed, &missing, &bare, &silent}) EXPECT_EQ(pResult->nExit, 1);
     if (!has(failed.output, "without SDL")) {
         EXPECT_TRUE(has(failed.output, "line 1 of the script: the title is 'a.png - 30 x 20")) << failed.output;
-        EXPECT_TRUE(has(missing.output, "none.png")) << missing.output;
+        EXPECT_TRUE(has(missing.output, "none.png: cannot be opened")) << missing.output;
+        EXPECT_TRUE(has(bare.output, "a.png: --overlay marks.png: cannot be opened")) << bare.output;
+        EXPECT_TRUE(has(silent.output, "play: cannot be opened")) << silent.output;
     }
     EXPECT_EQ(view("--frames").nExit, 2);
     EXPECT_EQ(view("").nExit, 2);

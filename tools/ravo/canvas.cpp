@@ -2,47 +2,29 @@
 // the sizes differ, and merged into the spans of the clip; a row without alpha that keeps its size is fetched in place.
 #include "canvas.h"
 
-#include <ravokit/objects.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "canvasrows.h"
 #include "failure.h"
+#include "rgnhandle.h"
 
 namespace ravo {
 
 // The spans of a clip region, row by row. The handle stays, so that the next region can be cut by this one.
 struct Canvas::Region {
-    RVHANDLE h = CreateRectRgn(0, 0, 0, 0);
+    RgnHandle handle{CreateRectRgn(0, 0, 0, 0)};
     RECT box{};
     std::vector<size_t> first;  // of each row of the box, and one behind
     std::vector<std::pair<int32_t, int32_t>> spans;
 
-    Region() = default;
-    Region(const Region&) = delete;
-    Region& operator=(const Region&) = delete;
-    ~Region() {
-        if (h) DeleteObject(h);
-    }
-
-    // The list has a rectangle for each span, or one for all, sorted by rows.
-    bool readSpans() {
-        const uint32_t nBytes = GetRegionData(h, 0, nullptr);
-        if (!nBytes) return false;
-        std::vector<uint32_t> words((nBytes + 3) / 4);
-        auto* pData = reinterpret_cast<RGNDATA*>(words.data());
-        if (!GetRegionData(h, nBytes, pData)) return false;
-        const auto* pRects = reinterpret_cast<const RECT*>(pData + 1);
-        box = pData->rcBounds;
-        if (isEmpty(box)) return true;
-        for (uint32_t i = 0; i < pData->nCount; ++i)
-            for (int32_t y = pRects[i].top; y < pRects[i].bottom; ++y) {
+    void readSpans() {
+        for (const RECT& r : rectsOf(handle.get()))
+            for (int32_t y = r.top; y < r.bottom; ++y) {
                 while (int32_t(first.size()) <= y - box.top) first.push_back(spans.size());
-                spans.emplace_back(pRects[i].left, pRects[i].right);
+                spans.emplace_back(r.left, r.right);
             }
         first.resize(size_t(box.bottom - box.top) + 1, spans.size());
-        return true;
     }
 };
 
@@ -182,13 +164,12 @@ void Canvas::stretch(const Band& band) {
 bool Canvas::selectRegion(RVHANDLE h, int32_t nMode) {
     const bool bCut = nMode == PAINTCLIP_AND;
     const auto pRegion = std::make_shared<Region>();
+    const RVHANDLE hNew = pRegion->handle.get();
     const bool bBoth = bCut && m_clip.pRegion;
-    if (!pRegion->h || !CombineRgn(pRegion->h, bBoth ? m_clip.pRegion->h : h, h, bBoth ? 1 : 5)) return false;
-    if (!pRegion->readSpans()) return false;
-    const RECT within = bCut ? m_clip.rect : rect();
-    RECT box{};
-    const bool bRectangle = GetRgnBox(pRegion->h, &box) <= 2;
-    m_clip = {intersection(within, box), bRectangle ? nullptr : pRegion};
+    if (!hNew || !CombineRgn(hNew, bBoth ? m_clip.pRegion->handle.get() : h, h, bBoth ? 1 : 5)) return false;
+    const bool bRectangle = GetRgnBox(hNew, &pRegion->box) <= 2;
+    if (!bRectangle) pRegion->readSpans();
+    m_clip = {intersection(bCut ? m_clip.rect : rect(), pRegion->box), bRectangle ? nullptr : pRegion};
     return true;
 }
 

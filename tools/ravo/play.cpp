@@ -1,14 +1,11 @@
 #include "play.h"
 
-#include <ravokit/playback.h>
-
 #include <cstdio>
 #include <filesystem>
 
+#include "composer.h"
 #include "failure.h"
 #include "formats.h"
-#include "gif.h"
-#include "progress.h"
 
 namespace ravo {
 
@@ -19,39 +16,6 @@ int32_t parseCount(const std::string& text) {
     if (n < 1) throw Failure("'" + text + "' is less than 1");
     return n;
 }
-
-class Player {
-    Animation m_animation;
-    Picture m_canvas;
-    HPLAYBACK m_hPlayback = nullptr;
-
-public:
-    Player(Animation animation, const std::optional<Color>& background)
-        : m_animation(std::move(animation)), m_canvas(canvasOf(m_animation)) {
-        if (background) m_canvas->Background = background->cr;
-        check(R_CreatePlayback(&m_hPlayback, m_canvas.get(), m_animation.frames.get()), "R_CreatePlayback");
-    }
-    Player(const Player&) = delete;
-    Player& operator=(const Player&) = delete;
-    ~Player() { R_DestroyPlayback(m_hPlayback, nullptr); }
-
-    Picture& canvas() noexcept { return m_canvas; }
-    BITMAPRECORD frame() const {
-        int32_t nIndex = 0;
-        check(R_GetPlaybackIndex(m_hPlayback, &nIndex), "R_GetPlaybackIndex");
-        return m_animation.frames.at(uint32_t(nIndex));
-    }
-    // On to the next frame that is composed, past all waits. False at the end of the animation.
-    bool toNextFrame() {
-        for (;;) {
-            int32_t nState = 0;
-            R_CancelPlaybackWait(m_hPlayback);
-            check(R_ProcessPlayback(m_hPlayback, &nState), "R_ProcessPlayback");
-            if (nState == PB_RENDERED) return true;
-            if (nState == PB_END) return false;
-        }
-    }
-};
 
 std::string nameOf(int32_t nPicture) {
     char name[32];
@@ -96,20 +60,23 @@ PlayOptions parsePlay(const std::vector<std::string>& arguments) {
 }
 
 int32_t playAnimation(const PlayOptions& options) {
-    Player player(loadGif(options.path), options.background);
+    Animation animation = loadGif(options.path);
+    Picture canvas = canvasOf(animation);
+    if (options.background) canvas->Background = options.background->cr;
+    Composer composer(std::move(animation), canvas);
     std::error_code error;
     std::filesystem::create_directories(options.folder, error);
     if (error) throw Failure(options.folder + ": " + error.message());
     int32_t nPictures = 0;
     uint64_t uTime = 0;
     for (int32_t nPlay = 0; nPlay < options.nPlays && nPictures < options.nLimit;) {
-        if (!player.toNextFrame()) {
+        if (!composer.next()) {
             ++nPlay;
             continue;
         }
         const std::string name = nameOf(++nPictures);
-        savePicture(player.canvas(), (std::filesystem::path(options.folder) / name).string());
-        const BITMAPRECORD frame = player.frame();
+        savePicture(canvas, (std::filesystem::path(options.folder) / name).string());
+        const BITMAPRECORD frame = composer.frame();
         tell(name, uTime, frame);
         uTime += frame.Delay;
     }

@@ -1,13 +1,12 @@
 // What the viewer shows: a picture, as it came or as an animation composes it, with the state that the user gives it.
 #pragma once
 
-#include <ravokit/bitmaprgn.h>
-
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "picture.h"
+#include "region.h"
 #include "viewplayer.h"
 
 namespace ravo {
@@ -64,10 +63,6 @@ public:
     std::string valueAt(POINT viewed);
 
 private:
-    struct DeleteRegion {
-        void operator()(RavoRgn* pRgn) const noexcept { R_DeleteRavoRgn(pRgn); }
-    };
-
     void findRange();
     int32_t sample(uint64_t uPixel) const noexcept;
 
@@ -79,7 +74,7 @@ private:
     int32_t m_nCenter = 0, m_nWidth = 2;
     bool m_bLevelApplied = true;
     std::optional<WandTouch> m_touch;
-    std::unique_ptr<RavoRgn, DeleteRegion> m_pBefore;  // the region before the last touch
+    Region m_pBefore;  // the region before the last touch
 };
 
 }  // namespace ravo

@@ -1,14 +1,13 @@
 #include "viewdraw.h"
 
 #include <ravokit/bitmaprgn.h>
-#include <ravokit/objects.h>
 #include <ravokit/paint.h>
 #include <ravokit/paintsettings.h>
 
 #include <algorithm>
-#include <memory>
 
 #include "failure.h"
+#include "rgnhandle.h"
 #include "viewtext.h"
 
 namespace ravo {
@@ -18,11 +17,6 @@ namespace {
 constexpr uint32_t kGround = 0x2B2B2B, kLightSquare = 0xC8C8C8, kDarkSquare = 0x909090;
 constexpr uint32_t kPanel = 0x101820, kText = 0xE0E0E0, kKeys = 0xF0C060;
 constexpr int32_t kSquare = 8, kDash = 4;
-
-struct DeleteHandle {
-    void operator()(RVHANDLE h) const noexcept { DeleteObject(h); }
-};
-using Region = std::unique_ptr<MEMHANDLE, DeleteHandle>;
 
 void fillGround(Canvas& canvas, const RECT& place, const RECT& part) {
     const RECT in = intersection(place, part);
@@ -61,17 +55,12 @@ public:
         RVHANDLE h = nullptr;
         int32_t bOwned = 0;
         check(R_GetResizedRgnHandle(picture.get(), nullptr, &place, &h, &bOwned), "R_GetResizedRgnHandle");
-        const Region owned(bOwned ? h : nullptr);
-        const Region cut(R_WinCreateRectRgnIndirect(&m_part));
-        CombineRgn(cut.get(), cut.get(), h, 1);
-        std::vector<uint32_t> words(GetRegionData(cut.get(), 0, nullptr) / 4);
-        auto* pData = reinterpret_cast<RGNDATA*>(words.data());
-        if (!GetRegionData(cut.get(), uint32_t(words.size() * 4), pData)) return;
-        const auto* pRects = reinterpret_cast<const RECT*>(pData + 1);
-        for (uint32_t i = 0; i < pData->nCount; ++i)
-            for (int32_t y = pRects[i].top; y < pRects[i].bottom; ++y)
-                std::fill(at(pRects[i].left, y), at(pRects[i].left, y) + (pRects[i].right - pRects[i].left),
-                          uint8_t(1));
+        const RgnHandle owned(bOwned ? h : nullptr);
+        const RgnHandle cut(R_WinCreateRectRgnIndirect(&m_part));
+        if (!CombineRgn(cut.get(), cut.get(), h, 1)) return;
+        for (const RECT& r : rectsOf(cut.get()))
+            for (int32_t y = r.top; y < r.bottom; ++y)
+                std::fill(at(r.left, y), at(r.left, y) + (r.right - r.left), uint8_t(1));
     }
     uint8_t* at(int32_t x, int32_t y) noexcept {
         return &m_bytes[size_t(y - m_part.top) * m_nStride + size_t(x - m_part.left)];

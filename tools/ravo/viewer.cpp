@@ -28,6 +28,15 @@ double millisecondsSince(Clock::time_point start) {
 
 RECT moved(const RECT& r, POINT by) noexcept { return {r.left + by.x, r.top + by.y, r.right + by.x, r.bottom + by.y}; }
 
+// A failure is about the overlay's file then, not the picture's.
+void giveOverlay(Picture& picture, const std::string& text) {
+    try {
+        addOverlay(picture, text);
+    } catch (const Failure& failure) {
+        throw Failure("--overlay " + text + ": " + failure.what());
+    }
+}
+
 bool isAmong(const char* pKeys, const std::string& key) {
     std::istringstream words(pKeys);
     return std::find(std::istream_iterator<std::string>(words), {}, key) != std::istream_iterator<std::string>();
@@ -41,7 +50,7 @@ Viewer::Viewer(std::vector<std::string> paths, SIZE window, std::vector<std::str
     : m_paths(std::move(paths)), m_overlays(std::move(overlays)), m_window(window) {
     for (size_t i = 0; i < m_paths.size(); ++i)
         if (open(i)) return;
-    throw Failure(m_message.empty() ? "there is no file" : m_message);
+    throw Failure("there is no picture to show");
 }
 
 Viewer::Viewer(std::unique_ptr<Document> pDocument, SIZE window) : m_window(window) { show(std::move(pDocument)); }
@@ -49,7 +58,7 @@ Viewer::Viewer(std::unique_ptr<Document> pDocument, SIZE window) : m_window(wind
 bool Viewer::open(size_t nFile) {
     try {
         std::unique_ptr<Document> pDocument = Document::open(m_paths[nFile]);
-        for (const std::string& overlay : m_overlays) addOverlay(pDocument->picture(), overlay);
+        for (const std::string& overlay : m_overlays) giveOverlay(pDocument->picture(), overlay);
         m_nFile = nFile;
         show(std::move(pDocument));
         return true;
@@ -66,7 +75,7 @@ void Viewer::show(std::unique_ptr<Document> pDocument) {
     m_press.nButton = 0;
     if (!m_bOverlays) m_pDocument->showOverlays(false);
     advance(0);
-    m_viewport = {};
+    m_viewport.refit();
     layOut();
 }
 
@@ -130,6 +139,7 @@ void Viewer::take(const Input& input) {
                 break;
             case Happening::pressed:
                 m_pointer = input.at;
+                m_message.clear();
                 m_press = {input.n, input.at, input.at, false, m_pDocument->center(), m_pDocument->width()};
                 break;
             case Happening::released:
@@ -184,12 +194,14 @@ void Viewer::released(const Input& input) {
 }
 
 void Viewer::wheel(const Input& input) {
+    if (!input.n) return;  // sideways
     if (!input.bAlt) {
         m_viewport.zoomAt(m_pointer, std::pow(kWheelZoom, input.n));
         forgetSurface();
         return;
     }
     m_nTolerance = std::clamp(m_nTolerance + 2 * input.n, 0, 255);
+    m_message = m_pDocument->hasRegion() ? "" : "tolerance " + std::to_string(m_nTolerance);
     m_pDocument->touchAgain(m_nTolerance);
     forgetSurface();
 }
@@ -232,8 +244,6 @@ std::string Viewer::leftStatus() {
 }
 
 std::string Viewer::rightStatus() {
-    static constexpr const char* kDithers[] = {"diffused", "ordered", "clustered"};
-    static constexpr const char* kSamplings[] = {"nearest", "area", "bicubic", "coverage", "smooth"};
     std::string text;
     const auto add = [&](const std::string& part) { text += (text.empty() ? "" : "  ") + part; };
     Picture& picture = m_pDocument->picture();
@@ -251,8 +261,8 @@ std::string Viewer::rightStatus() {
     if (picture->PaintContrast) add("contrast " + std::to_string(picture->PaintContrast));
     if (picture->PaintGamma != 100) add("gamma " + std::to_string(picture->PaintGamma));
     if (const int32_t nDepth = paintMode().nDepth; nDepth != 24)
-        add(std::to_string(nDepth) + (nDepth == 1 ? " bit " : " bits ") + kDithers[m_nDither]);
-    if (m_viewport.zoom() != 1) add(kSamplings[sampling()]);
+        add(std::to_string(nDepth) + (nDepth == 1 ? " bit " : " bits ") + ditherName());
+    if (m_viewport.zoom() != 1) add(samplingName());
     char zoom[16];
     std::snprintf(zoom, sizeof zoom, "%.4g%%", m_viewport.zoom() * 100);
     add(zoom);

@@ -109,6 +109,8 @@ private:
 
     size_t sampling() const noexcept;
     bool suits(size_t nSampling) const noexcept;
+    const char* ditherName() const noexcept;
+    const char* samplingName() const noexcept;
     PaintMode paintMode() const noexcept;
     std::string leftStatus();
     std::string rightStatus();

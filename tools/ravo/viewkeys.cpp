@@ -13,9 +13,19 @@ namespace ravo {
 namespace {
 
 constexpr int32_t kDepths[] = {24, 8, 4, 1};
-constexpr uint32_t kDithers[] = {0, DM_ORDERED_DITHER, DM_ORDERED_DITHER | DM_DITHER_CLUSTERED};
-// By the names that the status line has for them; the last two are for pictures of 1 bit.
-constexpr uint32_t kSamplings[] = {0, DM_RESAMPLE, DM_BICUBIC, DM_BITONAL_COVERAGE, DM_BITONAL_SMOOTH};
+// Bits of the display mode, and what the status line calls them.
+struct Choice {
+    uint32_t uMode;
+    const char* pName;
+};
+constexpr Choice kDithers[] = {
+    {0, "diffused"}, {DM_ORDERED_DITHER, "ordered"}, {DM_ORDERED_DITHER | DM_DITHER_CLUSTERED, "clustered"}};
+// The last two are for pictures of 1 bit.
+constexpr Choice kSamplings[] = {{0, "nearest"},
+                                 {DM_RESAMPLE, "area"},
+                                 {DM_BICUBIC, "bicubic"},
+                                 {DM_BITONAL_COVERAGE, "coverage"},
+                                 {DM_BITONAL_SMOOTH, "smooth"}};
 constexpr size_t kArea = 1, kCoverage = 3;
 
 constexpr int32_t kKeyPan = 50, kFineKeyPan = 10;  // pixels
@@ -77,9 +87,14 @@ void Viewer::escape(const Input& input) {
 void Viewer::otherFile(const Input& input) {
     const size_t nFiles = m_paths.size();
     const size_t nStep = input.key == "PageDown" ? 1 : nFiles - 1;
+    std::string skipped;
     for (size_t i = 1, n = m_nFile; i < nFiles; ++i) {
         n = (n + nStep) % nFiles;
-        if (open(n)) return;
+        if (open(n)) {
+            m_message = skipped;
+            return;
+        }
+        skipped = m_message;
     }
 }
 
@@ -130,12 +145,7 @@ void Viewer::moveView(const Input& input) {
     pan({nX, nY});
 }
 
-// A playback places its frames as the target is seen, so that a turned one would be composed otherwise.
 void Viewer::turn(const Input& input) {
-    if (m_pDocument->player()) {
-        m_message = "animations aren't turned";
-        return;
-    }
     BITMAPRECORD* pBitmap = m_pDocument->picture().get();
     if (input.key == "h")
         check(R_ReverseBitmapViewPerspective(pBitmap), "R_ReverseBitmapViewPerspective");
@@ -203,9 +213,13 @@ size_t Viewer::sampling() const noexcept {
     return suits(kCoverage) ? kCoverage : kArea;
 }
 
+const char* Viewer::ditherName() const noexcept { return kDithers[m_nDither].pName; }
+const char* Viewer::samplingName() const noexcept { return kSamplings[sampling()].pName; }
+
 PaintMode Viewer::paintMode() const noexcept {
     const int32_t nDepth = kDepths[m_nDepth];
-    return {DM_DITHER | (nDepth == 8 ? uint32_t(DM_DITHER_8BIT) : 0) | kDithers[m_nDither] | kSamplings[sampling()],
+    return {DM_DITHER | (nDepth == 8 ? uint32_t(DM_DITHER_8BIT) : 0) | kDithers[m_nDither].uMode |
+                kSamplings[sampling()].uMode,
             nDepth};
 }
 

@@ -22,8 +22,8 @@ int32_t scaled(int32_t nSize, double dZoom) noexcept { return std::max(int32_t(s
 void Viewport::setWindow(SIZE size) noexcept {
     const POINT old = middle();
     m_window = {std::max(size.width, 1), std::max(size.height, 1)};
-    if (m_fit) {
-        fit(*m_fit);
+    if (m_bFits) {
+        refit();
         return;
     }
     const POINT now = middle();
@@ -36,14 +36,15 @@ void Viewport::setWindow(SIZE size) noexcept {
 
 void Viewport::setPicture(SIZE size) noexcept {
     m_picture = size;
-    if (m_fit)
-        fit(*m_fit);
+    if (m_bFits)
+        refit();
     else
         placeAt(middle(), 0.5, 0.5);
 }
 
 void Viewport::fit(uint32_t uFit) noexcept {
-    m_fit = uFit;
+    m_uFit = uFit;
+    m_bFits = true;
     m_place = {0, 0, m_window.width, m_window.height};
     R_CalculatePaintModeRectangle(m_picture.width, m_picture.height, &m_place, uFit, ALIGN_CENTER, ALIGN_CENTER);
     m_dZoom = double(m_place.right - m_place.left) / m_picture.width;
@@ -60,7 +61,7 @@ void Viewport::placeAt(POINT at, double dX, double dY) noexcept {
 }
 
 void Viewport::zoomTo(POINT at, double dZoom) noexcept {
-    m_fit.reset();
+    m_bFits = false;
     const double dX = (at.x + 0.5 - m_place.left) / (m_place.right - m_place.left);
     const double dY = (at.y + 0.5 - m_place.top) / (m_place.bottom - m_place.top);
     m_dZoom = std::clamp(dZoom, kLeastZoom, kMostZoom);

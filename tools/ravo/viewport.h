@@ -15,6 +15,8 @@ public:
 
     /// FIT_ modes; they hold until the next zoom.
     void fit(uint32_t uFit) noexcept;
+    /// Goes back to the fit that was in force before it was zoomed.
+    void refit() noexcept { fit(m_uFit); }
     /// Zooms so that the picture stays where it is at a point of the window.
     void zoomAt(POINT at, double dFactor) noexcept { zoomTo(at, m_dZoom * dFactor); }
     void zoomTo(POINT at, double dZoom) noexcept;
@@ -37,7 +39,8 @@ private:
     SIZE m_window{1, 1}, m_picture{1, 1};
     RECT m_place{0, 0, 1, 1};
     double m_dZoom = 1;
-    std::optional<uint32_t> m_fit = FIT_IF_LARGER;
+    uint32_t m_uFit = FIT_IF_LARGER;
+    bool m_bFits = true;
 };
 
 }  // namespace ravo

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "failure.h"
+#include "outfile.h"
 #include "parse.h"
 
 namespace ravo {
@@ -30,6 +31,15 @@ std::string word(std::istream& words) {
     return text;
 }
 
+constexpr int32_t kMost = 1000000;  // more has no meaning, and would leave the range of coordinates
+
+int32_t number(std::istream& words, int32_t nLeast) {
+    const std::string text = word(words);
+    const int32_t n = parseNumber(text);
+    if (n < nLeast || n > kMost) throw Failure("'" + text + "' is out of range");
+    return n;
+}
+
 void readModifiers(std::istream& words, ScriptLine& line) {
     for (std::string name; words >> name;) {
         if (name == "shift")
@@ -55,15 +65,19 @@ ScriptLine parseLine(const std::string& text) {
             line.n[0] = byName(kButtons, word(words), "button");
             break;
         case Verb::wheel:
+            line.n[0] = number(words, -kMost);
+            break;
         case Verb::tick:
         case Verb::wait:
-            line.n[0] = parseNumber(word(words));
+            line.n[0] = number(words, 0);
             break;
         case Verb::move:
-        case Verb::resize:
-            line.n[0] = parseNumber(word(words));
-            line.n[1] = parseNumber(word(words));
+        case Verb::resize: {
+            const int32_t nLeast = line.verb == Verb::resize ? 1 : -kMost;
+            line.n[0] = number(words, nLeast);
+            line.n[1] = number(words, nLeast);
             break;
+        }
         case Verb::shot:
         case Verb::expectTitle:
             std::getline(words >> std::ws, line.text);
@@ -84,7 +98,8 @@ std::vector<ScriptLine> parseScript(const std::string& text) {
     int32_t nLine = 0;
     for (std::string line; std::getline(lines, line);) {
         ++nLine;
-        if (line.find_first_not_of(" \t\r") == std::string::npos || line.starts_with("#")) continue;
+        line.erase(line.find_last_not_of(" \t\r") + 1);
+        if (line.empty() || line[line.find_first_not_of(" \t")] == '#') continue;
         try {
             script.push_back(parseLine(line));
             script.back().nLine = nLine;
@@ -93,6 +108,16 @@ std::vector<ScriptLine> parseScript(const std::string& text) {
         }
     }
     return script;
+}
+
+std::vector<ScriptLine> readScript(const std::string& path) {
+    std::vector<uint8_t> bytes;
+    try {
+        bytes = readFile(path);
+    } catch (const Failure& failure) {
+        throw Failure(path + ": " + failure.what());
+    }
+    return parseScript({bytes.begin(), bytes.end()});
 }
 
 }  // namespace ravo

@@ -28,5 +28,7 @@ struct ScriptLine {
 
 /// Throws a Failure that tells the line. Empty lines and those that begin with # don't count.
 std::vector<ScriptLine> parseScript(const std::string& text);
+/// The script of a file, which is named where it can't be read.
+std::vector<ScriptLine> readScript(const std::string& path);
 
 }  // namespace ravo

@@ -11,7 +11,6 @@
 
 #include "failure.h"
 #include "formats.h"
-#include "outfile.h"
 #include "view.h"
 #include "viewer.h"
 #include "viewscript.h"
@@ -63,10 +62,7 @@ class Window {
 public:
     explicit Window(const ViewOptions& options)
         : m_options(options), m_viewer(options.files, options.size, options.overlays) {
-        if (!options.script.empty()) {
-            const Row text = readFile(options.script);
-            m_script = parseScript({text.begin(), text.end()});
-        }
+        if (!options.script.empty()) m_script = readScript(options.script);
         m_pWindow.reset(SDL_CreateWindow(m_viewer.title().c_str(), SDL_WINDOWPOS_UNDEFINED, SDL_WINDOWPOS_UNDEFINED,
                                          options.size.width, options.size.height, SDL_WINDOW_RESIZABLE));
         if (!m_pWindow) failSdl("there is no window");
@@ -119,6 +115,7 @@ private:
                 take(Happening::key, {}, 0, 0, "q");
                 break;
             case SDL_KEYDOWN:
+                if (event.key.repeat && event.key.keysym.sym == SDLK_ESCAPE) break;  // held, it isn't a second one
                 take(Happening::key, {}, 0, event.key.keysym.mod, keyName(event.key.keysym.sym));
                 break;
             case SDL_MOUSEMOTION:
