@@ -1,7 +1,8 @@
 // Painting: a rectangle of a bitmap becomes pixels for a device of the caller's.
 //
-// The library owns no device. It chooses how to paint, cuts the work into bands of at most 8 MiB, and hands each band to
-// pfnStretchBits of a table of callbacks, the sink. The least sink has that call alone:
+// The library owns no device. It chooses how to paint, cuts the work into bands of at most 8 MiB, or of one row, and
+// hands each band to pfnStretchBits of a table of callbacks, the sink; rows that can go as they lie in memory go whole.
+// The least sink has that call alone:
 //
 //     PAINTCALLBACKS sink = {sizeof sink};
 //     sink.uSinkFlags = PAINTSINK_NO_INDICES;
@@ -43,8 +44,8 @@ enum { PAINTUSAGE_COLORS = 0, PAINTUSAGE_INDICES = 1 };
 
 /// The bitmap info of a band: a header and its table. The table holds RGBQUADs, or where uUsage says so 16-bit indices.
 /// A band has its rows from the bottom up, unless biHeight is negative; each takes ((biWidth x biBitCount + 31) / 32) x 4
-/// bytes, if the sink hasn't asked for another length. Colours have blue first; 16 bits are 5-5-5, or what the sink
-/// asked for; biBitCount 32 and 64 have alpha last.
+/// bytes, if the sink hasn't asked for another length; biSizeImage is 0 if all of them don't fit 32 bits. Colours have
+/// blue first; 16 bits are 5-5-5, or what the sink asked for; biBitCount 32 and 64 have alpha last.
 typedef struct PAINTBITMAPINFO {
     BITMAPINFOHEADER Header;
     union {

@@ -215,6 +215,23 @@ TEST(PaintBuffer, PassesRowsStraightThrough) {
             EXPECT_EQ(sink.bands[0].pPixels == pFirst, bSuits) << nAsked << nView;
             EXPECT_EQ(sink.log, nView == TOP_LEFT || nView == BOTTOM_LEFT ? "BSCDRE" : "BDE");
         }
+
+    // They may be more bytes than the header can tell. This sink looks at none of them.
+    constexpr int32_t kRows = 1000000;
+    BITMAPRECORD tall;
+    ASSERT_EQ(R_InitBitmap(&tall, sizeof tall, 5000, kRows, 8), 1);
+    tall.ViewPerspective = BOTTOM_LEFT;
+    BITMAPINFOHEADER told{};
+    PAINTCALLBACKS calls{};
+    calls.uStructSize = sizeof calls;
+    calls.pUserData = &told;
+    calls.pfnStretchBits = [](void*, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t,
+                              const void*, const PAINTBITMAPINFO* pInfo, uint32_t, uint32_t, void* p) {
+        return *static_cast<BITMAPINFOHEADER*>(p) = pInfo->Header, 1;
+    };
+    const RECT dest{0, 0, tall.Width, tall.Height};
+    ASSERT_EQ(R_PaintDCBufferCallback(&calls, &tall, nullptr, nullptr, &dest, nullptr, 0, rows.data(), 0, kRows), 1);
+    EXPECT_TRUE(told.biHeight == kRows && told.biSizeImage == 0);
 }
 
 // The rows of the resize engine, as colours or as samples of a depth. It takes each window of columns for itself.
