@@ -192,6 +192,17 @@ TEST(PaintBuffer, ExpandsRunLists) {
         const Painting strip{.dest = p.dest, .sourceClip = RECT{0, 4, 70, 24}};
         EXPECT_TRUE(same(part.canvas, wanted(kDevice, strip, nView, colours)));
     }
+    // Rows of the record may be longer than those of the lists.
+    Bitmap longer;
+    ASSERT_EQ(R_CreateBitmap(&longer, sizeof(BITMAPRECORD), BMMEM_USER, 70, 30, 1, ORDER_RGB, bm->pPalette, TOP_LEFT,
+                             nullptr, 0),
+              1);
+    longer->BytesPerLine += 8;
+    Sink far(kDevice);
+    const Painting p{.dest = {0, 0, 70, 30}};
+    ASSERT_EQ(p.paintBuffer(far, longer.record, lists.data(), 0, -30), 1);
+    EXPECT_TRUE(same(far.canvas, wanted(kDevice, p, TOP_LEFT, colours)));
+
     const Sink sink(kDevice);
     Picture grey({8, ORDER_RGB}, 70, 30, 3);
     EXPECT_EQ((Painting{.dest = {0, 0, 9, 9}}.paintBuffer(sink, grey.record, lists.data(), 0, -30)), -27);
