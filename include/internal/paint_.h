@@ -50,7 +50,8 @@ enum class PaintMethod {
     coverage = 3,          // of 1-bit gray where index 0 is black
     coverageInverted = 4,  // where index 1 is
     smooth = 5,
-    smoothInverted = 6
+    smoothInverted = 6,
+    anyInk = 7  // of overlays: 255 where a box has a 1-bit, else 0
 };
 
 // What the sink said of the rows that it wants.
@@ -103,7 +104,7 @@ inline const uint8_t* paintTable(const BITMAPRECORD& bm) noexcept {
 
 // ---- bi-level --------------------------------------------------------------------------------------------------------
 
-// Rows of 8-bit gray, where 0 is black, that methods coverage to smoothInverted make of a locked 1-bit bitmap.
+// Rows of 8-bit gray, where 0 is black, that methods coverage to anyInk make of a locked 1-bit bitmap.
 int32_t makeBitonalRows(BITMAPRECORD& bm, PaintMethod method, const PaintAxis& x, const PaintAxis& y,
                         std::unique_ptr<PaintRows>& pRows) noexcept;
 

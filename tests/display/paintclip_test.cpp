@@ -209,10 +209,10 @@ TEST(PaintOverlay, IsShownInItsPlace) {
                     }
 }
 
-// Where pages are smoothed, a pixel that shrinks keeps the ink of its box. Boxes of up to 255 pixels tell a single one.
+// Where pages are smoothed, a pixel that shrinks keeps the ink of its box, if it is one of 400 pixels.
 TEST(PaintOverlay, KeepsItsInkWhereItShrinks) {
     for (const uint32_t uMode : {uint32_t(DM_BITONAL_COVERAGE), uint32_t(DM_BITONAL_SMOOTH)})
-        for (const int32_t nBox : {2, 3, 15})
+        for (const int32_t nBox : {2, 3, 20})
             for (int32_t nView = 1; nView <= 8; ++nView) {
                 const DisplayMode mode(uMode);
                 Picture bm({8, ORDER_RGB}, 10 * nBox, 6 * nBox, 3);

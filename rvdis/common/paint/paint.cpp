@@ -189,7 +189,7 @@ void Paint::chooseMethod() noexcept {
     if (m_job.pOverlayColor) {
         // Stored bits; but where pages shrink by counting, lines of annotations are not to get lost either.
         const bool bShrinks = m_place.x.nSrc > m_place.x.nDst || m_place.y.nSrc > m_place.y.nDst;
-        if (bShrinks && (m_wish.uMode & (DM_BITONAL_COVERAGE | DM_BITONAL_SMOOTH))) m_method = PaintMethod::coverage;
+        if (bShrinks && (m_wish.uMode & (DM_BITONAL_COVERAGE | DM_BITONAL_SMOOTH))) m_method = PaintMethod::anyInk;
         return;
     }
     m_method = paintMethod(bm, m_wish, !m_store.pBuffer);

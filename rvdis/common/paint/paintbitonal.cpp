@@ -124,6 +124,12 @@ public:
         m_planes.add(row);
         if (m_planes.rows() == m_nMostRows) count();
     }
+    // 255 for each box with a 1-bit.
+    void finishAny(uint8_t* out) noexcept {
+        count();
+        for (size_t i = 0; i < m_boxes.n; ++i)
+            out[i] = m_bCounted && (m_counts64 ? m_counts64[i] != 0 : m_counts[i] != 0) ? 255 : 0;
+    }
     // The gray of boxes of nRows rows.
     void finish(uint32_t nRows, uint8_t uFlip, uint8_t* out) noexcept {
         if (m_bSingles && nRows == 1 && m_planes.rows() == 1) {
@@ -151,7 +157,7 @@ class BitonalRows final : public PaintRows {
     StoredRows m_rows;
     BoxSums m_sums;
     InkGrower m_grower;
-    bool m_bGrows, m_bClearIsInk;
+    bool m_bGrows, m_bClearIsInk, m_bAny;
     uint8_t m_uFlip;
 
     // The rows of the box of new row nRow end before it.
@@ -167,7 +173,10 @@ class BitonalRows final : public PaintRows {
             if (!pRow) return false;
             m_sums.add(m_bGrows ? m_grower.grow(pRow) : pRow);
         }
-        m_sums.finish(uint32_t(nEnd - nFirst), m_uFlip, pOut);
+        if (m_bAny)
+            m_sums.finishAny(pOut);
+        else
+            m_sums.finish(uint32_t(nEnd - nFirst), m_uFlip, pOut);
         return true;
     }
 
@@ -179,6 +188,7 @@ public:
           m_rows(bm),
           m_bGrows(method == PaintMethod::smooth || method == PaintMethod::smoothInverted),
           m_bClearIsInk(method == PaintMethod::smooth),
+          m_bAny(method == PaintMethod::anyInk),
           m_uFlip(method == PaintMethod::coverage ? 0 : 0xFF) {}
 
     int32_t prepare(const PaintAxis& x, int32_t nWidth) noexcept {
