@@ -65,6 +65,11 @@ struct PaintWish {
     int32_t nLowBit = 0, nHighBit = 0;
 };
 
+// The order of colours that go out: red first where the sink asks for it, else blue.
+inline int32_t colorOrder(const PaintWish& wish) noexcept {
+    return wish.bAsked && wish.nOrder == ORDER_RGB ? ORDER_RGB : ORDER_BGR;
+}
+
 // The table that goes with rows of up to 8 bits.
 enum class PaintTable {
     none,         // wider rows

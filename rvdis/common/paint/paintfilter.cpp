@@ -158,7 +158,7 @@ FilterOutput filterOutput(const BITMAPRECORD& bm, const PaintWish& wish) noexcep
     }
     const bool bAlpha = nBits == 32 || nBits == 64;
     const bool bFits = bAlpha ? hasAlphaSample(bm) : nBits == 16 || nBits == 24 || nBits == 48;
-    return {bFits ? nBits : 0, wish.nOrder};
+    return {bFits ? nBits : 0, colorOrder(wish)};
 }
 
 int32_t makeFilteredRows(const PaintStore& store, const PaintWish& wish, const PaintAxis& x, const PaintAxis& y,
