@@ -1,8 +1,8 @@
 // Painting inside the library: from stored rows to bands.
 //
-// A PaintRows gives the rows of the painted part, resized, in the order in which they are stored; a PaintTurn brings
-// them to the order in which they are seen; a PaintRenderer gives them the form in which they go out; a PaintBands
-// collects them and hands them to the sink.
+// A PaintRows gives the rows of the painted part, resized, in the order in which they are stored; SeenRows bring
+// them to the order in which they are seen; a PaintRenderer gives them the form in which they go out; PaintBands
+// collect them and hand them to the sink.
 #pragma once
 
 #include <memory>
