@@ -139,9 +139,9 @@ RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(PAINTCALLBACKS, pfnConvertRow) =
 /// ones don't.
 ///
 /// A pixel is the source pixel at x * source width / destination width, or under DM_RESAMPLE and DM_BICUBIC that of
-/// R_StartResizeBitmap2, of the part of pSource that the bitmap has, but for 1-bit gray. The result doesn't depend on
-/// clips and bands, except where errors are diffused, and for a few levels where the filters average or follow splines,
-/// which start at the first column that is painted.
+/// R_StartResizeBitmap2, of the part of pSource that the bitmap has, but for 1-bit gray and colours of 12 bits. The
+/// result doesn't depend on clips and bands, except where errors are diffused, and for a few levels where the filters
+/// average or follow splines, which start at the first column that is painted.
 ///
 /// Overlays with OVERLAY_SHOW follow, each as a paint of its own with PAINTROP_OVERLAY; it is clipped to the picture by
 /// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it. Its pixels are the nearest
@@ -162,7 +162,7 @@ RV_API int32_t R_PaintDCCallback(const PAINTCALLBACKS* pSink, BITMAPRECORD* pBit
 /// they follow each other as the sink wants them, and are turned into a band elsewhere; the buffer is never written to.
 /// pfnSaveState, pfnIntersectClip and pfnRestoreState go around them.
 /// Returns as R_PaintDCCallback, but -2 for a null bitmap alone, and after -13 for pDest: -1486 a table whose length
-/// doesn't fit the bitmap, -13 null rows.
+/// doesn't fit the bitmap, -13 null rows; and after pfnBegin: -27 run lists of another depth than 1, -13 -2^31 of them.
 RV_API int32_t R_PaintDCBufferCallback(const PAINTCALLBACKS* pSink, BITMAPRECORD* pBitmap, const RECT* pSource,
                                        const RECT* pSourceClip, const RECT* pDest, const RECT* pDestClip, uint32_t uRop,
                                        const uint8_t* pRows, int32_t nRow, int32_t nRows) RV_NOEXCEPT;

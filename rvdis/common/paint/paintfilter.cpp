@@ -145,6 +145,7 @@ public:
 
 FilterOutput filterOutput(const BITMAPRECORD& bm, const PaintWish& wish) noexcept {
     const bool bGray = bm.Order == ORDER_GRAY;
+    if (bm.BitsPerPixel == 12 && !bGray) return {};  // the engine knows no such colours
     const bool bKeepsRed = bm.Order == ORDER_RGB && bm.BitsPerPixel >= 9;
     if ((wish.uMode & DM_DITHER) && wish.nDeviceBits <= 8 && wish.nOrder != ORDER_GRAY) return {24, ORDER_BGR};
     if (!wish.bAsked) {
