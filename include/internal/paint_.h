@@ -1,8 +1,8 @@
 // Painting inside the library: from stored rows to bands.
 //
-// A PaintRows gives the rows of the painted part, resized, in the order in which they are stored; a PaintTurn brings
-// them to the order in which they are seen; a PaintRenderer gives them the form in which they go out; a PaintBands
-// collects them and hands them to the sink.
+// A PaintRows gives the rows of the painted part, resized, in the order in which they are stored; SeenRows bring
+// them to the order in which they are seen; a PaintRenderer gives them the form in which they go out; PaintBands
+// collect them and hand them to the sink.
 #pragma once
 
 #include <memory>
@@ -64,6 +64,11 @@ struct PaintWish {
     uint32_t uInfoFlags = 0;
     int32_t nLowBit = 0, nHighBit = 0;
 };
+
+// The order of colours that go out: red first where the sink asks for it, else blue.
+inline int32_t colorOrder(const PaintWish& wish) noexcept {
+    return wish.bAsked && wish.nOrder == ORDER_RGB ? ORDER_RGB : ORDER_BGR;
+}
 
 // The table that goes with rows of up to 8 bits.
 enum class PaintTable {

@@ -76,7 +76,7 @@ BITMAPRECORD formatOf(const BITMAPRECORD& bm) noexcept;
 // Rows by the nearest pixels, in the bitmap's format.
 int32_t makeNearestRows(const PaintStore& store, const PaintAxis& x, const PaintAxis& y,
                         std::unique_ptr<PaintRows>& pRows) noexcept;
-// What the filters make: rows of nBits in nOrder, or nothing where the sink wants what they can't give.
+// What the filters make: rows of nBits in nOrder, or nothing where they can't take the picture or give what is wanted.
 struct FilterOutput {
     int32_t nBits = 0, nOrder = ORDER_BGR;
     explicit operator bool() const noexcept { return nBits != 0; }

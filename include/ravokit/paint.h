@@ -1,7 +1,8 @@
 // Painting: a rectangle of a bitmap becomes pixels for a device of the caller's.
 //
-// The library owns no device. It chooses how to paint, cuts the work into bands of at most 8 MiB, and hands each band to
-// pfnStretchBits of a table of callbacks, the sink. The least sink has that call alone:
+// The library owns no device. It chooses how to paint, cuts the work into bands of at most 8 MiB, or of one row, and
+// hands each band to pfnStretchBits of a table of callbacks, the sink; rows that can go as they lie in memory go whole.
+// The least sink has that call alone:
 //
 //     PAINTCALLBACKS sink = {sizeof sink};
 //     sink.uSinkFlags = PAINTSINK_NO_INDICES;
@@ -43,8 +44,8 @@ enum { PAINTUSAGE_COLORS = 0, PAINTUSAGE_INDICES = 1 };
 
 /// The bitmap info of a band: a header and its table. The table holds RGBQUADs, or where uUsage says so 16-bit indices.
 /// A band has its rows from the bottom up, unless biHeight is negative; each takes ((biWidth x biBitCount + 31) / 32) x 4
-/// bytes, if the sink hasn't asked for another length. Colours have blue first; 16 bits are 5-5-5, or what the sink
-/// asked for; biBitCount 32 and 64 have alpha last.
+/// bytes, if the sink hasn't asked for another length; biSizeImage is 0 if all of them don't fit 32 bits. Colours have
+/// blue first; 16 bits are 5-5-5, or what the sink asked for; biBitCount 32 and 64 have alpha last.
 typedef struct PAINTBITMAPINFO {
     BITMAPINFOHEADER Header;
     union {
@@ -138,9 +139,9 @@ RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(PAINTCALLBACKS, pfnConvertRow) =
 /// ones don't.
 ///
 /// A pixel is the source pixel at x * source width / destination width, or under DM_RESAMPLE and DM_BICUBIC that of
-/// R_StartResizeBitmap2, of the part of pSource that the bitmap has, but for 1-bit gray. The result doesn't depend on
-/// clips and bands, except where errors are diffused, and for a few levels where the filters average or follow splines,
-/// which start at the first column that is painted.
+/// R_StartResizeBitmap2, of the part of pSource that the bitmap has, but for 1-bit gray and colours of 12 bits. The
+/// result doesn't depend on clips and bands, except where errors are diffused, and for a few levels where the filters
+/// average or follow splines, which start at the first column that is painted.
 ///
 /// Overlays with OVERLAY_SHOW follow, each as a paint of its own with PAINTROP_OVERLAY; it is clipped to the picture by
 /// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it. Its pixels are the nearest
@@ -161,7 +162,7 @@ RV_API int32_t R_PaintDCCallback(const PAINTCALLBACKS* pSink, BITMAPRECORD* pBit
 /// they follow each other as the sink wants them, and are turned into a band elsewhere; the buffer is never written to.
 /// pfnSaveState, pfnIntersectClip and pfnRestoreState go around them.
 /// Returns as R_PaintDCCallback, but -2 for a null bitmap alone, and after -13 for pDest: -1486 a table whose length
-/// doesn't fit the bitmap, -13 null rows.
+/// doesn't fit the bitmap, -13 null rows; and after pfnBegin: -27 run lists of another depth than 1, -13 -2^31 of them.
 RV_API int32_t R_PaintDCBufferCallback(const PAINTCALLBACKS* pSink, BITMAPRECORD* pBitmap, const RECT* pSource,
                                        const RECT* pSourceClip, const RECT* pDest, const RECT* pDestClip, uint32_t uRop,
                                        const uint8_t* pRows, int32_t nRow, int32_t nRows) RV_NOEXCEPT;

@@ -142,8 +142,7 @@ TEST(PaintBuffer, ShowsWhatTheBitmapDoes) {
     for (const Format& f : kFormats) {
         Picture bm(f, 37, 22, uint32_t(f.nBits));
         Colours colours(bm.record);
-        const Bytes rows = contents(bm.record);
-        Bytes given = rows;
+        const Bytes rows = contents(bm.record), given = rows;
         Bitmap empty;
         ASSERT_EQ(R_CreateBitmap(&empty, sizeof(BITMAPRECORD), BMMEM_USER, 37, 22, f.nBits, f.nOrder, bm->pPalette,
                                  TOP_LEFT, nullptr, 0),
@@ -160,15 +159,14 @@ TEST(PaintBuffer, ShowsWhatTheBitmapDoes) {
                 Sink strips(kDevice);
                 for (int32_t nRow = 0, n; nRow < 22; nRow += n) {
                     n = std::min(1 + int32_t(random() % 22), 22 - nRow);
-                    // Some strips reach above or below the picture.
-                    const int32_t nMore = nRow + n == 22 ? 3 : 0;
-                    given.resize(rows.size() + size_t(nMore) * nLine);
-                    ASSERT_EQ(p.paintBuffer(strips, record, &given[size_t(nRow) * nLine], nRow, n + nMore), 1);
+                    // The last strip is said to reach below the picture.
+                    const int32_t nTold = nRow + n < 22 ? n : i % 4 < 2 ? n + 3 : INT32_MAX;
+                    ASSERT_EQ(p.paintBuffer(strips, record, &given[size_t(nRow) * nLine], nRow, nTold), 1);
                 }
                 EXPECT_TRUE(same(strips.canvas, wanted(kDevice, p, nView, colours)))
                     << tell(p) << "view " << nView << ", bits " << f.nBits << ", order " << f.nOrder;
                 EXPECT_TRUE(strips.isClosed());
-                ASSERT_TRUE(std::equal(rows.begin(), rows.end(), given.begin()));
+                ASSERT_EQ(given, rows);
             }
         EXPECT_EQ(contents(bm.record), rows);
     }
@@ -194,6 +192,17 @@ TEST(PaintBuffer, ExpandsRunLists) {
         const Painting strip{.dest = p.dest, .sourceClip = RECT{0, 4, 70, 24}};
         EXPECT_TRUE(same(part.canvas, wanted(kDevice, strip, nView, colours)));
     }
+    // Rows of the record may be longer than those of the lists.
+    Bitmap longer;
+    ASSERT_EQ(R_CreateBitmap(&longer, sizeof(BITMAPRECORD), BMMEM_USER, 70, 30, 1, ORDER_RGB, bm->pPalette, TOP_LEFT,
+                             nullptr, 0),
+              1);
+    longer->BytesPerLine += 8;
+    Sink far(kDevice);
+    const Painting p{.dest = {0, 0, 70, 30}};
+    ASSERT_EQ(p.paintBuffer(far, longer.record, lists.data(), 0, -30), 1);
+    EXPECT_TRUE(same(far.canvas, wanted(kDevice, p, TOP_LEFT, colours)));
+
     const Sink sink(kDevice);
     Picture grey({8, ORDER_RGB}, 70, 30, 3);
     EXPECT_EQ((Painting{.dest = {0, 0, 9, 9}}.paintBuffer(sink, grey.record, lists.data(), 0, -30)), -27);
@@ -217,6 +226,23 @@ TEST(PaintBuffer, PassesRowsStraightThrough) {
             EXPECT_EQ(sink.bands[0].pPixels == pFirst, bSuits) << nAsked << nView;
             EXPECT_EQ(sink.log, nView == TOP_LEFT || nView == BOTTOM_LEFT ? "BSCDRE" : "BDE");
         }
+
+    // They may be more bytes than the header can tell. This sink looks at none of them.
+    constexpr int32_t kRows = 1000000;
+    BITMAPRECORD tall;
+    ASSERT_EQ(R_InitBitmap(&tall, sizeof tall, 5000, kRows, 8), 1);
+    tall.ViewPerspective = BOTTOM_LEFT;
+    BITMAPINFOHEADER told{};
+    PAINTCALLBACKS calls{};
+    calls.uStructSize = sizeof calls;
+    calls.pUserData = &told;
+    calls.pfnStretchBits = [](void*, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t,
+                              const void*, const PAINTBITMAPINFO* pInfo, uint32_t, uint32_t, void* p) {
+        return *static_cast<BITMAPINFOHEADER*>(p) = pInfo->Header, 1;
+    };
+    const RECT dest{0, 0, tall.Width, tall.Height};
+    ASSERT_EQ(R_PaintDCBufferCallback(&calls, &tall, nullptr, nullptr, &dest, nullptr, 0, rows.data(), 0, kRows), 1);
+    EXPECT_TRUE(told.biHeight == kRows && told.biSizeImage == 0);
 }
 
 // The rows of the resize engine, as colours or as samples of a depth. It takes each window of columns for itself.

@@ -288,6 +288,8 @@ TEST(PaintRows, DitheredAsTheRuleSays) {
     checkDither(deep, 8, 0, 0, [](int32_t) { return Color{10, 200, 90}; });
     deep.format.Flags &= ~uint32_t(BMF_USE_LUT);
     checkDither(deep, 1, 0, 0, [&](int32_t x) { return gray(int(deep.at(x) >> 8)); });
+    deep.format.LowBit = 4, deep.format.HighBit = 11;  // the bits that other conversions go by stay
+    checkDither(deep, 1, 0, 0, [&](int32_t x) { return gray(int(deep.at(x) >> 4 & 255)); });
     wide.format.MinVal = 0, wide.format.MaxVal = 98;
     for (int32_t x = 0; x < 77; ++x) wide.setSample32(x, uint32_t(x));
     checkDither(wide, 8, 0, 0, [&](int32_t x) { return gray(mulDiv(x, 255, 98)); });

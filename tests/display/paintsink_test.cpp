@@ -33,6 +33,25 @@ TEST(PaintSink, GetsTheRowsItAsksFor) {
                             EXPECT_EQ(sink.bands.at(0).info.Header.biHeight, nAskedView == TOP_LEFT ? -60 : 60);
                         }
     }
+    // An order that no colours go out in has blue first, filtered or not.
+    for (const uint32_t uMode : {0u, uint32_t(DM_RESAMPLE)}) {
+        const DisplayMode mode(uMode);
+        Picture bm({24, ORDER_ROMM}, 37, 22, 3);
+        Sink blue(kDevice), odd(kDevice);
+        blue.ask(24, ORDER_BGR);
+        odd.ask(24, ORDER_ROMM);
+        EXPECT_TRUE(kScaled.paint(blue, bm.record) == 1 && kScaled.paint(odd, bm.record) == 1);
+        EXPECT_TRUE(same(odd.canvas, blue.canvas)) << uMode;
+    }
+    // Colours of 12 bits aren't filtered.
+    Picture table({12, ORDER_RGB}, 37, 22, 3);
+    Sink nearest(kDevice), filtered(kDevice);
+    EXPECT_EQ(kScaled.paint(nearest, table.record), 1);
+    {
+        const DisplayMode mode(DM_BICUBIC);
+        EXPECT_EQ(kScaled.paint(filtered, table.record), 1);
+    }
+    EXPECT_TRUE(same(filtered.canvas, nearest.canvas));
     // Deep rows as they are stored.
     for (const Format& f : {Format{48, ORDER_BGR}, Format{64, ORDER_RGB}, Format{16, ORDER_GRAY}}) {
         Picture bm(f, 37, 22, 3);

@@ -9,6 +9,7 @@
 #include "internal/opening.h"
 #include "internal/paintwork.h"
 #include "internal/pixels.h"
+#include "internal/runs.h"
 #include "ravokit/compressed.h"
 #include "ravokit/extradata.h"
 #include "ravokit/grayscale.h"
@@ -428,9 +429,14 @@ struct BufferRows {
         if (job.bm.BitsPerPixel != 1) return -27;  // Invalid bits per pixel
         if (nCount == INT32_MIN) return -13;       // Invalid parameter passed
         nCount = -nCount;
-        if (!expanded.allocate(uint64_t(job.bm.BytesPerLine) * uint32_t(nCount))) return -1;
+        const uint64_t uLeast = rowBytes(uint32_t(job.bm.Width), 1);
+        if (!expanded.allocate(std::max<uint64_t>(job.bm.BytesPerLine, uLeast) * uint32_t(nCount))) return -1;
         pRows = expanded.get();
-        return R_ExpandRows(reinterpret_cast<const uint16_t*>(job.pRows), expanded.get(), job.bm.Width, nCount);
+        auto* pList = reinterpret_cast<const uint16_t*>(job.pRows);
+        uint8_t* pTo = expanded.get();
+        for (int32_t i = 0; i < nCount; ++i, pList = nextRecord(pList), pTo += job.bm.BytesPerLine)
+            R_ExpandRows(pList, pTo, job.bm.Width, 1);
+        return 1;
     }
 };
 

@@ -23,7 +23,8 @@ int32_t BandFormat::setSize(int32_t nWidth, int32_t nBits, int32_t nAskedStride)
 
 void BandFormat::setRows(int32_t nRows) noexcept {
     info.Header.biHeight = bTopDown ? -nRows : nRows;
-    info.Header.biSizeImage = uint32_t(uStride) * uint32_t(nRows);
+    const uint64_t uBytes = uint64_t(uStride) * uint32_t(nRows);
+    info.Header.biSizeImage = uBytes <= UINT32_MAX ? uint32_t(uBytes) : 0;  // rows that go straight may be many
 }
 
 int32_t BandFormat::bandRows(int32_t nRows, bool bTurned) const noexcept {

@@ -41,7 +41,12 @@ class DitherRows final : public PaintRenderer {
         std::memcpy(&m_bm, &format, std::min<size_t>(format.uStructSize, sizeof m_bm));
         m_bm.pDitherData = nullptr;
         m_bm.Width = int32_t(nWidth);
-        if (!paintLUT(format, wish.bAsked ? wish.uInfoFlags : 0)) {
+        // Painting shows the bits that were chosen, whether other conversions go by them or not.
+        const RGBQUAD* const pLUT = paintLUT(format, wish.bAsked ? wish.uInfoFlags : 0);
+        const KeptBits levels = paintLevels(format, pLUT);
+        m_bm.PhysicalLowBit = int32_t(levels.nShift);
+        m_bm.PhysicalHighBit = int32_t(levels.nShift + levels.nBits) - 1;
+        if (!pLUT) {
             m_bm.pLUT = nullptr;
             if (hasWideFields(m_bm)) m_bm.pLUT16 = nullptr;
         }

@@ -145,6 +145,7 @@ public:
 
 FilterOutput filterOutput(const BITMAPRECORD& bm, const PaintWish& wish) noexcept {
     const bool bGray = bm.Order == ORDER_GRAY;
+    if (bm.BitsPerPixel == 12 && !bGray) return {};  // the engine knows no such colours
     const bool bKeepsRed = bm.Order == ORDER_RGB && bm.BitsPerPixel >= 9;
     if ((wish.uMode & DM_DITHER) && wish.nDeviceBits <= 8 && wish.nOrder != ORDER_GRAY) return {24, ORDER_BGR};
     if (!wish.bAsked) {
@@ -158,7 +159,7 @@ FilterOutput filterOutput(const BITMAPRECORD& bm, const PaintWish& wish) noexcep
     }
     const bool bAlpha = nBits == 32 || nBits == 64;
     const bool bFits = bAlpha ? hasAlphaSample(bm) : nBits == 16 || nBits == 24 || nBits == 48;
-    return {bFits ? nBits : 0, wish.nOrder};
+    return {bFits ? nBits : 0, colorOrder(wish)};
 }
 
 int32_t makeFilteredRows(const PaintStore& store, const PaintWish& wish, const PaintAxis& x, const PaintAxis& y,

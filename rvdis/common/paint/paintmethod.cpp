@@ -57,6 +57,7 @@ PaintMethod paintMethod(const BITMAPRECORD& bm, const PaintWish& wish, bool bPic
             return whenDithered(bm.Order == ORDER_GRAY ? bFew : bDeepFew, PaintMethod::convert);
         case 24: {
             if (bDeepFew) return PaintMethod::dither;
+            if (bm.Order == ORDER_ROMM) return PaintMethod::convert;
             // Rows go out with blue first, or as the sink asked.
             const bool bAsStored = wish.bAsked ? bm.Order == wish.nOrder
                                                : bm.Order == ORDER_BGR ||

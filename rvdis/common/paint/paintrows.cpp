@@ -182,11 +182,6 @@ bool isGray(const BITMAPRECORD& format) noexcept { return format.BitsPerPixel > 
 bool asksRange(const PaintWish& wish) noexcept { return wish.bAsked && wish.uInfoFlags & SINKINFO_GRAY_RANGE; }
 uint32_t infoFlags(const PaintWish& wish) noexcept { return wish.bAsked ? wish.uInfoFlags : 0; }
 
-// Only red and blue first are told apart where colours go out.
-int32_t colorOrder(const PaintWish& wish) noexcept {
-    return wish.bAsked && wish.nOrder == ORDER_RGB ? ORDER_RGB : ORDER_BGR;
-}
-
 // Rows with a table of their own, which is still black. Null for no memory.
 RGBQUAD* makeTable(const BITMAPRECORD& format, const ConvertArgs& args, uint32_t nEntries,
                    std::unique_ptr<PaintRenderer>& p) noexcept {

@@ -10,7 +10,7 @@
 namespace rv {
 
 int32_t PaintStore::nearest(int32_t nRow) const noexcept {
-    if (pBuffer) return std::clamp(nRow, nFirst, nFirst + nCount - 1);
+    if (pBuffer) return int32_t(std::clamp<int64_t>(nRow, nFirst, int64_t(nFirst) + nCount - 1));
     return std::clamp(nRow, 0, bm.Height - 1);
 }
 
