@@ -14,8 +14,7 @@ struct BenchSink {
         calls.pfnStretchBits = draw;
     }
     static int32_t draw(void*, int32_t x, int32_t y, int32_t nWidth, int32_t nHeight, int32_t, int32_t, int32_t,
-                        int32_t, const void* pPixels, const PAINTBITMAPINFO* pInfo, uint32_t, uint32_t,
-                        void* pUser) {
+                        int32_t, const void* pPixels, const PAINTBITMAPINFO* pInfo, uint32_t, uint32_t, void* pUser) {
         auto& self = *static_cast<BenchSink*>(pUser);
         const int32_t nBits = pInfo->Header.biBitCount;
         const size_t nStride = (size_t(nWidth) * size_t(nBits) + 31) / 32 * 4;

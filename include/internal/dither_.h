@@ -56,10 +56,10 @@ struct DITHERDATA {
     const uint8_t* pGrays = nullptr;  // of kTwoByTable: 256 of them
     int32_t nWidth = 0;               // at the start
     Buffer<uint32_t> OwnCache;        // of kAnyPalette
-    Buffer<uint8_t> Found;      // indices of the cells that are filled, for rows of the nearest colour
-    Buffer<uint32_t> Pixels;    // a row as it is read
-    Buffer<uint8_t> Indices;    // a row before it is packed
-    Buffer<int32_t> Errors;     // the rows that are read, and those that are written meanwhile
+    Buffer<uint8_t> Found;            // indices of the cells that are filled, for rows of the nearest colour
+    Buffer<uint32_t> Pixels;          // a row as it is read
+    Buffer<uint8_t> Indices;          // a row before it is packed
+    Buffer<int32_t> Errors;           // the rows that are read, and those that are written meanwhile
     bool bErrorsSwapped = false;
     uint32_t nRowsInTurn = 0;  // rows to walk in one piece before stretches are tried again
     uint32_t nPenalty = 0;     // how many that becomes at the next failure

@@ -25,7 +25,8 @@ struct PaintAxis {
     bool keepsSize() const noexcept { return nSrc == nDst; }
 };
 
-// ---- rows that come --------------------------------------------------------------------------------------------------
+// ---- rows that come
+// --------------------------------------------------------------------------------------------------
 
 // Rows of the painted part: pixels x.nFrom on, x.nCount of them, from the first bit of a row on.
 class PaintRows {
@@ -40,7 +41,8 @@ public:
     virtual bool areSame(int32_t, int32_t) const noexcept { return false; }
 };
 
-// ---- rows that go out ------------------------------------------------------------------------------------------------
+// ---- rows that go out
+// ------------------------------------------------------------------------------------------------
 
 // How rows become what goes out.
 enum class PaintMethod {
@@ -56,10 +58,10 @@ enum class PaintMethod {
 
 // What the sink said of the rows that it wants.
 struct PaintWish {
-    uint32_t uMode = 0;      // the thread's display mode
+    uint32_t uMode = 0;        // the thread's display mode
     int32_t nDeviceBits = 24;  // 1, 4, 8 or 24; with a record: its depth
-    bool bAlpha = false;     // alpha may go out
-    bool bAsked = false;     // there is a record, which holds:
+    bool bAlpha = false;       // alpha may go out
+    bool bAsked = false;       // there is a record, which holds:
     int32_t nOrder = ORDER_BGR;
     uint32_t uInfoFlags = 0;
     int32_t nLowBit = 0, nHighBit = 0;
@@ -72,10 +74,10 @@ inline int32_t colorOrder(const PaintWish& wish) noexcept {
 
 // The table that goes with rows of up to 8 bits.
 enum class PaintTable {
-    none,         // wider rows
-    picture,      // the picture's palette
-    device,       // the fixed palette of the depth, which dithering used
-    blackWhite,   // of 1 bit, decided through pPaintLUT already
+    none,        // wider rows
+    picture,     // the picture's palette
+    device,      // the fixed palette of the depth, which dithering used
+    blackWhite,  // of 1 bit, decided through pPaintLUT already
     grayRamp
 };
 
@@ -107,7 +109,8 @@ inline const uint8_t* paintTable(const BITMAPRECORD& bm) noexcept {
     return bm.Flags & BMF_PAINT_LUT ? bm.pPaintLUT : nullptr;
 }
 
-// ---- bi-level --------------------------------------------------------------------------------------------------------
+// ---- bi-level
+// --------------------------------------------------------------------------------------------------------
 
 // Rows of 8-bit gray, where 0 is black, that methods coverage to anyBit make of a locked 1-bit bitmap.
 int32_t makeBitonalRows(BITMAPRECORD& bm, PaintMethod method, const PaintAxis& x, const PaintAxis& y,

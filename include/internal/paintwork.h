@@ -2,6 +2,7 @@
 // and the bands.
 #pragma once
 
+#include <algorithm>
 #include <numeric>
 
 #include "internal/paint_.h"
@@ -9,7 +10,8 @@
 
 namespace rv {
 
-// ---- the sink --------------------------------------------------------------------------------------------------------
+// ---- the sink
+// --------------------------------------------------------------------------------------------------------
 
 // A working copy of the caller's sink, from pfnBegin to pfnEnd.
 class PaintSink {
@@ -41,13 +43,15 @@ public:
                         uint32_t uUsage, uint32_t uRop) const noexcept;
 };
 
-// ---- the method ------------------------------------------------------------------------------------------------------
+// ---- the method
+// ------------------------------------------------------------------------------------------------------
 
 // How rows of that format go out; bPicture: they are a bitmap's own, of 1 bit maybe smoothed.
 PaintMethod paintMethod(const BITMAPRECORD& format, const PaintWish& wish, bool bPicture) noexcept;
 constexpr bool isBitonal(PaintMethod method) noexcept { return method >= PaintMethod::coverage; }
 
-// ---- rows as they are stored -----------------------------------------------------------------------------------------
+// ---- rows as they are stored
+// -----------------------------------------------------------------------------------------
 
 // The stored rows that a paint reads: those of a locked bitmap, or nCount rows from nFirst on in a buffer of the
 // caller's.
@@ -86,11 +90,12 @@ FilterOutput filterOutput(const BITMAPRECORD& bm, const PaintWish& wish) noexcep
 int32_t makeFilteredRows(const PaintStore& store, const PaintWish& wish, const PaintAxis& x, const PaintAxis& y,
                          std::unique_ptr<PaintRows>& pRows) noexcept;
 
-// ---- rows as they are seen -------------------------------------------------------------------------------------------
+// ---- rows as they are seen
+// -------------------------------------------------------------------------------------------
 
 // How a view sees stored pixels: along columns or rows, from which end.
 struct PaintView {
-    bool bColumns;       // seen rows are stored columns
+    bool bColumns;        // seen rows are stored columns
     bool bFlipX, bFlipY;  // the seen left top corner is in the last stored column, row
 
     explicit PaintView(int32_t nView) noexcept;
@@ -133,7 +138,8 @@ public:
     bool areSame(int32_t nRow, int32_t nOther) const noexcept;
 };
 
-// ---- bands -----------------------------------------------------------------------------------------------------------
+// ---- bands
+// -----------------------------------------------------------------------------------------------------------
 
 constexpr uint32_t kBandBytes = 8u << 20;
 
@@ -173,12 +179,18 @@ public:
     int32_t done() noexcept;
 };
 
-// ---- a paint ---------------------------------------------------------------------------------------------------------
+// ---- a paint
+// ---------------------------------------------------------------------------------------------------------
+
+inline bool isEmpty(const RECT& r) noexcept { return r.left >= r.right || r.top >= r.bottom; }
+inline RECT both(const RECT& a, const RECT& b) noexcept {
+    return {std::max(a.left, b.left), std::max(a.top, b.top), std::min(a.right, b.right), std::min(a.bottom, b.bottom)};
+}
 
 // What is painted where: the arguments of the calls.
 struct PaintJob {
     BITMAPRECORD& bm;
-    RECT source;               // the whole picture, if none was given
+    RECT source;  // the whole picture, if none was given
     const RECT* pSourceClip;
     RECT dest;
     const RECT* pDestClip;
@@ -188,6 +200,24 @@ struct PaintJob {
     const RGBQUAD* pOverlayColor = nullptr;  // of an overlay: nothing but stored bits, in this colour
 };
 
+// Where a job goes: the axes of the store, and what is painted of the destination.
+struct PaintPlace {
+    PaintView view;
+    PaintAxis x{}, y{};
+    RECT area{};                            // of the device
+    int32_t nSeenColumn = 0, nSeenRow = 0;  // of its corner in the destination
+
+    explicit PaintPlace(const PaintJob& job) noexcept : view(job.bm.ViewPerspective) {}
+    // For what is left of the job's rectangles, whose own sizes fit 31 bits. False where nothing is to be painted.
+    bool find(const PaintJob& job, const RECT& source, const RECT& dest) noexcept;
+    bool keepsSize() const noexcept { return x.keepsSize() && y.keepsSize(); }
+    int32_t width() const noexcept { return area.right - area.left; }
+    int32_t height() const noexcept { return area.bottom - area.top; }
+};
+
+// Paints what the place says. 1 or a status.
+int32_t paintPlace(const PaintSink& sink, const PaintJob& job, const PaintPlace& place,
+                   const PaintStore& store) noexcept;
 // Paints through an open sink, with the overlays of a picture. 1 or a status.
 int32_t paintJob(const PaintSink& sink, const PaintJob& job) noexcept;
 // The overlays that are shown; area is where the picture was painted.

@@ -43,9 +43,9 @@ enum { PAINTUSAGE_COLORS = 0, PAINTUSAGE_INDICES = 1 };
 #define PAINTROP_OVERLAY 0x10000000u
 
 /// The bitmap info of a band: a header and its table. The table holds RGBQUADs, or where uUsage says so 16-bit indices.
-/// A band has its rows from the bottom up, unless biHeight is negative; each takes ((biWidth x biBitCount + 31) / 32) x 4
-/// bytes, if the sink hasn't asked for another length; biSizeImage is 0 if all of them don't fit 32 bits. Colours have
-/// blue first; 16 bits are 5-5-5, or what the sink asked for; biBitCount 32 and 64 have alpha last.
+/// A band has its rows from the bottom up, unless biHeight is negative; each takes ((biWidth x biBitCount + 31) / 32) x
+/// 4 bytes, if the sink hasn't asked for another length; biSizeImage is 0 if all of them don't fit 32 bits. Colours
+/// have blue first; 16 bits are 5-5-5, or what the sink asked for; biBitCount 32 and 64 have alpha last.
 typedef struct PAINTBITMAPINFO {
     BITMAPINFOHEADER Header;
     union {
@@ -64,12 +64,13 @@ enum {
 
 /// What rows a sink wants. The library clears the record and sets uStructSize before it asks.
 typedef struct SINKBITMAPINFO {
-    uint32_t uStructSize;      ///< sizeof the record
-    int32_t nViewPerspective;  ///< BOTTOM_LEFT as bands are by themselves; TOP_LEFT: from the top down, biHeight negative
-    int32_t nBitsPerPixel;     ///< depth of the rows
-    int32_t nPlanes;           ///< 0 or 1
-    int32_t nBytesPerLine;     ///< bytes from row to row; 0: as the bitmap info says
-    int32_t nOrder;            ///< ORDER_RGB, ORDER_BGR or ORDER_GRAY
+    uint32_t uStructSize;  ///< sizeof the record
+    int32_t
+        nViewPerspective;   ///< BOTTOM_LEFT as bands are by themselves; TOP_LEFT: from the top down, biHeight negative
+    int32_t nBitsPerPixel;  ///< depth of the rows
+    int32_t nPlanes;        ///< 0 or 1
+    int32_t nBytesPerLine;  ///< bytes from row to row; 0: as the bitmap info says
+    int32_t nOrder;         ///< ORDER_RGB, ORDER_BGR or ORDER_GRAY
     uint32_t uInfoFlags;
     int32_t nInfoLowBit, nInfoHighBit;
     uint32_t uInfoLimit;  ///< at most 65535; kept for sinks
@@ -130,9 +131,9 @@ RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(PAINTCALLBACKS, pfnConvertRow) =
 /// Paints pSource, in stored columns and rows, stretched to pDest as the bitmap's view shows it. A null pSource is the
 /// whole bitmap; both clips may be null, and cut their rectangle without changing the scale. uRop is handed through.
 ///
-/// The depth of the device is that of pfnGetBitmapInfo's record, or PAINTCAPS_BITS x PAINTCAPS_PLANES rounded down to 1,
-/// 4, 8 or 24, or 24 for a metafile and for a sink that doesn't tell. By it, the bitmap and the display mode, rows go
-/// out as they are stored, converted, or dithered; 1-bit pictures under DM_BITONAL_COVERAGE and DM_BITONAL_SMOOTH
+/// The depth of the device is that of pfnGetBitmapInfo's record, or PAINTCAPS_BITS x PAINTCAPS_PLANES rounded down to
+/// 1, 4, 8 or 24, or 24 for a metafile and for a sink that doesn't tell. By it, the bitmap and the display mode, rows
+/// go out as they are stored, converted, or dithered; 1-bit pictures under DM_BITONAL_COVERAGE and DM_BITONAL_SMOOTH
 /// become 8-bit gray. Rows of up to 8 bits come with a table: indices into the bitmap's palette, or the device's fixed
 /// one, under DM_INDEXED_PAINT where the sink takes them and no paint table is in force; else colours, through
 /// pPaintLUT. Gray ramps always come with colours. Rows of 24 bits, and the colours of 32, go through pPaintLUT; wider
@@ -144,8 +145,8 @@ RV_STATIC_ASSERT(sizeof(void*) != 4 || offsetof(PAINTCALLBACKS, pfnConvertRow) =
 /// average or follow splines, which start at the first column that is painted.
 ///
 /// Overlays with OVERLAY_SHOW follow, each as a paint of its own with PAINTROP_OVERLAY; it is clipped to the picture by
-/// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it. Its pixels are the nearest
-/// ones, but where 1-bit pictures are smoothed, one is set if any of those is that it stands for.
+/// pfnIntersectClip unless OVERLAY_LET_OUT is set, and left out if pfnBegin gives -815 for it. Its pixels are the
+/// nearest ones, but where 1-bit pictures are smoothed, one is set if any of those is that it stands for.
 ///
 /// Returns 1, also where there is nothing to paint, or: -2 a null bitmap or one without storage; -789 unknown record
 /// size; -13 null pDest, null sink or one of unknown size; -13 a rectangle wider or higher than 2^31 - 1; -13 a sink

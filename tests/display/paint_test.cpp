@@ -54,24 +54,24 @@ TEST(Paint, TakesAllCoordinates) {
     const struct {
         Painting p;
         RECT area;
-    } cases[] = {{{.dest = kHuge, .destClip = RECT{1000000000, 1500000000, 1000000060, 1500000040}},
-                  {999999990, 1499999990, 1000000070, 1500000050}},
-                 {{.dest = {kMin, kMin, -1, -1}, .destClip = RECT{kMin, kMin, kMin + 50, kMin + 40}},
-                  {kMin, kMin, kMin + 60, kMin + 60}},
-                 {{.dest = {kMin, kMin, -1, -1}, .destClip = RECT{-50, -40, kMax, kMax}}, {-60, -60, 10, 10}},
-                 {{.dest = {0, 0, kMax, kMax}, .source = RECT{-9, -9, kMax - 9, kMax - 9}}, {-5, -5, 80, 80}},
-                 {{.dest = {0, 0, 1, 1}}, {-5, -5, 5, 5}},
-                 {{.dest = {0, 0, 1, kMax}, .destClip = RECT{kMin, kMax / 2, kMax, kMax / 2 + 40}},
-                  {-2, kMax / 2 - 5, 4, kMax / 2 + 45}},
-                 {{.dest = {0, 0, 50, 40}, .source = RECT{kMin, kMin, -1, -1}}, {0, 0, 50, 40}},
-                 {{.dest = {0, 0, 50, 40}, .source = RECT{-1000, -1000, 1000, 1000}}, {0, 0, 50, 40}},
-                 {{.dest = {0, 0, kMax, kMax}, .source = RECT{-1073741800, -1073741810, 1073741847, 1073741837},
-                   .destClip = RECT{1073741790, 1073741790, 1073741860, 1073741860}},
-                  {1073741790, 1073741790, 1073741860, 1073741860}},
-                 {{.dest = {kMin, kMin, -1, -1},
-                   .source = RECT{5, 6, kMax, kMax},
-                   .sourceClip = RECT{kMin, kMin, kMax, 9}},
-                  {kMin, kMin, kMin + 60, kMin + 60}}};
+    } cases[] = {
+        {{.dest = kHuge, .destClip = RECT{1000000000, 1500000000, 1000000060, 1500000040}},
+         {999999990, 1499999990, 1000000070, 1500000050}},
+        {{.dest = {kMin, kMin, -1, -1}, .destClip = RECT{kMin, kMin, kMin + 50, kMin + 40}},
+         {kMin, kMin, kMin + 60, kMin + 60}},
+        {{.dest = {kMin, kMin, -1, -1}, .destClip = RECT{-50, -40, kMax, kMax}}, {-60, -60, 10, 10}},
+        {{.dest = {0, 0, kMax, kMax}, .source = RECT{-9, -9, kMax - 9, kMax - 9}}, {-5, -5, 80, 80}},
+        {{.dest = {0, 0, 1, 1}}, {-5, -5, 5, 5}},
+        {{.dest = {0, 0, 1, kMax}, .destClip = RECT{kMin, kMax / 2, kMax, kMax / 2 + 40}},
+         {-2, kMax / 2 - 5, 4, kMax / 2 + 45}},
+        {{.dest = {0, 0, 50, 40}, .source = RECT{kMin, kMin, -1, -1}}, {0, 0, 50, 40}},
+        {{.dest = {0, 0, 50, 40}, .source = RECT{-1000, -1000, 1000, 1000}}, {0, 0, 50, 40}},
+        {{.dest = {0, 0, kMax, kMax},
+          .source = RECT{-1073741800, -1073741810, 1073741847, 1073741837},
+          .destClip = RECT{1073741790, 1073741790, 1073741860, 1073741860}},
+         {1073741790, 1073741790, 1073741860, 1073741860}},
+        {{.dest = {kMin, kMin, -1, -1}, .source = RECT{5, 6, kMax, kMax}, .sourceClip = RECT{kMin, kMin, kMax, 9}},
+         {kMin, kMin, kMin + 60, kMin + 60}}};
     for (const Format f : {Format{1, ORDER_RGB}, Format{8, ORDER_RGB}, Format{24, ORDER_BGR}}) {
         Picture bm(f, 37, 22, 5);
         Colours colours(bm.record);
@@ -110,8 +110,8 @@ TEST(Paint, BandsShowWhatOneDoes) {
                 Picture bm(f, 37, 22, uint32_t(nView));
                 Colours colours(bm.record);
                 bm->ViewPerspective = nView;
-                constexpr std::pair<int32_t, int32_t> kStrides[] = {{1 << 20, 8}, {3 << 20, 2}, {800000, 10},
-                                                                   {9 << 20, 1}};
+                constexpr std::pair<int32_t, int32_t> kStrides[] = {
+                    {1 << 20, 8}, {3 << 20, 2}, {800000, 10}, {9 << 20, 1}};
                 for (const auto& [nStride, nBandRows] : kStrides) {
                     const int32_t nSent = nView > 4 && nBandRows > 8 ? nBandRows / 8 * 8 : nBandRows;
                     Sink sink(kDevice);
@@ -237,9 +237,8 @@ TEST(PaintBuffer, PassesRowsStraightThrough) {
     calls.uStructSize = sizeof calls;
     calls.pUserData = &told;
     calls.pfnStretchBits = [](void*, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t, int32_t,
-                              const void*, const PAINTBITMAPINFO* pInfo, uint32_t, uint32_t, void* p) {
-        return *static_cast<BITMAPINFOHEADER*>(p) = pInfo->Header, 1;
-    };
+                              const void*, const PAINTBITMAPINFO* pInfo, uint32_t, uint32_t,
+                              void* p) { return *static_cast<BITMAPINFOHEADER*>(p) = pInfo->Header, 1; };
     const RECT dest{0, 0, tall.Width, tall.Height};
     ASSERT_EQ(R_PaintDCBufferCallback(&calls, &tall, nullptr, nullptr, &dest, nullptr, 0, rows.data(), 0, kRows), 1);
     EXPECT_TRUE(told.biHeight == kRows && told.biSizeImage == 0);
@@ -271,9 +270,9 @@ struct Part : Bitmap {
         rv::visitDepth(bm.BitsPerPixel, [&](auto bits) {
             for (int32_t y = 0; y < record.Height; ++y)
                 for (int32_t x = 0; x < record.Width; ++x)
-                    rv::Pixel<bits>::put(&to[size_t(y) * record.BytesPerLine], size_t(x),
-                                        rv::Pixel<bits>::get(&from[size_t(r.top + y) * bm.BytesPerLine],
-                                                             size_t(r.left + x)));
+                    rv::Pixel<bits>::put(
+                        &to[size_t(y) * record.BytesPerLine], size_t(x),
+                        rv::Pixel<bits>::get(&from[size_t(r.top + y) * bm.BytesPerLine], size_t(r.left + x)));
             return 0;
         });
         setContents(record, to);
@@ -312,10 +311,10 @@ TEST(PaintFilters, ShowTheRowsOfTheResizeEngine) {
                             if (bAlpha) sink.calls.uSinkFlags = PAINTSINK_ALPHA;
                             ASSERT_EQ(p.paint(sink, bm.record), 1);
                             p.source.reset();
-                            Colours colours = resized(part.record, size.width, size.height, bAlpha ? 32 : 24,
-                                                      RSR_OUT_BGR | RSR_LUT_AFTER |
-                                                          (uMode == DM_RESAMPLE ? RSR_RESAMPLE : RSR_BICUBIC),
-                                                      columnsShown(p, nView, size.width, size.height));
+                            Colours colours = resized(
+                                part.record, size.width, size.height, bAlpha ? 32 : 24,
+                                RSR_OUT_BGR | RSR_LUT_AFTER | (uMode == DM_RESAMPLE ? RSR_RESAMPLE : RSR_BICUBIC),
+                                columnsShown(p, nView, size.width, size.height));
                             EXPECT_TRUE(same(sink.canvas, wanted(kDevice, p, nView, colours)))
                                 << f.nBits << " order " << f.nOrder << nameOf(holding) << " view " << nView << " mode "
                                 << uMode << " " << tell(p);

@@ -295,8 +295,8 @@ TEST(PaintRows, DitheredAsTheRuleSays) {
     checkDither(wide, 8, 0, 0, [&](int32_t x) { return gray(mulDiv(x, 255, 98)); });
 
     const RGBQUAD* p = devicePalette(4, 0);
-    constexpr uint32_t kColors[] = {0,        0x800000, 0x8000,   0x808000, 0x80,   0x800080, 0x8080, 0x808080,
-                                    0xC0C0C0, 0xFF0000, 0xFF00,   0xFFFF00, 0xFF,   0xFF00FF, 0xFFFF, 0xFFFFFF};
+    constexpr uint32_t kColors[] = {0,        0x800000, 0x8000, 0x808000, 0x80, 0x800080, 0x8080, 0x808080,
+                                    0xC0C0C0, 0xFF0000, 0xFF00, 0xFFFF00, 0xFF, 0xFF00FF, 0xFFFF, 0xFFFFFF};
     for (int i = 0; i < 16; ++i) EXPECT_EQ(plainColor(p[i]), kColors[i]) << i;
     EXPECT_EQ(devicePalette(8, DM_FIXED_PALETTE_ALT)[36].rgbRed, 51);
 }

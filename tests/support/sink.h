@@ -38,8 +38,8 @@ inline testing::AssertionResult same(const Canvas& got, const Canvas& want) {
     const auto bad = std::count(got.pixels.begin(), got.pixels.end(), Canvas::kBlank);
     return testing::AssertionFailure() << std::hex << "at " << std::dec << n % got.width() + got.area.left << ", "
                                        << n / got.width() + got.area.top << std::hex << " is " << got.pixels[size_t(n)]
-                                       << ", not " << want.pixels[size_t(n)] << "; blank " << std::dec << bad
-                                       << " of " << got.pixels.size();
+                                       << ", not " << want.pixels[size_t(n)] << "; blank " << std::dec << bad << " of "
+                                       << got.pixels.size();
 }
 
 // What pfnStretchBits was given.
@@ -125,13 +125,13 @@ class Sink {
 public:
     Canvas canvas;
     PAINTCALLBACKS calls{};
-    std::string log;           // Begin, End, Save, Restore, Clip, Draw, reGion, stretch Mode
+    std::string log;  // Begin, End, Save, Restore, Clip, Draw, reGion, stretch Mode
     std::vector<Band> bands;
     int32_t nBands = 0, nClipMode = 0, nStretchMode = 0;
     // What it says.
     int32_t nFailAt = -1, nBegin = 1, nBeginOverlay = 1, nValid = 1, nAsked = 1;
     int32_t nTechnology = 0, nBits = 24, nPlanes = 1, nGraphicsMode = 1;
-    SINKBITMAPINFO asked{};    // with ask()
+    SINKBITMAPINFO asked{};  // with ask()
     POINT origin{0, 0};
     float transform[6] = {1, 0, 0, 1, 0, 0};
     const RGBQUAD* pIndexColors = nullptr;  // of indices; null: the bitmap's
@@ -186,9 +186,7 @@ public:
             EXPECT_TRUE(one == 1 && zero == 0);
             return of(p).nGraphicsMode;
         };
-        calls.pfnGetWorldTransform = [](void*, float* to, void* p) {
-            return std::copy_n(of(p).transform, 6, to), 1;
-        };
+        calls.pfnGetWorldTransform = [](void*, float* to, void* p) { return std::copy_n(of(p).transform, 6, to), 1; };
         calls.pfnValidate = [](void*, const BITMAPRECORD*, void* p) { return of(p).nValid; };
         calls.pfnBegin = [](void*, const BITMAPRECORD* pBitmap, const RECT*, void* p) {
             Sink& s = of(p);

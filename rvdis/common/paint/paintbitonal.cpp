@@ -7,9 +7,8 @@
 #include <new>
 
 #include "internal/bitboxes.h"
-#include "internal/paint_.h"
+#include "internal/paintwork.h"
 #include "internal/resize_.h"
-#include "internal/rowaccess.h"
 #include "internal/runlists_.h"
 #include "internal/scanline.h"
 #include "ravokit/bitmap.h"
@@ -30,30 +29,28 @@ Growth growthFor(const PaintAxis& x, const PaintAxis& y) noexcept {
 
 // Stored rows, from a column at the start of a byte on.
 class StoredRows {
-    BITMAPRECORD& m_bm;
+    PaintStore m_store;
     int32_t m_nCol = 0;
     uint32_t m_nBytes = 0;
     Buffer<uint8_t> m_buffer;
     int32_t m_nStatus = 1;
 
 public:
-    explicit StoredRows(BITMAPRECORD& bm) noexcept : m_bm(bm) {}
+    explicit StoredRows(BITMAPRECORD& bm) noexcept : m_store{bm} {}
     bool prepare(int32_t nCol, uint32_t nBytes) noexcept {
         m_nCol = nCol;
         m_nBytes = nBytes;
-        return flatRow(m_bm, 0) || m_buffer.allocate(nBytes);
+        return m_store.inMemory(0) || m_buffer.allocate(nBytes);
     }
     int32_t status() const noexcept { return m_nStatus; }
     // Whether a row is known to be of 0-bits: one of run lists that has none, or a single run.
     bool isClear(int32_t nRow) const noexcept {
-        return m_bm.Flags & BMF_COMPRESSED && !m_bm.pCallbacks && rowPlace(m_bm, nRow).entry.nWords <= 1;
+        const BITMAPRECORD& bm = m_store.bm;
+        return bm.Flags & BMF_COMPRESSED && !bm.pCallbacks && rowPlace(bm, nRow).entry.nWords <= 1;
     }
     // The row, or null with status().
     const uint8_t* read(int32_t nRow) noexcept {
-        if (const uint8_t* pRow = m_buffer ? nullptr : flatRow(m_bm, nRow)) return pRow + m_nCol / 8;
-        const int32_t n = readRow(m_bm, m_buffer.get(), nRow, m_nBytes, m_nCol);
-        if (n < 0) m_nStatus = n;
-        return n < 0 ? nullptr : m_buffer.get();
+        return m_store.read(nRow, m_nCol, m_nBytes, m_buffer.get(), m_nStatus);
     }
 };
 
@@ -68,7 +65,7 @@ class BoxSums {
     BitPlanes m_planes;
     const BitBoxOps& m_ops = bestBitBoxes();
     int32_t m_nMostRows = kMostPlaneRows;  // for which counts fit 31 bits
-    bool m_bSingles = false;  // all boxes are one column wide
+    bool m_bSingles = false;               // all boxes are one column wide
     bool m_bCounted = false;
 
     bool prepareGrays(uint32_t nWidest, uint64_t nTallest) noexcept {

@@ -1,4 +1,5 @@
-// Rows that a paint resizes by the filters: the engine of rows on demand, on the part of the source that the picture has.
+// Rows that a paint resizes by the filters: the engine of rows on demand, on the part of the source that the picture
+// has.
 #include <algorithm>
 #include <new>
 
@@ -20,7 +21,8 @@ struct PartAxis {
         nFirst = std::max(a.nSrcFirst, 0);
         nCount = int32_t(nEnd - nFirst);
         const auto toNew = [&](int64_t n) {
-            return int32_t(((n - a.nSrcFirst) * a.nDst + a.nSrc - 1) / a.nSrc);  // the first one that comes from there on
+            return int32_t(((n - a.nSrcFirst) * a.nDst + a.nSrc - 1) /
+                           a.nSrc);  // the first one that comes from there on
         };
         nNewFirst = toNew(nFirst);
         nNewCount = toNew(nEnd) - nNewFirst;
@@ -34,7 +36,7 @@ class FilteredRows final : public PaintRows {
     BITMAPRECORD m_source{};  // what the engine takes for its bitmap
     BITMAPRECORD m_format{};
     Buffer<uint8_t> m_fetched;
-    int32_t m_nSkipped = 0;      // new pixels before the first one, since the engine's columns start on bytes
+    int32_t m_nSkipped = 0;       // new pixels before the first one, since the engine's columns start on bytes
     Buffer<uint8_t> m_unskipped;  // a row with them
     void* m_pState = nullptr;
     int32_t m_nStatus = 1;
@@ -45,8 +47,8 @@ class FilteredRows final : public PaintRows {
         const PaintStore& store = self.m_store;
         const int32_t nBits = store.bm.BitsPerPixel;
         const int32_t nFrom = self.m_partX.nFirst + nCol, nSkipped = nFrom % pixelsToByte(nBits);
-        const auto nPixels = uint32_t(std::min<uint64_t>(uint64_t(uBytes) * 8 / uint32_t(nBits),
-                                                         uint32_t(self.m_partX.nCount - nCol)));
+        const auto nPixels =
+            uint32_t(std::min<uint64_t>(uint64_t(uBytes) * 8 / uint32_t(nBits), uint32_t(self.m_partX.nCount - nCol)));
         const auto nBytes = uint32_t(packedBytes(nPixels + uint32_t(nSkipped), uint32_t(nBits)));
         int32_t nStatus = 1;
         const uint8_t* p =
@@ -82,7 +84,8 @@ class FilteredRows final : public PaintRows {
                                                              int64_t(m_partY.nFirst) + m_partY.nCount);
         if (!p || !bAll || m_partX.nFirst % pixelsToByte(m_source.BitsPerPixel) != 0) return false;
         // It is read only.
-        m_source.pData = const_cast<uint8_t*>(p) + uint64_t(uint32_t(m_partX.nFirst)) * uint32_t(m_source.BitsPerPixel) / 8;
+        m_source.pData =
+            const_cast<uint8_t*>(p) + uint64_t(uint32_t(m_partX.nFirst)) * uint32_t(m_source.BitsPerPixel) / 8;
         m_source.Flags |= BMF_ALLOCATED | BMF_CONVENTIONAL;
         return true;
     }

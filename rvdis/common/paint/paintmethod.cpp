@@ -28,7 +28,8 @@ PaintMethod oneBitMethod(const BITMAPRECORD& bm, const PaintWish& wish, bool bPi
         const bool bCoverage = (wish.uMode & DM_BITONAL_COVERAGE) && wish.nDeviceBits > 1;
         const int32_t nKind = bCoverage || (wish.uMode & DM_BITONAL_SMOOTH) ? R_IsGrayScaleBitmap(&bm) : 0;
         if (nKind == GRAYKIND_ASCENDING) return bCoverage ? PaintMethod::coverage : PaintMethod::smooth;
-        if (nKind == GRAYKIND_DESCENDING) return bCoverage ? PaintMethod::coverageInverted : PaintMethod::smoothInverted;
+        if (nKind == GRAYKIND_DESCENDING)
+            return bCoverage ? PaintMethod::coverageInverted : PaintMethod::smoothInverted;
     }
     constexpr uint32_t kBoth = DM_DITHER | DM_DITHER_8BIT;
     return whenDithered((wish.uMode & kBoth) == kBoth && wish.nDeviceBits == 8, PaintMethod::asStored);
@@ -40,7 +41,7 @@ PaintMethod paintMethod(const BITMAPRECORD& bm, const PaintWish& wish, bool bPic
     const int32_t nDevice = wish.nDeviceBits;
     const bool bDither = wish.uMode & DM_DITHER, b8Bit = wish.uMode & DM_DITHER_8BIT;
     const bool bFew = bDither && (nDevice < 8 || (nDevice == 8 && b8Bit));  // deep gray may be dithered for these
-    const bool bDeepFew = bDither && nDevice < 9;                            // and colours for these
+    const bool bDeepFew = bDither && nDevice < 9;                           // and colours for these
     switch (bm.BitsPerPixel) {
         case 1:
             return oneBitMethod(bm, wish, bPicture);
@@ -59,9 +60,9 @@ PaintMethod paintMethod(const BITMAPRECORD& bm, const PaintWish& wish, bool bPic
             if (bDeepFew) return PaintMethod::dither;
             if (bm.Order == ORDER_ROMM) return PaintMethod::convert;
             // Rows go out with blue first, or as the sink asked.
-            const bool bAsStored = wish.bAsked ? bm.Order == wish.nOrder
-                                               : bm.Order == ORDER_BGR ||
-                                                     (bm.Order == ORDER_RGB && (wish.uMode & DM_RGB_SWAP));
+            const bool bAsStored = wish.bAsked
+                                       ? bm.Order == wish.nOrder
+                                       : bm.Order == ORDER_BGR || (bm.Order == ORDER_RGB && (wish.uMode & DM_RGB_SWAP));
             return bAsStored ? PaintMethod::asStored : PaintMethod::convert;
         }
         case 32: {

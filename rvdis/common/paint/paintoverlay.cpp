@@ -42,17 +42,13 @@ int32_t paintOverlay(const PAINTCALLBACKS& calls, const PaintJob& job, const OVE
                      BITMAPRECORD& overlay) noexcept {
     RECT source = job.source, clip{0, 0, job.bm.Width, job.bm.Height};
     const bool bLetOut = slot.uFlags & OVERLAY_LET_OUT;
-    if (job.pSourceClip)
-        clip = bLetOut ? *job.pSourceClip
-                       : RECT{std::max(clip.left, job.pSourceClip->left), std::max(clip.top, job.pSourceClip->top),
-                              std::min(clip.right, job.pSourceClip->right),
-                              std::min(clip.bottom, job.pSourceClip->bottom)};
+    if (job.pSourceClip) clip = bLetOut ? *job.pSourceClip : both(clip, *job.pSourceClip);
     if (job.pRows) {
         const int64_t nRows = job.nRows < 0 ? -int64_t(job.nRows) : job.nRows;
         clip.top = std::max(clip.top, job.nRow);
         clip.bottom = int32_t(std::min<int64_t>(clip.bottom, job.nRow + nRows));
     }
-    if (clip.left >= clip.right || clip.top >= clip.bottom) return 1;
+    if (isEmpty(clip)) return 1;
     if (!toOverlay(job.bm, slot, source) || !toOverlay(job.bm, slot, clip)) return 1;  // It lies nowhere near.
 
     RECT dest = job.dest;

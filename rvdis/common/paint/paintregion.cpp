@@ -35,8 +35,7 @@ constexpr int32_t kTransformed = 2;  // of pfnGetGraphicsMode
 bool isIdentity(const float (&m)[6]) noexcept {
     constexpr float kIdentity[6] = {1, 0, 0, 1, 0, 0};
     for (int i = 0; i < 6; ++i)
-        if (!(std::abs(double(m[i]) - double(kIdentity[i])) <= std::numeric_limits<double>::epsilon()))
-            return false;
+        if (!(std::abs(double(m[i]) - double(kIdentity[i])) <= std::numeric_limits<double>::epsilon())) return false;
     return true;
 }
 

@@ -274,8 +274,7 @@ int32_t makeColors(const BITMAPRECORD& format, const PaintWish& wish, std::uniqu
     if (!canGoOut(nBits, args.nBitsDst)) return kInvalidBits;
     if (nBits == 12) {
         const RGBQUAD* const pLUT = paintLUT(format, infoFlags(wish));
-        return makeGrayColors(format, wish, pLUT ? pLUT : format.pPalette, pLUT ? format.LUTLength : format.nColors,
-                              p);
+        return makeGrayColors(format, wish, pLUT ? pLUT : format.pPalette, pLUT ? format.LUTLength : format.nColors, p);
     }
     const bool bKeeps = format.Order == ORDER_RGB || (nBits == 16 && format.Order == ORDER_BGR565);
     args.nOrderSrc = bKeeps ? format.Order : int32_t(ORDER_BGR);
@@ -284,8 +283,8 @@ int32_t makeColors(const BITMAPRECORD& format, const PaintWish& wish, std::uniqu
     args.nOrderDst = bStored || bSwapped ? args.nOrderSrc : colorOrder(wish);
     const bool bRomm = format.Order == ORDER_ROMM && (nBits == 24 || nBits == 48) && !bStored;
     const bool bPaint = args.nBitsDst == 24 || args.nBitsDst == 32;
-    return handOver(
-        new (std::nothrow) PlainRows(args, PaintTable::none, bPaint ? paintTable(format) : nullptr, bRomm), p);
+    return handOver(new (std::nothrow) PlainRows(args, PaintTable::none, bPaint ? paintTable(format) : nullptr, bRomm),
+                    p);
 }
 
 }  // namespace

@@ -60,8 +60,8 @@ void fillParts(DITHERDATA& data, Blue partOfBlue, Green partOfGreen, Red partOfR
 
 // The gray rule, before it is divided by 8.
 void fillGrayParts(DITHERDATA& data, uint32_t nShift) noexcept {
-    fillParts(data, [](uint32_t b) { return b; }, [](uint32_t g) { return 5 * g; },
-              [](uint32_t r) { return 2 * (r + 2); });
+    fillParts(
+        data, [](uint32_t b) { return b; }, [](uint32_t g) { return 5 * g; }, [](uint32_t r) { return 2 * (r + 2); });
     data.nPartShift = nShift;
 }
 
@@ -73,13 +73,15 @@ void setParts(DITHERDATA& data) noexcept {
         if constexpr (nKind == k4Colors) {
             fillGrayParts(data, 9);
         } else if constexpr (nKind == k16Colors) {  // the bright half of the palette, but for black
-            fillParts(data, [](uint32_t b) { return b >> 7 << 2; }, [](uint32_t g) { return g >> 7 << 1; },
-                      [](uint32_t r) { return r >> 7; });
+            fillParts(
+                data, [](uint32_t b) { return b >> 7 << 2; }, [](uint32_t g) { return g >> 7 << 1; },
+                [](uint32_t r) { return r >> 7; });
             for (uint32_t i = 1; i < 8; ++i) data.Answers[i] = answerOf(data, i | 8);
         } else if constexpr (nKind > kTwoColors) {
-            fillParts(data, [](uint32_t b) { return fixedIndex<nKind>(b, 0, 0); },
-                      [](uint32_t g) { return fixedIndex<nKind>(0, g, 0); },
-                      [](uint32_t r) { return fixedIndex<nKind>(0, 0, r); });
+            fillParts(
+                data, [](uint32_t b) { return fixedIndex<nKind>(b, 0, 0); },
+                [](uint32_t g) { return fixedIndex<nKind>(0, g, 0); },
+                [](uint32_t r) { return fixedIndex<nKind>(0, 0, r); });
         }
     });
 }
