@@ -25,10 +25,10 @@ Painting randomPainting(std::mt19937& random, int32_t nView, int32_t w, int32_t 
 }
 
 TEST(Paint, ShowsTheStoredPictureAsItsViewDoes) {
-    for (const Format& f : kFormats)
+    for (const Format& f : kPaintFormats)
         for (const Holding holding : holdingsOf(f.nBits)) {
             SCOPED_TRACE(std::to_string(f.nBits) + " " + nameOf(holding));
-            Picture bm(f, 37, 22, uint32_t(f.nBits), holding);
+            NoisePicture bm(f, 37, 22, uint32_t(f.nBits), holding);
             Colours colours(bm.record);
             std::mt19937 random(uint32_t(f.nBits * 100 + f.nOrder * 20 + int(holding)));
             const Bytes before = contents(bm.record);
@@ -73,7 +73,7 @@ TEST(Paint, TakesAllCoordinates) {
         {{.dest = {kMin, kMin, -1, -1}, .source = RECT{5, 6, kMax, kMax}, .sourceClip = RECT{kMin, kMin, kMax, 9}},
          {kMin, kMin, kMin + 60, kMin + 60}}};
     for (const Format f : {Format{1, ORDER_RGB}, Format{8, ORDER_RGB}, Format{24, ORDER_BGR}}) {
-        Picture bm(f, 37, 22, 5);
+        NoisePicture bm(f, 37, 22, 5);
         Colours colours(bm.record);
         for (int32_t nView = 1; nView <= 8; ++nView)
             for (const auto& c : cases) {
@@ -82,7 +82,7 @@ TEST(Paint, TakesAllCoordinates) {
                 expectPainted(sink, c.p, bm.record, colours);
             }
     }
-    Picture bm({8, ORDER_RGB}, 37, 22, 5);
+    NoisePicture bm({8, ORDER_RGB}, 37, 22, 5);
     for (const RECT& r : {RECT{kMin, 0, 0, 5}, RECT{0, -1, 5, kMax}}) {
         const Sink sink(kDevice);
         EXPECT_EQ((Painting{.dest = r}.paint(sink, bm.record)), -13);
@@ -107,7 +107,7 @@ TEST(Paint, BandsShowWhatOneDoes) {
     for (const Format& f : {Format{1, ORDER_RGB}, Format{8, ORDER_RGB}, Format{24, ORDER_BGR}})
         for (int32_t nView = 1; nView <= 8; ++nView)
             for (const int32_t nAskedView : {TOP_LEFT, BOTTOM_LEFT}) {
-                Picture bm(f, 37, 22, uint32_t(nView));
+                NoisePicture bm(f, 37, 22, uint32_t(nView));
                 Colours colours(bm.record);
                 bm->ViewPerspective = nView;
                 constexpr std::pair<int32_t, int32_t> kStrides[] = {
@@ -128,7 +128,7 @@ TEST(Paint, BandsShowWhatOneDoes) {
                 }
             }
     // A turned picture whose own blocks are of few columns.
-    Picture bm({24, ORDER_BGR}, 50, 300, 7);
+    NoisePicture bm({24, ORDER_BGR}, 50, 300, 7);
     Colours colours(bm.record);
     for (const int32_t nView : {5, 6, 7, 8}) {
         bm->ViewPerspective = nView;
@@ -139,8 +139,8 @@ TEST(Paint, BandsShowWhatOneDoes) {
 }
 
 TEST(PaintBuffer, ShowsWhatTheBitmapDoes) {
-    for (const Format& f : kFormats) {
-        Picture bm(f, 37, 22, uint32_t(f.nBits));
+    for (const Format& f : kPaintFormats) {
+        NoisePicture bm(f, 37, 22, uint32_t(f.nBits));
         Colours colours(bm.record);
         const Bytes rows = contents(bm.record), given = rows;
         Bitmap empty;
@@ -173,7 +173,7 @@ TEST(PaintBuffer, ShowsWhatTheBitmapDoes) {
 }
 
 TEST(PaintBuffer, ExpandsRunLists) {
-    Picture bm({1, ORDER_RGB}, 70, 30, 3);
+    NoisePicture bm({1, ORDER_RGB}, 70, 30, 3);
     Colours colours(bm.record);
     std::vector<uint16_t> lists(30 * 80);
     ASSERT_EQ(R_CompressRows(lists.data(), contents(bm.record).data(), 70, 30), 1);
@@ -204,13 +204,13 @@ TEST(PaintBuffer, ExpandsRunLists) {
     EXPECT_TRUE(same(far.canvas, wanted(kDevice, p, TOP_LEFT, colours)));
 
     const Sink sink(kDevice);
-    Picture grey({8, ORDER_RGB}, 70, 30, 3);
+    NoisePicture grey({8, ORDER_RGB}, 70, 30, 3);
     EXPECT_EQ((Painting{.dest = {0, 0, 9, 9}}.paintBuffer(sink, grey.record, lists.data(), 0, -30)), -27);
 }
 
 // Rows that follow each other as bands do are handed on where they lie.
 TEST(PaintBuffer, PassesRowsStraightThrough) {
-    Picture bm({8, ORDER_RGB}, 37, 22, 3);
+    NoisePicture bm({8, ORDER_RGB}, 37, 22, 3);
     const Bytes rows = contents(bm.record);
     for (const int32_t nAsked : {0, 1, 4})
         for (int32_t nView = 1; nView <= 8; ++nView) {
@@ -290,12 +290,12 @@ std::pair<int32_t, int32_t> columnsShown(const Painting& p, int32_t nView, int32
 }
 
 TEST(PaintFilters, ShowTheRowsOfTheResizeEngine) {
-    for (const Format& f : kFormats)
+    for (const Format& f : kPaintFormats)
         for (const Holding holding : holdingsOf(f.nBits)) {
             if (holding != Holding::conventional && holding != Holding::tiledNoView && holding != Holding::super &&
                 holding != Holding::compressed)
                 continue;
-            Picture bm(f, 37, 22, uint32_t(f.nBits), holding);
+            NoisePicture bm(f, 37, 22, uint32_t(f.nBits), holding);
             for (const RECT& r : {RECT{0, 0, 37, 22}, RECT{5, 3, 30, 22}, RECT{8, 0, 21, 9}})
                 for (const uint32_t uMode : {DM_RESAMPLE, DM_BICUBIC})
                     for (const SIZE& size : {SIZE{50, 9}, SIZE{13, 40}, SIZE{60, 61}}) {
@@ -327,7 +327,7 @@ TEST(PaintFilters, ShowTheRowsOfTheResizeEngine) {
 TEST(PaintFilters, TakeThePartThatThePictureHas) {
     const DisplayMode mode(DM_RESAMPLE);
     for (const bool bBuffer : {false, true}) {
-        Picture bm({8, ORDER_RGB}, 37, 22, 9);
+        NoisePicture bm({8, ORDER_RGB}, 37, 22, 9);
         Colours colours = resized(bm.record, 74, 44, 24, RSR_OUT_BGR | RSR_LUT_AFTER | RSR_RESAMPLE, {0, 74});
         const Bytes rows = contents(bm.record);
         Sink sink({-10, -10, 90, 80});
@@ -336,7 +336,7 @@ TEST(PaintFilters, TakeThePartThatThePictureHas) {
         EXPECT_TRUE(same(sink.canvas, wanted(sink.canvas.area, {.dest = {6, 4, 80, 48}}, 1, colours)));
     }
     // Gray of 1 bit stays with the nearest pixels; other 1-bit pictures don't.
-    Picture bm({1, ORDER_RGB}, 37, 22, 9);
+    NoisePicture bm({1, ORDER_RGB}, 37, 22, 9);
     bm->pPalette[0] = {0, 0, 0, 0};
     bm->pPalette[1] = {255, 255, 255, 0};
     Colours colours(bm.record);
@@ -350,7 +350,7 @@ TEST(PaintFilters, ResizeStrips) {
     const DisplayMode mode(DM_RESAMPLE);
     for (const Format& f : {Format{24, ORDER_BGR}, Format{4, ORDER_RGB}})
         for (const auto& [nFirst, nEnd] : {std::pair{0, 7}, {6, 15}, {15, 22}, {9, 10}}) {
-            Picture bm(f, 37, 22, 9), strip(f, 37, 22, 9);
+            NoisePicture bm(f, 37, 22, 9), strip(f, 37, 22, 9);
             const Bytes rows = contents(bm.record);
             const size_t nLine = bm->BytesPerLine;
             Bytes nearest(rows.size()), given(rows.begin() + nFirst * int(nLine), rows.begin() + nEnd * int(nLine));
@@ -373,7 +373,7 @@ TEST(PaintFilters, GoByRangeAndTableOfGray) {
     std::vector<RGBQUAD> table(256);
     std::memcpy(table.data(), noise.data(), noise.size());
     for (const int32_t nWay : {0, 1, 2, 3}) {  // no table; linear, not linear, not wanted
-        Picture bm({12, ORDER_GRAY}, 37, 22, 9);
+        NoisePicture bm({12, ORDER_GRAY}, 37, 22, 9);
         bm->LowBit = 2;
         bm->HighBit = 9;
         if (nWay) {
@@ -400,7 +400,7 @@ TEST(PaintFilters, GiveGraySamples) {
     for (const Format& f : {Format{12, ORDER_GRAY}, Format{16, ORDER_GRAY}})
         for (const int32_t nBits : {8, 12, 16})
             for (int32_t nView = 1; nView <= 8; ++nView) {
-                Picture bm(f, 37, 22, uint32_t(nView));
+                NoisePicture bm(f, 37, 22, uint32_t(nView));
                 bm->ViewPerspective = nView;
                 constexpr uint32_t kFlags = RSR_OUT_GRAY | RSR_GRAY_RANGE | RSR_LUT_AFTER | RSR_RESAMPLE;
                 Colours samples = resized(bm.record, 52, 31, nBits, kFlags, {0, 52}, nBits - 1);

@@ -31,8 +31,8 @@ Canvas masked(Canvas canvas, const Painting& p, BITMAPRECORD& bm) {
     return canvas;
 }
 
-struct WithRegion : Picture {
-    explicit WithRegion(int32_t nView) : Picture({24, ORDER_BGR}, 37, 22, 3) {
+struct WithRegion : NoisePicture {
+    explicit WithRegion(int32_t nView) : NoisePicture({24, ORDER_BGR}, 37, 22, 3) {
         record.ViewPerspective = nView;
         const RECT ellipse{3, 2, 30, 17}, hole{10, 5, 15, 13};
         EXPECT_EQ(R_SetBitmapRgnEllipse(&record, nullptr, &ellipse, RGN_MODE_SET), 1);
@@ -171,7 +171,7 @@ TEST(PaintOverlay, IsShownInItsPlace) {
                         // Other scales step along the rows and columns of the overlay's own view.
                         constexpr SIZE kSizes[] = {{100, 100}, {200, 100}, {137, 219}, {73, 180}};
                         if (i % 4 > 1 && nView != nOwnView) continue;
-                        Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
+                        NoisePicture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
                         bm->ViewPerspective = nView;
                         overlay->ViewPerspective = nOwnView;
                         hang(bm.record, uint32_t(nView), overlay.record, origin.x, origin.y, uFlags);
@@ -215,7 +215,7 @@ TEST(PaintOverlay, KeepsItsInkWhereItShrinks) {
         for (const int32_t nBox : {2, 3, 40})
             for (int32_t nView = 1; nView <= 8; ++nView) {
                 const DisplayMode mode(uMode);
-                Picture bm({8, ORDER_RGB}, 10 * nBox, 6 * nBox, 3);
+                NoisePicture bm({8, ORDER_RGB}, 10 * nBox, 6 * nBox, 3);
                 Bitmap overlay(1, 7 * nBox, 5 * nBox);
                 bm->ViewPerspective = nView;
                 overlay->ViewPerspective = 9 - nView;
@@ -238,7 +238,7 @@ TEST(PaintOverlay, KeepsItsInkWhereItShrinks) {
 }
 
 TEST(PaintOverlay, IsLeftOutWhereTheSinkSaysSo) {
-    Picture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
+    NoisePicture bm({8, ORDER_RGB}, 37, 22, 3), overlay({1, ORDER_RGB}, 17, 11, 5);
     hang(bm.record, 3, overlay.record, 2, 2, OVERLAY_SHOW);
     hang(bm.record, 4, overlay.record, 2, 2, OVERLAY_SHOW);
     ASSERT_EQ(R_SetOverlayBitmap(&bm, 4, nullptr, OVERLAY_COPY), 1);  // a record without storage
@@ -263,7 +263,7 @@ TEST(ThreadPaint, GoesByTheModeOfItsThread) {
     const auto work = [](uint32_t uMode, int32_t nBits, int32_t nDevice, bool bIndices) {
         const DisplayMode mode(uMode);
         for (int i = 0; i < 20; ++i) {
-            Picture bm({nBits, defaultOrder(nBits)}, 37, 22, uint32_t(i));
+            NoisePicture bm({nBits, defaultOrder(nBits)}, 37, 22, uint32_t(i));
             bm->ViewPerspective = i % 8 + 1;
             Sink sink(kDevice);
             sink.nBits = nDevice;

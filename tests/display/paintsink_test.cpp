@@ -15,9 +15,9 @@ constexpr Painting kScaled{.dest = {2, 1, 76, 23}};
 // ---- the sink -----------------------------------------------------------------------------------------------------
 
 TEST(PaintSink, GetsTheRowsItAsksFor) {
-    for (const Format& f : kFormats) {
+    for (const Format& f : kPaintFormats) {
         if (f.nBits < 24) continue;
-        Picture bm(f, 37, 22, 3);
+        NoisePicture bm(f, 37, 22, 3);
         Colours colours(bm.record);
         for (const int32_t nView : {1, 3, 6, 7})
             for (const int32_t nOrder : {ORDER_RGB, ORDER_BGR})
@@ -36,7 +36,7 @@ TEST(PaintSink, GetsTheRowsItAsksFor) {
     // An order that no colours go out in has blue first, filtered or not.
     for (const uint32_t uMode : {0u, uint32_t(DM_RESAMPLE)}) {
         const DisplayMode mode(uMode);
-        Picture bm({24, ORDER_ROMM}, 37, 22, 3);
+        NoisePicture bm({24, ORDER_ROMM}, 37, 22, 3);
         Sink blue(kDevice), odd(kDevice);
         blue.ask(24, ORDER_BGR);
         odd.ask(24, ORDER_ROMM);
@@ -44,7 +44,7 @@ TEST(PaintSink, GetsTheRowsItAsksFor) {
         EXPECT_TRUE(same(odd.canvas, blue.canvas)) << uMode;
     }
     // Colours of 12 bits aren't filtered.
-    Picture table({12, ORDER_RGB}, 37, 22, 3);
+    NoisePicture table({12, ORDER_RGB}, 37, 22, 3);
     Sink nearest(kDevice), filtered(kDevice);
     EXPECT_EQ(kScaled.paint(nearest, table.record), 1);
     {
@@ -54,7 +54,7 @@ TEST(PaintSink, GetsTheRowsItAsksFor) {
     EXPECT_TRUE(same(filtered.canvas, nearest.canvas));
     // Deep rows as they are stored.
     for (const Format& f : {Format{48, ORDER_BGR}, Format{64, ORDER_RGB}, Format{16, ORDER_GRAY}}) {
-        Picture bm(f, 37, 22, 3);
+        NoisePicture bm(f, 37, 22, 3);
         const Bytes rows = contents(bm.record);
         Sink sink(kDevice);
         sink.ask(f.nBits, f.nOrder);
@@ -73,7 +73,7 @@ TEST(PaintSink, TakesAlphaWhereItSaysSo) {
     for (const Format& f : {Format{32, ORDER_BGR}, Format{32, ORDER_RGB}, Format{64, ORDER_BGR}})
         for (const bool bAsks : {false, true})
             for (const uint32_t uMode : {0u, uint32_t(DM_RESAMPLE)}) {
-                Picture bm(f, 37, 22, 3);
+                NoisePicture bm(f, 37, 22, 3);
                 bm->ViewPerspective = 6;
                 const DisplayMode mode(uMode);
                 Colours colours(bm.record);
@@ -99,7 +99,7 @@ TEST(PaintSink, TakesAlphaWhereItSaysSo) {
 }
 
 TEST(PaintSink, SaysWhatIsWrong) {
-    Picture bm({24, ORDER_BGR}, 37, 22, 3), indexed({8, ORDER_RGB}, 37, 22, 3);
+    NoisePicture bm({24, ORDER_BGR}, 37, 22, 3), indexed({8, ORDER_RGB}, 37, 22, 3);
     const auto status = [&](BITMAPRECORD& b, auto&& spoil) {
         Sink sink(kDevice);
         sink.ask(24);
@@ -127,7 +127,7 @@ TEST(PaintSink, SaysWhatIsWrong) {
 }
 
 TEST(PaintSink, MindsTheFormAndTheEmptySlots) {
-    Picture bm({16, ORDER_BGR}, 37, 22, 3);
+    NoisePicture bm({16, ORDER_BGR}, 37, 22, 3);
     Colours colours(bm.record);
     Sink old(kDevice);
     old.ask(8);  // beyond the end of the older form, as the rest is
@@ -160,7 +160,7 @@ TEST(PaintSink, MindsTheFormAndTheEmptySlots) {
 }
 
 TEST(PaintSink, ConvertsRowsItself) {
-    Picture bm({16, ORDER_BGR}, 37, 22, 3), plain({24, ORDER_BGR}, 37, 22, 3);
+    NoisePicture bm({16, ORDER_BGR}, 37, 22, 3), plain({24, ORDER_BGR}, 37, 22, 3);
     Colours colours(37, 22);
     const Bytes rows = contents(bm.record);
     for (int32_t y = 0; y < 22; ++y)
@@ -184,7 +184,7 @@ TEST(PaintSink, ConvertsRowsItself) {
 }
 
 TEST(PaintSink, LooksAtArgumentsInOrder) {
-    Picture bm({12, ORDER_GRAY}, 37, 22, 3);
+    NoisePicture bm({12, ORDER_GRAY}, 37, 22, 3);
     const Sink sink(kDevice);
     const auto paint = [&](const PAINTCALLBACKS* pSink, BITMAPRECORD* p, const RECT* pDest) {
         const int32_t n = R_PaintDCCallback(pSink, p, nullptr, nullptr, pDest, nullptr, 0);
@@ -248,7 +248,7 @@ TEST(PaintSink, LearnsOfTheEndWhateverFails) {
     const RECT part{1, 2, 30, 19};
     for (const auto& c : cases)
         for (const int32_t nView : {1, 3, 6}) {
-            Picture bm(c.f, 37, 22, 3, c.holding);
+            NoisePicture bm(c.f, 37, 22, 3, c.holding);
             if (c.uMode == DM_BITONAL_COVERAGE) bm->pPalette[0] = {0, 0, 0, 0}, bm->pPalette[1] = {255, 255, 255, 0};
             Bitmap overlay(1, 9, 9);
             bm->ViewPerspective = nView;
@@ -299,7 +299,7 @@ TEST(PaintSink, LearnsOfTheEndWhateverFails) {
 }
 
 TEST(PaintSink, EndsAPaintByFailing) {
-    Picture bm({24, ORDER_BGR}, 37, 22, 3);
+    NoisePicture bm({24, ORDER_BGR}, 37, 22, 3);
     Colours colours(bm.record);
     for (int32_t nFail = 0; nFail < 4; ++nFail) {
         Sink sink(kDevice);
@@ -323,11 +323,11 @@ int32_t bandBits(BITMAPRECORD& bm, const Painting& p, Sink& sink) {
 }
 
 TEST(PaintMethods, SuitDeviceAndMode) {
-    for (const Format& f : kFormats)
+    for (const Format& f : kPaintFormats)
         for (const int32_t nDevice : {1, 4, 8, 24})
             for (const uint32_t uMode : {0u, uint32_t(DM_DITHER), uint32_t(DM_DITHER_8BIT), 136u, 2048u})
                 for (const bool bFixed : {false, true}) {
-                    Picture bm(f, 8, 8, 3);
+                    NoisePicture bm(f, 8, 8, 3);
                     if (bFixed && (f.nBits == 4 || f.nBits == 8))
                         std::copy_n(rv::devicePalette(f.nBits, uMode), bm->nColors, bm->pPalette);
                     rv::PaintWish wish;
@@ -349,7 +349,7 @@ TEST(PaintMethods, SuitDeviceAndMode) {
     const DisplayMode mode(DM_DITHER);
     for (const auto& [nTechnology, nBits, nPlanes, nSent] :
          {std::array{0, 1, 4, 4}, {0, 3, 1, 1}, {0, 16, 1, 8}, {0, 8, 3, 24}, {2, 7, 1, 4}, {5, 1, 1, 24}}) {
-        Picture bm({24, ORDER_BGR}, 37, 22, 3);
+        NoisePicture bm({24, ORDER_BGR}, 37, 22, 3);
         Sink sink(kDevice);
         sink.nTechnology = nTechnology, sink.nBits = nBits, sink.nPlanes = nPlanes;
         EXPECT_EQ(bandBits(bm.record, kWhole, sink), nSent) << nBits << " x " << nPlanes;
@@ -362,7 +362,7 @@ TEST(PaintMethods, SmoothPages) {
     for (const uint32_t uMode : {uint32_t(DM_BITONAL_COVERAGE), uint32_t(DM_BITONAL_SMOOTH)})
         for (int32_t nView = 1; nView <= 8; ++nView) {
             const DisplayMode mode(uMode);
-            Picture bm({1, ORDER_RGB}, 37, 22, 3), inverse({1, ORDER_RGB}, 37, 22, 3);
+            NoisePicture bm({1, ORDER_RGB}, 37, 22, 3), inverse({1, ORDER_RGB}, 37, 22, 3);
             bm->ViewPerspective = inverse->ViewPerspective = nView;
             bm->pPalette[0] = inverse->pPalette[1] = kBlack;
             bm->pPalette[1] = inverse->pPalette[0] = kWhite;
@@ -406,9 +406,9 @@ TEST(PaintMethods, SmoothPages) {
 // ---- tables and modes ---------------------------------------------------------------------------------------------
 
 TEST(PaintTables, HoldIndicesOrColours) {
-    for (const Format& f : kFormats)
+    for (const Format& f : kPaintFormats)
         for (const int32_t nWay : {0, 1, 2, 3}) {  // indices, not by the mode, not by the sink, not under a paint table
-            Picture bm(f, 37, 22, 3);
+            NoisePicture bm(f, 37, 22, 3);
             if (nWay == 3) {
                 ASSERT_EQ(R_SetPaintGamma(&bm, 170), 1);
                 ASSERT_EQ(R_SetPaintContrast(&bm, 200), 1);
@@ -438,7 +438,7 @@ TEST(PaintTables, ComeAfterTheScale) {
             for (const int32_t nDevice : {1, 4, 8})
                 for (int32_t nView = 1; nView <= 8; ++nView) {
                     SCOPED_TRACE(std::to_string(uDither | uScale) + " " + std::to_string(nView));
-                    Picture bm({24, ORDER_RGB}, 37, 22, 3);
+                    NoisePicture bm({24, ORDER_RGB}, 37, 22, 3);
                     bm->ViewPerspective = nView;
                     const RECT dest{0, 0, 45, 50};
                     Sink plain(dest);  // colours, without dithering
@@ -473,7 +473,7 @@ TEST(PaintTables, ComeAfterTheScale) {
 }
 
 TEST(PaintTables, LeaveRedFirstUnderItsMode) {
-    Picture bm({24, ORDER_RGB}, 37, 22, 3);
+    NoisePicture bm({24, ORDER_RGB}, 37, 22, 3);
     Colours colours(bm.record);
     for (uint64_t& v : colours.pixels) v = v >> 16 | (v & 0xFF00) | (v & 0xFF) << 16;
     const DisplayMode mode(DM_RGB_SWAP);
@@ -488,11 +488,11 @@ TEST(PaintTables, LeaveRedFirstUnderItsMode) {
 TEST(PaintDirect, LeavesTheScaleToTheSink) {
     const DisplayMode mode(DM_DIRECT_STRETCH | DM_INDEXED_PAINT);
     const Painting p{.dest = {-6, 2, 50, 36}, .source = RECT{3, 4, 31, 21}, .destClip = RECT{-4, 0, 33, 30}};
-    for (const Format& f : kFormats)
+    for (const Format& f : kPaintFormats)
         for (const int32_t nView : {TOP_LEFT, BOTTOM_LEFT, TOP_RIGHT, LEFT_TOP})
             for (const Holding holding : {Holding::conventional, Holding::user, Holding::tiledMemory})
                 for (const int32_t nOther : {0, 1, 2, 3, 4, 5}) {  // that keep it from going whole, if above 0
-                    Picture bm(f, 37, 22, 3, holding);
+                    NoisePicture bm(f, 37, 22, 3, holding);
                     bm->ViewPerspective = nView;
                     if (nOther == 3) {
                         ASSERT_EQ(R_SetPaintGamma(&bm, 170), 1);
@@ -537,7 +537,7 @@ TEST(PaintDirect, AsksForTheStoredFormat) {
                                                        {16, ORDER_BGR, 0, true},
                                                        {24, ORDER_RGB, 0, true},
                                                        {24, ORDER_BGR, 0, true}}) {
-        Picture bm({nBits, nOrder}, 40, 22, 3);
+        NoisePicture bm({nBits, nOrder}, 40, 22, 3);
         for (const int32_t nAskedOrder : {ORDER_RGB, ORDER_BGR, ORDER_GRAY}) {
             Sink sink(kDevice);
             sink.ask(nBits, nAskedOrder);

@@ -7,9 +7,6 @@
 
 namespace test {
 
-struct Format {
-    int32_t nBits, nOrder;
-};
 inline constexpr Format kFormats[] = {
     {1, ORDER_RGB},  {2, ORDER_RGB},  {3, ORDER_RGB},   {4, ORDER_RGB},  {5, ORDER_RGB},  {6, ORDER_RGB},
     {7, ORDER_RGB},  {8, ORDER_RGB},  {12, ORDER_GRAY}, {16, ORDER_RGB}, {16, ORDER_BGR}, {16, ORDER_GRAY},

@@ -14,6 +14,9 @@
 
 namespace test {
 
+struct Format {
+    int32_t nBits, nOrder;
+};
 inline constexpr int32_t kDepths[] = {1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 24, 32, 48, 64};
 
 using Bytes = std::vector<uint8_t>;

@@ -61,18 +61,15 @@ struct Painting {
     }
 };
 
-struct Format {
-    int32_t nBits, nOrder;
-};
-inline constexpr Format kFormats[] = {
+inline constexpr Format kPaintFormats[] = {
     {1, ORDER_RGB},   {2, ORDER_RGB},  {3, ORDER_RGB},   {4, ORDER_RGB},   {5, ORDER_RGB},  {6, ORDER_RGB},
     {7, ORDER_RGB},   {8, ORDER_RGB},  {8, ORDER_GRAY},  {12, ORDER_GRAY}, {16, ORDER_BGR}, {16, ORDER_RGB},
     {16, ORDER_GRAY}, {24, ORDER_BGR}, {24, ORDER_RGB},  {24, ORDER_ROMM}, {32, ORDER_BGR}, {32, ORDER_RGB},
     {48, ORDER_BGR},  {48, ORDER_RGB}, {48, ORDER_ROMM}, {64, ORDER_BGR},  {64, ORDER_RGB}};
 
 // A picture of noise, with random colours where it has a palette.
-struct Picture : Bitmap {
-    Picture(const Format& f, int32_t w, int32_t h, uint32_t seed, Holding holding = Holding::conventional)
+struct NoisePicture : Bitmap {
+    NoisePicture(const Format& f, int32_t w, int32_t h, uint32_t seed, Holding holding = Holding::conventional)
         : Bitmap(f.nBits, w, h, holding, f.nOrder) {
         EXPECT_EQ(nStatus, 1);
         if (f.nOrder != ORDER_GRAY && record.pPalette) {

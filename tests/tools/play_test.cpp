@@ -43,6 +43,7 @@ void writeGif(const std::string& path, const std::vector<TestFrame>& frames, int
         if (frame.nDisposal >= 0)
             EGifPutExtension(pGif, GRAPHICS_EXT_FUNC_CODE, int(EGifGCBToExtension(&control, bytes)), bytes);
         const RECT& box = frame.box;
+        GifFreeMapObject(std::exchange(pGif->Image.ColorMap, nullptr));  // which is forgotten otherwise
         EXPECT_EQ(EGifPutImageDesc(pGif, box.left, box.top, box.right, box.bottom, frame.bInterlaced,
                                    frame.bOwnPalette ? pOwnMap : nullptr),
                   GIF_OK);
