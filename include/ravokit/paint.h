@@ -39,7 +39,8 @@ enum { PAINTCLIP_AND = 1, PAINTCLIP_COPY = 5 };
 enum { PAINTUSAGE_COLORS = 0, PAINTUSAGE_INDICES = 1 };
 
 /// A bit of the raster operation. With it pfnStretchBits gets an overlay: rows of 1 bit, of which only the pixels with
-/// index 1 are drawn, in the colour of that entry. Given to R_PaintRgnDCCallback it leaves the clip in force.
+/// index 1 are drawn, in the colour of that entry; the sink isn't asked how it wants them, so they have their own length
+/// and go from the bottom up. Given to R_PaintRgnDCCallback it leaves the clip in force.
 #define PAINTROP_OVERLAY 0x10000000u
 
 /// The bitmap info of a band: a header and its table. The table holds RGBQUADs, or where uUsage says so 16-bit indices.

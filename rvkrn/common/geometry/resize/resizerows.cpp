@@ -91,9 +91,10 @@ extern "C" int32_t R_GetResizedRowCol(void* pResizeData, uint8_t* pBuffer, int32
     if (int64_t(nCol) + int64_t(nChunks - 1) * state.nChunkPixels >= state.shape.nDstWidth)
         return -74;  // Internal error
     nRow = std::clamp(nRow, 0, state.shape.nDstHeight - 1);
-    for (uint32_t i = 0; i < nChunks; ++i, nCol += state.nChunkPixels) {
+    for (uint32_t i = 0; i < nChunks; ++i) {
         const uint32_t n = std::min(uBytes, state.uOutRowBytes);
-        if (const int32_t nStatus = makeChunk(state, pBuffer, nRow, nCol, n); nStatus != 1) return nStatus;
+        const auto nChunkCol = int32_t(nCol + int64_t(i) * state.nChunkPixels);
+        if (const int32_t nStatus = makeChunk(state, pBuffer, nRow, nChunkCol, n); nStatus != 1) return nStatus;
         pBuffer += n;
         uBytes -= n;
     }
