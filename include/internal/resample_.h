@@ -44,7 +44,7 @@ struct RowWindow {
                                    // nSrcWidth for linear; a spline takes none
     int32_t nFirstOutCol;          // spline: destination column of the first output, as if nothing were centred
     int32_t nCount;                // pixels to make
-    int32_t nSkipped = 0;          // linear: pixels to leave out before them
+    int32_t nSkipped = 0;          // linear and spline: pixels to leave out before them
 };
 // A whole row.
 constexpr RowWindow wholeRowWindow(int32_t nSrcWidth, int32_t nDstWidth) noexcept {

@@ -42,7 +42,7 @@ struct ColumnWindow {
     int32_t nAlignedCol;   // the column at or before it that starts on a byte
     int32_t nEndSrcCol;    // exclusive
     int32_t nAccX;
-    int32_t nLeftOut;  // pixels of a straight line that aren't made, before nFirstCol
+    int32_t nLeftOut;  // pixels of a line or a spline that aren't made, before nFirstCol
     uint64_t uFetchBytes;
 
     int32_t skipped() const noexcept { return nFirstOutCol - nFirstCol; }

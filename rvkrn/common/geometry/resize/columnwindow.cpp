@@ -39,6 +39,12 @@ void windowOfArea(ColumnWindow& w, const ResizeShape& shape, int32_t nCol) noexc
     w.nEndSrcCol = ceilTo((int64_t(w.nOutPixels) + nCol) * nSrc, nDst, shape.nSrcWidth);
 }
 
+// What comes before the first pixel in its run isn't made: a run may be as long as numbers go.
+void leaveOutSkipped(ColumnWindow& w) noexcept {
+    w.nLeftOut = w.nFirstOutCol - w.nFirstCol;
+    w.nFirstCol = w.nFirstOutCol;
+}
+
 // Straight lines start with the whole run of a source column. The picture stands half a run further to the right, for
 // which the first column makes up by copies where it is in the window.
 void windowOfLines(ColumnWindow& w, const ResizeShape& shape, int32_t nCol) noexcept {
@@ -48,9 +54,7 @@ void windowOfLines(ColumnWindow& w, const ResizeShape& shape, int32_t nCol) noex
     w.nFirstCol = int32_t(w.nFirstSrcCol * nDst / nSrc);
     w.nAccX = int32_t(w.nFirstSrcCol * (nDst % nSrc) % nSrc);
     if (w.nFirstSrcCol == 0 && nCol != 0) w.nFirstOutCol = nCol;
-    // What comes before it in its run isn't made: a run may be as long as numbers go.
-    w.nLeftOut = w.nFirstOutCol - w.nFirstCol;
-    w.nFirstCol = w.nFirstOutCol;
+    leaveOutSkipped(w);
     w.nEndSrcCol = ceilTo((int64_t(w.nOutPixels) + w.nFirstOutCol) * nSrc + nDst, nDst, shape.nSrcWidth);
 }
 
@@ -63,6 +67,7 @@ void windowOfSpline(ColumnWindow& w, const ResizeShape& shape, int32_t nCol) noe
     w.nFirstSrcCol = std::min(int32_t(w.nFirstOutCol * dScale), shape.nSrcWidth - 1);
     w.nFetchCol = std::max(0, w.nFirstSrcCol - kPriming);
     if (w.nFirstSrcCol == 0) w.nFirstOutCol = nCol;
+    leaveOutSkipped(w);  // copies
     w.nEndSrcCol = ceilTo((int64_t(w.nOutPixels) + w.nFirstOutCol) * nSrc + kBehind * nDst, nDst, shape.nSrcWidth);
 }
 

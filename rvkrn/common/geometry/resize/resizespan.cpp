@@ -112,8 +112,8 @@ int32_t ResizeSpan::prepare(RESIZESTATE& state, int32_t nCol, uint32_t uBytes) n
         const FilterKind kind = !shape.bEnlargeX                   ? FilterKind::area
                                 : shape.scaling == Scaling::spline ? FilterKind::spline
                                                                    : FilterKind::linear;
-        const RowWindow row{shape.nSrcWidth, shape.nDstWidth, w.nFetchCol, w.nFirstSrcCol,
-                            w.nEndSrcCol,    w.nAccX,         w.nFirstCol, int32_t(nMade), w.nLeftOut};
+        const RowWindow row{shape.nSrcWidth, shape.nDstWidth,          w.nFetchCol,    w.nFirstSrcCol, w.nEndSrcCol,
+                            w.nAccX,         w.nFirstCol - w.nLeftOut, int32_t(nMade), w.nLeftOut};
         if (m_filter.emplace().prepare(kind, f.workFormat(), kFineWeights, false, row) != 1) return -1;
     }
     for (Buffer<uint8_t>& row : m_rows)

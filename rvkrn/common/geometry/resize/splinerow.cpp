@@ -17,7 +17,9 @@ void walkSpline(const RowWindow& window, SplinePoint* pPoints) noexcept {
     const float fPosition = float(window.nFirstOutCol) * fScale;
     float t = std::max(float(double(fPosition) - window.nFirstSrcCol), 0.0f);
     const double dCopies = 0.5 / (double(window.nSrcWidth) / window.nDstWidth);
-    int32_t nCopies = window.nFirstSrcCol == 0 ? int32_t(std::min(dCopies, double(window.nCount))) : 0;
+    int32_t nCopies =
+        window.nFirstSrcCol == 0 ? int32_t(std::min(dCopies, window.nCount + double(window.nSkipped))) : 0;
+    nCopies -= std::min(nCopies, window.nSkipped);
     for (int32_t i = 0; i < window.nCount; ++i) {
         for (; t >= 1; t -= 1) ++a;
         const float f = a < nLast ? t : 0, u = 1 - f;
