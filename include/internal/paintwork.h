@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <numeric>
 
+#include "internal/mirror.h"
 #include "internal/paint_.h"
 #include "internal/views_.h"
 
@@ -119,7 +120,8 @@ class SeenRows {
     std::unique_ptr<PaintRows> m_pRows;
     BITMAPRECORD m_format{};
     int32_t m_nStatus = 1;
-    Buffer<uint8_t> m_row;            // to be mirrored
+    Buffer<uint8_t> m_row;  // to be mirrored
+    MirrorKernel m_mirror = nullptr;
     Buffer<uint8_t> m_block, m_seen;  // of columns: as stored, and turned
     uint32_t m_uSeenStride = 0;
     int32_t m_nBlockRows = 0, m_nBlock = -1;

@@ -129,14 +129,18 @@ void giveNumbers(const OVERLAYSLOT& slot, Attributes& to, uint32_t uFlags) noexc
     if (uFlags & OVERLAYATTR_BIT_POSITION) to.nBitPosition = slot.nBitPosition;
 }
 
-// The checks of both fetches, up to the slot.
-int32_t findAttributes(const BITMAPRECORD* pBitmap, uint32_t uIndex, const void* pAttributes, bool bSizeFits,
-                       OVERLAYSLOT*& pSlot) noexcept {
-    if (!pBitmap || !pAttributes) return -13;                                 // Invalid parameter passed
-    if (!bSizeFits || !isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
+// What both fetches begin with: the checks, the slot, and all but its texts. 1 or a status.
+template <class Attributes>
+int32_t findAndGive(const BITMAPRECORD* pBitmap, uint32_t uIndex, Attributes* pAttributes, uint32_t uStructSize,
+                    uint32_t uFlags, OVERLAYSLOT*& pSlot) noexcept {
+    if (!pBitmap || !pAttributes) return -13;             // Invalid parameter passed
+    if (uStructSize != sizeof *pAttributes) return -789;  // The structure size is invalid
+    if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;
     if (uIndex >= OVERLAY_COUNT) return -13;
     pSlot = usedSlot(*pBitmap, uIndex);
-    return pSlot ? 1 : -815;  // The overlay does not exist
+    if (!pSlot) return -815;  // The overlay does not exist
+    giveNumbers(*pSlot, *pAttributes, uFlags);
+    return 1;
 }
 
 // ---- narrow and wide texts
@@ -251,10 +255,7 @@ int32_t R_SetOverlayAttributesA(BITMAPRECORD* pBitmap, uint32_t uIndex, const OV
 int32_t R_GetOverlayAttributes(const BITMAPRECORD* pBitmap, uint32_t uIndex, OVERLAYATTRIBUTES* pAttributes,
                                uint32_t uStructSize, uint32_t uFlags) noexcept {
     OVERLAYSLOT* pSlot = nullptr;
-    if (const int32_t n = findAttributes(pBitmap, uIndex, pAttributes, uStructSize == sizeof *pAttributes, pSlot);
-        n != 1)
-        return n;
-    giveNumbers(*pSlot, *pAttributes, uFlags);
+    if (const int32_t n = findAndGive(pBitmap, uIndex, pAttributes, uStructSize, uFlags, pSlot); n != 1) return n;
     if (uFlags & OVERLAYATTR_TEXT) pAttributes->Text = pSlot->Text;
     return 1;
 }
@@ -262,10 +263,7 @@ int32_t R_GetOverlayAttributes(const BITMAPRECORD* pBitmap, uint32_t uIndex, OVE
 int32_t R_GetOverlayAttributesA(const BITMAPRECORD* pBitmap, uint32_t uIndex, OVERLAYATTRIBUTESA* pAttributes,
                                 uint32_t uStructSize, uint32_t uFlags) noexcept {
     OVERLAYSLOT* pSlot = nullptr;
-    if (const int32_t n = findAttributes(pBitmap, uIndex, pAttributes, uStructSize == sizeof *pAttributes, pSlot);
-        n != 1)
-        return n;
-    giveNumbers(*pSlot, *pAttributes, uFlags);
+    if (const int32_t n = findAndGive(pBitmap, uIndex, pAttributes, uStructSize, uFlags, pSlot); n != 1) return n;
     if (!(uFlags & OVERLAYATTR_TEXT)) return 1;
     carryTextFields(pAttributes->Text, pSlot->Text);
     for (int i = 0; i < 3; ++i) narrow(&pSlot->Text.szText[i], pAttributes->Text.szText[i]);

@@ -196,6 +196,15 @@ int32_t tellNonLinear(int32_t bSigned, const Entry* pLUT, uint32_t uLength) noex
     return slopes.both();
 }
 
+// The checks that both calls open with: 1 or a status.
+int32_t checkLevel(const BITMAPRECORD* pBitmap, int32_t nLowBit, int32_t nHighBit, const void* pLUT,
+                   uint32_t uLUTLength, int32_t nMode) noexcept {
+    if (!pBitmap) return -2;                                    // Invalid image
+    if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
+    const BitWindow bits(*pBitmap, nLowBit, nHighBit);
+    return areSound(bits, pLUT, uLUTLength, nMode) ? 1 : -13;  // Invalid parameter passed
+}
+
 }  // namespace
 }  // namespace rv
 
@@ -205,22 +214,18 @@ extern "C" {
 
 int32_t R_WindowLevel(BITMAPRECORD* pBitmap, int32_t nLowBit, int32_t nHighBit, const RGBQUAD* pLUT,
                       uint32_t uLUTLength, int32_t nMode) noexcept {
-    if (!pBitmap) return -2;                                    // Invalid image
-    if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
+    if (const int32_t n = checkLevel(pBitmap, nLowBit, nHighBit, pLUT, uLUTLength, nMode); n != 1) return n;
     BITMAPRECORD& bm = *pBitmap;
     const BitWindow bits(bm, nLowBit, nHighBit);
-    if (!areSound(bits, pLUT, uLUTLength, nMode)) return -13;  // Invalid parameter passed
     setBits(bm, bits, nMode);
     return setWindow(bm, bits, pLUT, uLUTLength, nMode);
 }
 
 int32_t R_WindowLevelExt(BITMAPRECORD* pBitmap, int32_t nLowBit, int32_t nHighBit, const RGBQUAD64* pLUT,
                          uint32_t uLUTLength, int32_t nMode) noexcept {
-    if (!pBitmap) return -2;                                    // Invalid image
-    if (!isKnownRecordSize(pBitmap->uStructSize)) return -789;  // The structure size is invalid
+    if (const int32_t n = checkLevel(pBitmap, nLowBit, nHighBit, pLUT, uLUTLength, nMode); n != 1) return n;
     BITMAPRECORD& bm = *pBitmap;
     const BitWindow bits(bm, nLowBit, nHighBit);
-    if (!areSound(bits, pLUT, uLUTLength, nMode)) return -13;  // Invalid parameter passed
     if (bm.BitsPerPixel != 8 && bm.Order != ORDER_GRAY) return -13;
     setBits(bm, bits, nMode);
     return (hasWideFields(bm) ? setWindow<RGBQUAD64> : setWindowOfBytes)(bm, bits, pLUT, uLUTLength, nMode);

@@ -90,9 +90,9 @@ private:
 int32_t Paint::ask() noexcept {
     m_wish.uMode = R_GetDisplayMode();
     m_wish.bAlpha = m_sink.calls().uSinkFlags & PAINTSINK_ALPHA;
-    m_wish.nDeviceBits = m_sink.deviceBits();
     if (m_job.pOverlayColor) return 1;  // its rows are what they are
     const int32_t n = m_sink.ask(m_job.bm, m_place.width(), m_asked);
+    if (n == 0) m_wish.nDeviceBits = m_sink.deviceBits();
     if (n != 1) return n == 0 ? 1 : n;
     m_wish.bAsked = true;
     m_wish.nDeviceBits = m_asked.nBitsPerPixel;

@@ -26,6 +26,7 @@ int32_t SeenRows::prepare() noexcept {
         m_nStatus = m_maker.make(m_x, m_y, m_pRows);
         if (m_nStatus != 1) return m_nStatus;
         m_format = m_pRows->format();
+        m_mirror = mirrorKernel(m_format.BitsPerPixel);
         const uint64_t uBytes = packedBytes(uint32_t(m_x.nCount), uint32_t(m_format.BitsPerPixel));
         if (m_view.bFlipX && !m_row.allocate(uBytes)) m_nStatus = -1;  // Not enough memory available
         return m_nStatus;
@@ -93,7 +94,7 @@ const uint8_t* SeenRows::row(int32_t nRow, uint8_t* pBuffer) noexcept {
     const uint8_t* p = m_pRows->row(storedRow(nRow), m_view.bFlipX ? m_row.get() : pBuffer);
     if (!p) m_nStatus = m_pRows->status();
     if (!p || !m_view.bFlipX) return p;
-    mirrorKernel(m_format.BitsPerPixel)(p, pBuffer, size_t(m_x.nCount));
+    m_mirror(p, pBuffer, size_t(m_x.nCount));
     return pBuffer;
 }
 
